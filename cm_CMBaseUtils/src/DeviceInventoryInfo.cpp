@@ -1,0 +1,114 @@
+#include "DeviceInventoryInfo.h"
+
+#include <libxml/parser.h>
+#include <strings.h>
+
+#include <memory>
+#include <new>
+
+#include "Logger.h"
+
+namespace {
+
+using Selection = libxml::Owned<xmlXPathObject>;
+
+/// Reads what a Device element says; what it lacks stays as it is.
+void readDevice(xmlNode* device, CDeviceInfo& record) {
+  if (const char* const componentID = libxml::attribute(device, "componentID")) {
+    record.setComponentID(componentID);
+    record.setDeviceType(CDeviceInfo::DEVICE_TYPE_NONPCI);
+  } else if (const char* const vendorID = libxml::attribute(device, "vendorID")) {
+    record.setDeviceType(CDeviceInfo::DEVICE_TYPE_PCI);
+    SPCIInfo pci;
+    pci.vendorID = vendorID;
+    pci.deviceID = libxml::attributeOrEmpty(device, "deviceID");
+    pci.subVendorID = libxml::attributeOrEmpty(device, "subVendorID");
+    pci.subDeviceID = libxml::attributeOrEmpty(device, "subDeviceID");
+    record.setPCIInfo(pci);
+  }
+  if (const char* const display = libxml::attribute(device, "display")) record.setDeviceName(display);
+  const xmlNode* const application = xmlFirstElementChild(device);
+  if (const char* const type = libxml::attribute(application, "componentType")) record.setComponentType(type);
+  if (const char* const version = libxml::attribute(application, "version")) record.setVersion(version);
+}
+
+}  // namespace
+
+CDeviceInventoryInfo::CDeviceInventoryInfo(const std::string& path) : m_strInventoryFilePath(path) {
+  xmlKeepBlanksDefault(0);
+}
+
+CDeviceInventoryInfo::~CDeviceInventoryInfo() {
+  LOG("CDeviceInventoryInfo::~CDeviceInventoryInfo");
+}
+
+xmlXPathObject* CDeviceInventoryInfo::GetNodeSet(const char* expression) {
+  static constexpr libxml::SelectTexts kTexts{
+      "CDeviceInventoryInfo::GetNodeSet() Start",
+      "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathNewContext",
+      "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathEvalExpression",
+      "CDeviceInventoryInfo::GetNodeSet() Empty nodeset", "CDeviceInventoryInfo::GetNodeSet() END"};
+  return libxml::select(m_document.get(), expression, kTexts, LOG_SITE).release();
+}
+
+const char* CDeviceInventoryInfo::GetAttributeValue(const xmlNode* node, const char* name) {
+  if (node == nullptr || name == nullptr) {
+    LOG("CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName");
+  }
+  return libxml::attribute(node, name);
+}
+
+bool CDeviceInventoryInfo::GetInventoryStatus(std::string& message) {
+  const Selection statuses(
+      GetNodeSet("//SVMInventory/Device/Application/SPStatus | //SVMInventory/SPStatus"));
+  if (statuses == nullptr) {
+    LOG("CDeviceInventoryInfo::GetInventoryStatus() pXpathObj is NULL");
+    return true;
+  }
+  for (xmlNode* status : libxml::nodes(statuses)) {
+    const char* const result = libxml::attribute(status, "result");
+    if (result == nullptr || strcasecmp(result, "false") != 0) continue;
+    if (const char* const text = libxml::firstText(xmlFirstElementChild(status))) {
+      message = text;
+      LOG("CDeviceInventoryInfo::GetInventoryStatus() got message");
+      LOG(message);
+    }
+    return false;
+  }
+  return true;
+}
+
+std::vector<CDeviceInfo*> CDeviceInventoryInfo::GetDeviceInfo() {
+  std::vector<CDeviceInfo*> list;
+  if (m_strInventoryFilePath.empty()) {
+    LOG("Inventory file path is empty ");
+    return list;
+  }
+  m_document.reset(xmlParseFile(m_strInventoryFilePath.c_str()));
+  if (m_document == nullptr) {
+    LOG("CDeviceInventoryInfo::GetDeviceInfo() Document " + m_strInventoryFilePath + "  parsing failed ");
+    return list;
+  }
+  const Selection devices(GetNodeSet("//SVMInventory//Device"));
+  if (devices == nullptr) {
+    LOG("CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL");
+    std::unique_ptr<CDeviceInfo> record(new (std::nothrow) CDeviceInfo);
+    if (record != nullptr && markFailed(*record)) list.push_back(record.release());
+  }
+  for (xmlNode* device : libxml::nodes(devices)) {
+    std::unique_ptr<CDeviceInfo> record(new (std::nothrow) CDeviceInfo);
+    if (record == nullptr) return list;
+    markFailed(*record);
+    readDevice(device, *record);
+    list.push_back(record.release());
+  }
+  return list;
+}
+
+bool CDeviceInventoryInfo::markFailed(CDeviceInfo& record) {
+  std::string message;
+  if (GetInventoryStatus(message)) return false;
+  record.setErrorMsg(message);
+  record.setStatus(1);
+  return true;
+}

@@ -1,0 +1,86 @@
+#include "LibXml.h"
+
+#include <strings.h>
+
+namespace libxml {
+
+namespace {
+
+void logText(const char* text, const SLogSite& site) {
+  if (text != nullptr) LOG_AT(site, text);
+}
+
+const xmlChar* bytes(const char* text) {
+  return reinterpret_cast<const xmlChar*>(text);
+}
+
+const char* text(const xmlNode* node) {
+  return node == nullptr ? nullptr : reinterpret_cast<const char*>(node->content);
+}
+
+}  // namespace
+
+Owned<xmlXPathObject> select(xmlDoc* document, const char* expression, const SelectTexts& texts,
+                             const SLogSite& site) {
+  logText(texts.start, site);
+  const Owned<xmlXPathContext> context(xmlXPathNewContext(document));
+  if (context == nullptr) {
+    logText(texts.contextFailed, site);
+    return nullptr;
+  }
+  Owned<xmlXPathObject> result;
+  if (expression != nullptr) result.reset(xmlXPathEvalExpression(bytes(expression), context.get()));
+  if (result == nullptr) {
+    logText(texts.evaluationFailed, site);
+    return nullptr;
+  }
+  const xmlNodeSet* const set = result->nodesetval;
+  if (set == nullptr || set->nodeNr == 0 || set->nodeTab == nullptr) {
+    logText(texts.empty, site);
+    return nullptr;
+  }
+  logText(texts.done, site);
+  return result;
+}
+
+std::span<xmlNode* const> nodes(const Owned<xmlXPathObject>& selection) {
+  if (selection == nullptr) return {};
+  return {selection->nodesetval->nodeTab, static_cast<std::size_t>(selection->nodesetval->nodeNr)};
+}
+
+const char* attribute(const xmlNode* element, const char* name) {
+  const xmlAttr* const found = xmlHasProp(element, bytes(name));
+  return found == nullptr ? nullptr : text(found->children);
+}
+
+const char* attributeOrEmpty(const xmlNode* element, const char* name) {
+  const char* const value = attribute(element, name);
+  return value == nullptr ? "" : value;
+}
+
+const char* firstText(const xmlNode* element) {
+  return element == nullptr ? nullptr : text(element->children);
+}
+
+const xmlNode* firstChildNamed(const xmlNode* element, const char* name) {
+  for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+    if (isNamed(child, name)) return child;
+  }
+  return nullptr;
+}
+
+const char* lastTextOf(const xmlNode* element, const char* name) {
+  const char* last = nullptr;
+  if (element == nullptr) return last;
+  for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+    if (!isNamed(child, name)) continue;
+    if (const char* const text = firstText(child)) last = text;
+  }
+  return last;
+}
+
+bool isNamed(const xmlNode* node, const char* name) {
+  return node->type == XML_ELEMENT_NODE && strcasecmp(reinterpret_cast<const char*>(node->name), name) == 0;
+}
+
+}  // namespace libxml

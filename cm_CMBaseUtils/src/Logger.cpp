@@ -1,0 +1,43 @@
+#include "Logger.h"
+
+#include <array>
+#include <ctime>
+#include <iomanip>
+
+CLogger* CLogger::m_ptrInstance = nullptr;
+
+CLogger* CLogger::GetInstance() {
+  if (m_ptrInstance == nullptr) m_ptrInstance = new CLogger();
+  return m_ptrInstance;
+}
+
+void CLogger::Initialize(const std::string& fileName) {
+  m_strFileName = fileName;
+  m_stream.open(fileName, std::ios::out | std::ios::trunc);
+  if (m_stream.is_open()) m_bEnabled = true;
+}
+
+void CLogger::log(char* sourceFile, unsigned int line, const std::string& message) {
+  if (!m_bEnabled) return;
+  if (sourceFile == nullptr) {
+    m_stream.setstate(std::ios::badbit);
+    return;
+  }
+  std::array<char, 80> timeStamp{};
+  const std::time_t now = std::time(nullptr);
+  if (const std::tm* local = std::localtime(&now)) {
+    std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", local);
+  }
+  m_stream.seekp(0, std::ios::end);
+  m_stream << timeStamp.data() << ": " << std::setw(50) << sourceFile << ":" << std::setw(5) << line << ": "
+           << message << '\n'
+           << std::flush;
+}
+
+CTraceScope::CTraceScope(const SLogSite& site, const char* method) : m_site(site), m_method(method) {
+  LOG_AT(m_site, std::string("Entering ") + m_method);
+}
+
+CTraceScope::~CTraceScope() {
+  LOG_AT(m_site, std::string("Leaving ") + m_method);
+}

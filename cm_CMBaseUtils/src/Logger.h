@@ -1,0 +1,77 @@
+// The debug log: one text file of time-stamped lines that name the source and line that wrote them.
+//
+//   [2026-01-31T12:00:00] : <source, right-aligned to 50>:<line, right-aligned to 5>: <message>
+
+#pragma once
+
+#include <fstream>
+#include <string>
+
+/// The process's single trace sink. It is off, and every call to `log` returns at once, until `Initialize`
+/// has opened a file. For the program's one thread only: there is no lock.
+class CLogger {
+ public:
+  /// The process's logger, made on the first call and never destroyed: the log is to hold every line up to
+  /// the process's end.
+  static CLogger* GetInstance();
+
+  /// Opens `fileName` for writing (an existing file is emptied) and, when that succeeds, switches the log on.
+  /// A file that cannot be opened leaves the log off; nothing reports it.
+  ///
+  /// A second call on a log that is already on does not switch files: the stream refuses to open another one
+  /// and stays in its failed state, so no line is written from then on while the lines before are kept.
+  /// Callers depend on that.
+  void Initialize(const std::string& fileName);
+
+  /// Writes one line and flushes it, so that the log is whole even if the process dies. `sourceFile` is a
+  /// NUL-terminated path; a null pointer spoils the stream, and nothing more is written.
+  void log(char* sourceFile, unsigned int line, const std::string& message);
+
+  /// True once a file has been opened, also after a second `Initialize` has silenced the log.
+  bool isEnabled() const { return m_bEnabled; }
+
+  /// Null until the first `GetInstance`. Tests put a logger of their own here.
+  static CLogger* m_ptrInstance;
+
+ private:
+  std::string m_strFileName = "debug.log";
+  std::ofstream m_stream;
+  bool m_bEnabled = false;
+};
+
+/// A place in the sources, as a line of the debug log names it. Shared code that logs on behalf of a class
+/// takes one from its caller.
+struct SLogSite {
+  const char* sourceFile;
+  unsigned int line;
+};
+
+#define LOG_SITE       \
+  SLogSite {           \
+    __FILE__, __LINE__ \
+  }
+
+/// Logs `message` as coming from `site`. The message is not built while the log is off.
+#define LOG_AT(site, message)                                                    \
+  do {                                                                           \
+    if (CLogger* const logger_ = CLogger::GetInstance(); logger_->isEnabled()) { \
+      const SLogSite& site_ = (site);                                            \
+      logger_->log(const_cast<char*>(site_.sourceFile), site_.line, (message));  \
+    }                                                                            \
+  } while (false)
+
+/// Logs `message` as coming from this line.
+#define LOG(message) LOG_AT(LOG_SITE, message)
+
+/// Logs "Entering " and the method's name when it is made, "Leaving " and the name when its scope ends.
+class CTraceScope {
+ public:
+  CTraceScope(const SLogSite& site, const char* method);
+  ~CTraceScope();
+  CTraceScope(const CTraceScope&) = delete;
+  CTraceScope& operator=(const CTraceScope&) = delete;
+
+ private:
+  SLogSite m_site;
+  const char* m_method;
+};
