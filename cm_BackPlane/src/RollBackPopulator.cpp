@@ -1,0 +1,48 @@
+#include "RollBackPopulator.h"
+
+#include "Logger.h"
+#include "StringUtils.h"
+#include "UpdRollbackWrapper.h"
+
+CRollBackPopulator::CRollBackPopulator(UpdRollbackWrapper* wrapper) : m_pUpdRollbackWrapper(wrapper) {
+  if (wrapper == nullptr) LOG("CRollBackPopulator::CRollBackPopulator() pUpdRollbackWrapper is NULL");
+}
+
+int CRollBackPopulator::PopulateRollbackPartition(const std::vector<std::string>& files) {
+  LOG("CBackplaneExecution::PopulateRollbackPartition() start");
+  if (m_pUpdRollbackWrapper == nullptr) {
+    LOG("Update Rollback Wrapper Not initialized: exiting");
+    return 1;
+  }
+  int status = -1;
+  try {
+    status = addAndUpdate(files);
+  } catch (unsigned char& code) {
+    // The text is advanced by the code, not followed by it; so is the one with the partition's status.
+    LOG(CStringUtils::shifted("CRollBackPopulator::PopulateRollbackPartition: Got Exception ->", code));
+    return code;
+  } catch (...) {
+    LOG("CRollBackPopulator::::PopulateRollbackPartition: UnCatched Exception");
+    return -1;
+  }
+  LOG("CRollBackPopulator::PopulateRollbackPartition->END");
+  LOG("CRollBackPopulator::::PopulateRollbackPartition() END");
+  return status;
+}
+
+int CRollBackPopulator::addAndUpdate(const std::vector<std::string>& files) {
+  LOG("CRollBackPopulator::::PopulateRollbackPartition:Populate File Size is:" +
+      std::to_string(files.size()));
+  for (const std::string& file : files) {
+    LOG("Payload File" + file);
+    const int added = m_pUpdRollbackWrapper->addPayloadFiles(file, true);
+    if (added != 0) {
+      LOG("CRollBackPopulator::::PopulateRollbackPartition addPayloadFiles Failed");
+      return added;
+    }
+  }
+  const int updated = m_pUpdRollbackWrapper->updateFirmwarePartition();
+  LOG(CStringUtils::shifted("CRollBackPopulator::::PopulateRollbackPartition updateFormwarePartition retVal",
+                            updated));
+  return updated;
+}
