@@ -1,0 +1,238 @@
+#include "NVMeAdapter.h"
+
+#include <memory>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "Logger.h"
+#include "PlatformLayer.h"
+#include "SoftwareComponentInfo.h"
+#include "StringUtils.h"
+
+CNVMeAdapter* CNVMeAdapter::m_ptrInstance = nullptr;
+
+namespace {
+
+constexpr int kStatusSuccess = 0;
+constexpr int kStatusUpdateFailed = 1;
+constexpr int kStatusRevisionUnreadable = 2;
+
+/// The drive took the firmware and runs it after a reset (NVMe status 10Bh, Firmware Activation Requires
+/// Conventional Reset).
+constexpr int kUpdatedResetRequired = 267;
+
+template <std::size_t Width>
+std::string fieldText(const std::array<char, Width>& field) {
+  return CStringUtils::fixedWidthText({field.data(), field.size()});
+}
+
+/// As an unsigned number: -1 shows as 4294967295.
+std::string returnValueLine(int result) {
+  return "ERROR INFO: API return value = " + std::to_string(static_cast<unsigned int>(result));
+}
+
+template <class EntryPoint>
+void bind(EntryPoint*& member, void* library, const char* symbol) {
+  member = reinterpret_cast<EntryPoint*>(CPlatformLayer::GetProcAddress(library, symbol));
+}
+
+}  // namespace
+
+CNVMeAdapter* CNVMeAdapter::GetInstance() {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::GetInstance()");
+  if (m_ptrInstance == nullptr) {
+    m_ptrInstance = new (std::nothrow) CNVMeAdapter;
+    if (m_ptrInstance == nullptr) LOG("ERROR: Object Creation or Library intialization failed");
+  }
+  return m_ptrInstance;
+}
+
+void CNVMeAdapter::DeleteInstance() {
+  LOG("Entering CNVMeAdapter::DeleteInstance()");
+  if (m_ptrInstance != nullptr) {
+    LOG("Before deleting the CNVMeAdapter instance");
+    delete std::exchange(m_ptrInstance, nullptr);
+    LOG("After deleting the CNVMeAdapter instance");
+  }
+  LOG("Leaving  CNVMeAdapter::DeleteInstance()");
+}
+
+CNVMeAdapter::CNVMeAdapter() {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::CNVMeAdapter()");
+}
+
+CNVMeAdapter::~CNVMeAdapter() {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::~CNVMeAdapter()");
+  LOG("Initializing all required function pointers to NULL");
+  m_fncNVMEDiscoverDrives = nullptr;
+  m_fncNVMEGetDriveInfo = nullptr;
+  m_fncNVMEUpdateFirmware = nullptr;
+  LOG("Checking library handle existance");
+  if (m_hLibrary != nullptr) {
+    LOG("Library handle exists. Freeing it and initialize to NULL");
+    CPlatformLayer::FreeLibrary(std::exchange(m_hLibrary, nullptr));
+  }
+  LOG("Uninstalling MOXI ...");
+  if (m_bSupportLibInstalled) {
+    const bool failed = CPlatformLayer::UninstallMoxi();
+    LOG(failed ? "ERROR: Uninstalling MOXI is failed." : "Uninstalling MOXI is completed.");
+  }
+}
+
+bool CNVMeAdapter::Initialize() {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::Initialize()");
+  LOG("Installing MOXI ..");
+  if (CPlatformLayer::InstallMoxi()) {
+    LOG("ERROR: Installing MOXI is Failed");
+  } else {
+    LOG("Install MOXI Succeeded");
+    m_bSupportLibInstalled = true;
+  }
+  if (!m_bInitialized && m_bSupportLibInstalled && openLibrary()) m_bInitialized = bindEntryPoints();
+  return m_bInitialized;
+}
+
+bool CNVMeAdapter::openLibrary() {
+  LOG("Loading NVMePCISSD_LIBRARY to get handle to library");
+  m_hLibrary = CPlatformLayer::Load_Library("./libnvme.so");
+  if (m_hLibrary == nullptr) {
+    LOG("Loading NVMePCISSD_LIBRARY from system or KEST path");
+    m_hLibrary = CPlatformLayer::Load_Library("libnvme.so");
+  }
+  if (m_hLibrary == nullptr) {
+    LOG("ERROR: Could not able to load the NVMePCISSD Library using NVMePCISSD_LIBRARY to get handle to "
+        "library");
+  }
+  return m_hLibrary != nullptr;
+}
+
+bool CNVMeAdapter::bindEntryPoints() {
+  LOG("Received handle to library NVMePCISSD_LIBRARY. Initializing required function pointers");
+  bind(m_fncNVMEDiscoverDrives, m_hLibrary, "NVMEDiscoverDrives");
+  bind(m_fncNVMEGetDriveInfo, m_hLibrary, "NVMEGetDriveInfo");
+  bind(m_fncNVMEUpdateFirmware, m_hLibrary, "NVMEUpdateFirmware");
+  if (m_fncNVMEDiscoverDrives != nullptr && m_fncNVMEGetDriveInfo != nullptr &&
+      m_fncNVMEUpdateFirmware != nullptr) {
+    LOG("INFO: All required function pointers initialized successfully");
+    return true;
+  }
+  // The line names two entry points that are never bound; callers compare it.
+  LOG("ERROR: Could not able to load one/all of function pointer(s) m_fncNVMEDiscoverDrives, "
+      "m_fncNVMEGetDriverInfo,m_fncNVMEGetDriveDeviceName, m_fncNVMEGetDriveInfo, m_fncNVMEUpdateFirmware");
+  LOG("Releasing handle to library NVMePCISSD_LIBRARY");
+  CPlatformLayer::FreeLibrary(std::exchange(m_hLibrary, nullptr));
+  return false;
+}
+
+bool CNVMeAdapter::DiscoverNVMeDevices(std::vector<CDeviceInfo*>& devices) {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::DiscoverNVMeDevices()");
+  LOG("Invoking Samsung API to get NVMe PCISSD disks' discovery/inventory data");
+  std::uint32_t count = 0;
+  NVMeDriveRecord** drives = nullptr;
+  const int result = m_fncNVMEDiscoverDrives(&count, &drives);
+  if (result != 0) {
+    LOG("ERROR: Samung API NVMEDiscoverDrives failed to collect NVMe PCISSD disks' inventory");
+    LOG(returnValueLine(result));
+    return false;
+  }
+  LOG("Done. Samsung API NVMEDiscoverDrives successfully returned with discovery/inventory data");
+  if (drives == nullptr) return false;
+
+  bool found = false;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    // The text is advanced by the drive's number, not followed by it; callers compare the lines.
+    LOG(CStringUtils::shifted("Found a NVMePCISSD with drive number ", i));
+    std::unique_ptr<CDeviceInfo> device(new (std::nothrow) CDeviceInfo);
+    if (device == nullptr) {
+      LOG("ERROR: Creating CDeviceInfo instance failed!");
+      break;
+    }
+    if (drives[i] == nullptr) {
+      LOG("ERROR: NVMEDiscoverDrives returned an empty drive entry");
+      continue;
+    }
+    describe(*drives[i], *device);
+    devices.push_back(device.release());
+    found = true;
+  }
+  return found;
+}
+
+void CNVMeAdapter::describe(const NVMeDriveRecord& drive, CDeviceInfo& device) {
+  device.setPCIInfo(drive.deviceID, drive.subDeviceID, drive.vendorID, drive.subVendorID);
+  _NVME_ZOLT_BDF address{drive.bus, drive.device, drive.function};
+  device.setBDFInfo(address.bus, address.device, address.function);
+
+  const std::string serialNumber = CStringUtils::trim_string(fieldText(drive.serialNumber));
+  LOG("NVMePCISSD Model Number: " + CStringUtils::trim_string(fieldText(drive.modelNumber)));
+  device.setEnumId("Serial Number: " + serialNumber);
+  LOG("NVMePCISSD Serial Number: " + serialNumber);
+
+  std::string revision;
+  if (getFirmwareRevision(address, revision)) {
+    device.setStatus(kStatusSuccess);
+    device.setErrorMsg("Success");
+  } else {
+    device.setStatus(kStatusRevisionUnreadable);
+    device.setErrorMsg("ERROR: Getting Firmware Version of required NVMePCISSD disk failed");
+  }
+  device.setVersion(revision);
+  setBasicDeviceInfo(&device);
+}
+
+bool CNVMeAdapter::getFirmwareRevision(_NVME_ZOLT_BDF& address, std::string& revision) {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::getFirmwareRevision()");
+  revision = "Not Found";
+  NVMeDriveInfo info{};
+  if (m_fncNVMEGetDriveInfo(&address, &info) != 0) {
+    LOG("ERROR: Failed to get the NVMePCISSD firmware version using m_fncNVMEGetDriveInfo function pointer");
+    return false;
+  }
+  revision = fieldText(info.firmwareRevision);
+  LOG("INFO: Firmware Version of the drive using memory values  " + revision);
+  return true;
+}
+
+void CNVMeAdapter::setBasicDeviceInfo(CDeviceInfo* device) {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::setBasicDeviceInfo()");
+  device->setDeviceName(m_strDeviceName);
+  LOG("CNVMeAdapter::setBasicDeviceInfo() Setting the Device Name: " + m_strDeviceName);
+  device->setComponentType(m_strComponentType);
+  LOG("Setting the Component Type: " + m_strComponentType);
+  device->setDeviceType(CDeviceInfo::DEVICE_TYPE_PCI);
+  LOG("Setting the Device Type");
+
+  LOG("Befoe creating the object of Software Component Info");
+  CSoftwareComponentInfo descriptor;
+  LOG("After creating the object of Software Component Info");
+  SPCIInfo pci = device->getPCIInfo();
+  const std::string marketingName = descriptor.getMarketingNameForPCIDevice(pci);
+  device->setDisplay(marketingName.empty() ? m_strDeviceName : marketingName);
+  LOG("Setting the Display name to Marketing name: " + marketingName);
+}
+
+bool CNVMeAdapter::UpdateNVMeDevices(std::vector<CDeviceInfo*>& devices, std::string payloadPath) {
+  const CTraceScope trace(LOG_SITE, "CNVMeAdapter::UpdateNVMeDevices()");
+  std::uint32_t attempted = 0;
+  std::uint32_t succeeded = 0;
+  for (CDeviceInfo* device : devices) {
+    LOG("Updating the firmware for NVMeDevcice");
+    const _BDFInfo bdf = device->getBDFInfo();
+    _NVME_ZOLT_BDF address{bdf.bus, bdf.device, bdf.function};
+    const int result = m_fncNVMEUpdateFirmware(&address, payloadPath.c_str());
+    if (result == 0 || result == kUpdatedResetRequired) {
+      LOG("Update firmware done for NVMeDevcice Succesfully");
+      ++succeeded;
+    } else {
+      LOG("ERROR: Update firmware failed for NVMeDevcice");
+      LOG(returnValueLine(result));
+      device->setStatus(kStatusUpdateFailed);
+      device->setErrorMsg("ERROR: Failed to Update Firmware");
+    }
+    ++attempted;
+  }
+  LOG(std::to_string(succeeded) + " NVMEPCISSD drives updated succesfully out of " +
+      std::to_string(attempted) + " NVMEPCISSD Drives");
+  return succeeded > 0;
+}

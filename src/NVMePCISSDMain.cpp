@@ -1,0 +1,34 @@
+#include <cstdlib>
+#include <string>
+
+#include "CommandLineParser.h"
+#include "Logger.h"
+#include "NVMePCISSDManager.h"
+
+int main(int argc, char** argv) {
+  CCommandLineParser parser;
+  if (!parser.parseCLI(argc, argv)) return EXIT_FAILURE;
+
+  if (parser.isDebug()) {
+    CLogger::GetInstance()->Initialize(parser.getDebugFilename());
+    LOG("Logger initialized");
+  }
+  const std::string outputFileName = parser.getOutputFileName();
+  if (!outputFileName.empty()) LOG("Output file name =" + outputFileName);
+
+  LOG("Before CNVMePCISSDManager nvmePCISSDMgr; ");
+  CNVMePCISSDManager manager(outputFileName);
+  bool result = true;
+  if (parser.isInventory()) {
+    LOG("Before nvmePCISSDMgr.Inventory ");
+    result = manager.Inventory();
+    LOG("After nvmePCISSDMgr.Inventory ");
+  }
+  if (parser.isUpdate()) {
+    LOG("Before nvmePCISSDMgr.Update ");
+    result = manager.Update();  // alone decides when both ran
+    LOG("After nvmePCISSDMgr.Update ");
+  }
+  if (!result) LOG("nvmePCISSDMgr.Update or nvmePCISSDMgr.inventory is failed");
+  return result ? EXIT_SUCCESS : EXIT_FAILURE;
+}

@@ -1,0 +1,93 @@
+#include "NVMePCISSDUpdate.h"
+
+#include <memory>
+#include <new>
+
+#include "Logger.h"
+#include "NVMeAdapter.h"
+#include "NVMePCISSDInventory.h"
+#include "PlatformLayer.h"
+#include "RollBackPopulator.h"
+#include "UpdRollbackWrapper.h"
+
+CNVMePCISSDUpdate::CNVMePCISSDUpdate() : m_pNVMeAdapter(CNVMeAdapter::GetInstance()) {}
+
+CNVMePCISSDUpdate::~CNVMePCISSDUpdate() {
+  CNVMeAdapter::DeleteInstance();
+}
+
+std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
+  LOG("Entering CNVMePCISSDUpdate::Update()");
+  if (m_pNVMeAdapter == nullptr || !m_pNVMeAdapter->Initialize()) {
+    LOG("ERROR: Creating NVMeAdapter instance and/or NVMeAdapter initiatization failed!");
+    LOG("Leaving CNVMePCISSDUpdate::Update()");
+    return m_vDevicesInfo;
+  }
+
+  std::unique_ptr<CNVMePCISSDInventory> inventory(new (std::nothrow) CNVMePCISSDInventory);
+  if (inventory == nullptr) {
+    LOG("ERROR: Creating CNVMePCISSDInventory instance failed!");
+  } else {
+    LOG("CNVMePCISSDUpdate::Update  Before GetInventory() ");
+    m_vDevicesInfo = inventory->GetInventory();
+    LOG("CNVMePCISSDUpdate::Update  After GetInventory() ");
+  }
+
+  std::vector<std::string> files = payloadFiles();
+  if (files.size() != 1) {
+    LOG("ERROR: Zero or more than one payload file found");
+    LOG("Returning from CNVMePCISSDUpdate::Update()");
+    return m_vDevicesInfo;
+  }
+  LOG("Payload file name is: " + files.front());
+
+  if (m_pNVMeAdapter->UpdateNVMeDevices(m_vDevicesInfo, files.front())) {
+    LOG("INFO: At lease one NVMe PCISSD disk firmware update is successful. Rollback is mandatory now");
+    const int status = populateRollbackPartition(files);
+    if (status == 0) {
+      LOG("INFO: Populating the rollback partition is success");
+    } else {
+      LOG("ERROR: Populating the rollback partition is failed with error code " + std::to_string(status));
+    }
+  }
+  inventory.reset();
+  LOG("Leaving CNVMePCISSDUpdate::Update()");
+  return m_vDevicesInfo;
+}
+
+std::vector<std::string> CNVMePCISSDUpdate::payloadFiles() {
+  std::string directory = CPlatformLayer::getCurrentProcessDirectory() + "payload";
+  return CPlatformLayer::GetFileList(directory);
+}
+
+int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& payloadFiles) {
+  // The lines name "populateRollPartition" and another component's class; callers compare them.
+  LOG("Entering CNVMePCISSDUpdate::populateRollPartition()");
+  int status = -1;
+  if (!CPlatformLayer::setCurrentDirectory(CPlatformLayer::getCurrentProcessDirectory())) {
+    LOG("ERROR: SetCurrentDirectory failed: Unable to set current Directory");
+    return status;
+  }
+  try {
+    auto wrapper = std::make_unique<UpdRollbackWrapper>();
+    status = CRollBackPopulator(wrapper.get()).PopulateRollbackPartition(payloadFiles);
+    if (status != 0) {
+      LOG("CNVMePCISSDUpdate::populateRollPartition() pRollBackPopulator.PopulateRollbackPartition failure");
+    }
+    delete wrapper.release();  // here, because the destructor may throw, which a unique_ptr's may not
+  } catch (unsigned char& code) {
+    LOG(std::string("Error Code receivie from RBKL is ") + static_cast<char>(code));
+    LOG("ERROR: Caught exception in CBackplanePassiveExecution::populateRollPartition()");
+    status = code;
+  } catch (...) {
+    LOG("ERROR: Caught an unknown exception in CBackplanePassiveExecution::populateRollPartition()");
+    status = -1;
+  }
+  LOG("Leaving CBackplanePassiveExecution::populateRollPartition()");
+  return status;
+}
+
+void CNVMePCISSDUpdate::mapErrorCodeToMessage(int code, std::string& message) {
+  constexpr int kVantorDisabled = 55;
+  message = code == kVantorDisabled ? "Vantor is disabled on your system." : "The firmware update failed";
+}
