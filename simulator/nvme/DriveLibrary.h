@@ -1,0 +1,53 @@
+// The simulated drive library behind the C entry points.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "DriveRecords.h"
+#include "DriveScenario.h"
+#include "DriveState.h"
+
+namespace simulator {
+
+/// The name under which complaints go to standard error.
+inline constexpr const char* kLibraryName = "simulated libnvme.so";
+
+/// The library's own results, apart from those that a scenario names.
+enum Result : std::int32_t {
+  kDone = 0,
+  kScenarioRefused = 1001,  // missing or malformed, as standard error says
+  kUnknownDrive = 1002,     // no drive at this address
+  kPayloadRefused = 1003,   // not a readable file, or empty
+  kStateNotKept = 1004,     // the new revision could not be written to the state file
+  kNullArgument = 1005,
+  kInternalFailure = 1006,
+};
+
+class DriveLibrary {
+ public:
+  /// Reads the scenario. Throws std::runtime_error where it is missing or malformed.
+  DriveLibrary();
+
+  /// Hands out the list, which stays this object's own. On a result other than 0 nothing is handed out.
+  std::int32_t discover(std::uint32_t& count, DriveRecord**& list);
+
+  /// Fills all of `information`. On a result other than 0 it is left alone.
+  std::int32_t information(const DriveAddress& address, DriveInformation& information) const;
+
+  /// Flashes the drive. On 0 and 267 its new revision is kept, on any other result nothing changes.
+  std::int32_t update(const DriveAddress& address, const char* payload) const;
+
+ private:
+  const Drive* find(const DriveAddress& address) const;
+
+  DriveScenario m_scenario;
+  DriveState m_state;
+  // Each record is an allocation of its own, so that memory checkers see a caller that reads beyond it.
+  std::vector<std::unique_ptr<DriveRecord>> m_records;
+  std::vector<DriveRecord*> m_list;  // into m_records, or null, in the scenario's order
+};
+
+}  // namespace simulator

@@ -1,0 +1,177 @@
+#include "DriveScenario.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "DriveTexts.h"
+#include "StrictJson.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr std::int64_t kLongestUpdateMilliseconds = 600'000;
+constexpr std::int64_t kMostRepeats = 65'536;
+
+/// The place in a repeated drive's serial number that takes the drive's number, counted from 1.
+constexpr std::string_view kNumberPlace = "{n}";
+
+/// A field's bytes without the padding that fills it up.
+struct PaddedText {
+  std::string bytes;
+  char padding = ' ';
+};
+
+std::string readBytes(JsonObject& object, const std::string& key) {
+  auto bytes = bytesOf(object.requiredText(key));
+  if (!bytes) object.refuse(key, "holds a character beyond U+00FF");
+  return *std::move(bytes);
+}
+
+/// A field is a text, padded with blanks, or an object that names the padding as well.
+PaddedText readPadded(JsonObject& object, const std::string& key) {
+  const nlohmann::json& value = object.require(key);
+  if (!value.is_object()) return {readBytes(object, key)};
+
+  JsonObject field(value, object.nameOf(key));
+  const std::string bytes = readBytes(field, "text");
+  const std::string padding = readBytes(field, "padding");
+  if (padding.size() != 1) field.refuse("padding", "must be a single character");
+  field.finish();
+  return {bytes, padding.front()};
+}
+
+void fill(std::span<char> field, const PaddedText& text, const JsonObject& object, const std::string& key) {
+  if (text.bytes.size() > field.size()) {
+    object.refuse(key, "is longer than " + std::to_string(field.size()) + " characters");
+  }
+  std::fill(std::copy(text.bytes.begin(), text.bytes.end(), field.begin()), field.end(), text.padding);
+}
+
+Revision readRevision(JsonObject& object, const std::string& key) {
+  Revision revision;
+  fill(revision, readPadded(object, key), object, key);
+  return revision;
+}
+
+std::optional<Revision> readOptionalRevision(JsonObject& object, const std::string& key) {
+  if (object.find(key) == nullptr) return std::nullopt;
+  return readRevision(object, key);
+}
+
+std::uint16_t readId(JsonObject& object, const std::string& key) {
+  const auto id = hexadecimalOf(object.requiredText(key), 4);
+  if (!id) object.refuse(key, "must be one to four hexadecimal digits");
+  return static_cast<std::uint16_t>(*id);
+}
+
+std::int32_t readResult(JsonObject& object, const std::string& key) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return static_cast<std::int32_t>(object.integer(key, Limits::min(), Limits::max()).value_or(0));
+}
+
+DriveAddress readAddress(JsonObject& object) {
+  const auto address = addressOf(object.requiredText("address"));
+  if (!address) object.refuse("address", "must be bus:device.function in hexadecimal digits");
+  return *address;
+}
+
+ListShape readListShape(JsonObject& object) {
+  static constexpr std::array<std::pair<std::string_view, ListShape>, 4> kShapes = {{
+      {"whole", ListShape::kWhole},
+      {"null", ListShape::kNull},
+      {"untouched", ListShape::kUntouched},
+      {"uncounted", ListShape::kUncounted},
+  }};
+  const std::string name = object.text("list").value_or("whole");
+  const auto* const shape = std::find_if(kShapes.begin(), kShapes.end(),
+                                         [&](const auto& candidate) { return candidate.first == name; });
+  if (shape == kShapes.end()) object.refuse("list", "must be whole, null, untouched or uncounted");
+  return shape->second;
+}
+
+/// The address `steps` further on: buses first, as servers spread their drives, then devices and functions.
+std::optional<DriveAddress> addressAfter(const DriveAddress& first, std::size_t steps) {
+  const std::size_t place =
+      (std::size_t{first.function} << 16 | std::size_t{first.device} << 8 | first.bus) + steps;
+  if (place >> 24 != 0) return std::nullopt;
+  return DriveAddress{static_cast<std::uint8_t>(place), static_cast<std::uint8_t>(place >> 8),
+                      static_cast<std::uint8_t>(place >> 16)};
+}
+
+PaddedText numbered(PaddedText text, std::size_t number) {
+  const std::size_t place = text.bytes.find(kNumberPlace);
+  if (place != std::string::npos) text.bytes.replace(place, kNumberPlace.size(), std::to_string(number));
+  return text;
+}
+
+/// Reads all of a drive but what differs from one repetition to the next.
+Drive readCommon(JsonObject& object, const std::optional<Revision>& newRevision) {
+  Drive drive = {};
+  // The bytes that no caller may lean on are not zero, so that leaning on them shows.
+  drive.record.unused.fill(0xA5);
+  drive.record.vendorId = readId(object, "vendorId");
+  drive.record.deviceId = readId(object, "deviceId");
+  drive.record.subVendorId = readId(object, "subVendorId");
+  drive.record.subDeviceId = readId(object, "subDeviceId");
+  fill(drive.record.model, readPadded(object, "model"), object, "model");
+  drive.revision = readRevision(object, "revision");
+  drive.newRevision = readOptionalRevision(object, "newRevision");
+  if (!drive.newRevision) drive.newRevision = newRevision;
+  drive.revisionResult = readResult(object, "revisionResult");
+  drive.updateResult = readResult(object, "updateResult");
+  drive.updateTime = std::chrono::milliseconds(
+      object.integer("updateMilliseconds", 0, kLongestUpdateMilliseconds).value_or(0));
+  drive.isListed = !object.flag("nullEntry").value_or(false);
+  return drive;
+}
+
+/// Appends the drives that one entry stands for.
+void appendDrives(JsonObject& object, const std::optional<Revision>& newRevision,
+                  std::set<DriveAddress>& taken, std::vector<Drive>& drives) {
+  const Drive common = readCommon(object, newRevision);
+  const DriveAddress first = readAddress(object);
+  const PaddedText serial = readPadded(object, "serial");
+  const auto repeat = object.integer("repeat", 1, kMostRepeats);
+  object.finish();
+
+  for (std::size_t i = 0; i < static_cast<std::size_t>(repeat.value_or(1)); ++i) {
+    Drive& drive = drives.emplace_back(common);
+    const auto address = addressAfter(first, i);
+    if (!address) object.refuse("repeat", "runs past the last address");
+    if (!taken.insert(*address).second) object.refuse("address", textOf(*address) + " is taken already");
+    drive.record.address = *address;
+    fill(drive.record.serial, repeat ? numbered(serial, i + 1) : serial, object, "serial");
+  }
+}
+
+void readDrives(JsonObject& object, const std::optional<Revision>& newRevision, std::vector<Drive>& drives) {
+  const nlohmann::json& list = object.require("drives");
+  if (!list.is_array()) object.refuse("drives", "must be an array");
+  std::set<DriveAddress> taken;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    JsonObject entry(list[i], "drives[" + std::to_string(i) + "]");
+    appendDrives(entry, newRevision, taken, drives);
+  }
+}
+
+}  // namespace
+
+DriveScenario readDriveScenario(const std::filesystem::path& path) {
+  DriveScenario scenario;
+  readObject(path, [&](JsonObject& object) {
+    object.text("description");
+    scenario.discoveryResult = readResult(object, "discoveryResult");
+    scenario.list = readListShape(object);
+    readDrives(object, readOptionalRevision(object, "newRevision"), scenario.drives);
+  });
+  return scenario;
+}
+
+}  // namespace simulator

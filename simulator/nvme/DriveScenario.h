@@ -1,0 +1,43 @@
+// What the simulated server holds and how its drives behave, read from a JSON file. The file's format is
+// described in the README beside the simulator's CMakeLists.txt.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "DriveRecords.h"
+
+namespace simulator {
+
+struct Drive {
+  DriveRecord record;
+  Revision revision;
+  std::optional<Revision> newRevision;  // what a successful flash brings; nothing: it changes nothing
+  std::int32_t revisionResult = 0;
+  std::int32_t updateResult = 0;
+  std::chrono::milliseconds updateTime{0};
+  bool isListed = true;  // false: the list's entry is null
+};
+
+/// What a successful discovery hands out.
+enum class ListShape {
+  kWhole,
+  kNull,       // the count, and null for the list
+  kUntouched,  // the count, and the caller's list pointer as it was
+  kUncounted,  // the list, and 0 for the count
+};
+
+struct DriveScenario {
+  std::int32_t discoveryResult = 0;
+  ListShape list = ListShape::kWhole;
+  std::vector<Drive> drives;  // no two with the same address
+};
+
+/// Throws std::runtime_error that names the file, and the key that is to blame.
+DriveScenario readDriveScenario(const std::filesystem::path& path);
+
+}  // namespace simulator

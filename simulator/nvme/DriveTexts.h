@@ -1,0 +1,29 @@
+// Texts of the JSON files turned into the raw bytes of drive fields, and back.
+
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "DriveRecords.h"
+
+namespace simulator {
+
+/// The bytes that a text stands for: its characters U+0000 to U+00FF, one byte each, so that a JSON text can
+/// hold any byte. Nothing where a character lies beyond. `text` must be valid UTF-8, as JSON texts are.
+std::optional<std::string> bytesOf(std::string_view text);
+
+/// The text that stands for the bytes.
+std::string textOf(std::string_view bytes);
+
+/// An address as text, two hexadecimal digits for bus and device, then the function: "3b:00.0".
+std::string textOf(const DriveAddress& address);
+
+/// The address that "bus:device.function" names, each part one or two hexadecimal digits.
+std::optional<DriveAddress> addressOf(std::string_view text);
+
+/// The number that one to `digits` hexadecimal digits and nothing else make.
+std::optional<unsigned> hexadecimalOf(std::string_view text, std::size_t digits);
+
+}  // namespace simulator

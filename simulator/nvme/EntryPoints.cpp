@@ -1,0 +1,69 @@
+// The three functions that libnvme.so exports. Nothing is thrown across them.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "DriveLibrary.h"
+#include "DriveTexts.h"
+#include "Files.h"
+
+namespace {
+
+using simulator::DriveAddress;
+using simulator::DriveInformation;
+using simulator::DriveLibrary;
+using simulator::DriveRecord;
+
+/// Runs the operation on the one library of this process, which its first use sets up.
+template <class Operation>
+std::int32_t perform(Operation operation) {
+  try {
+    static DriveLibrary library;
+    return operation(library);
+  } catch (const std::runtime_error& error) {
+    simulator::complain(simulator::kLibraryName, error.what());
+    return simulator::kScenarioRefused;
+  }
+}
+
+/// Performs a call whose arguments are all there, and records it: entry point, address, payload and result,
+/// tabs between them.
+template <class Operation>
+std::int32_t answer(const char* entryPoint, bool isComplete, const DriveAddress* address, const char* payload,
+                    Operation operation) noexcept {
+  try {
+    static const simulator::CallsLog calls("NVME_SIMULATOR_CALLS");
+    const std::int32_t result = isComplete ? perform(operation) : simulator::kNullArgument;
+    std::string line = entryPoint;
+    if (address != nullptr) line += '\t' + simulator::textOf(*address);
+    if (payload != nullptr) line.append("\t").append(payload);
+    calls.append(line + '\t' + std::to_string(result));
+    return result;
+  } catch (...) {
+    return simulator::kInternalFailure;
+  }
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+std::int32_t NVMEDiscoverDrives(std::uint32_t* count, DriveRecord*** list) noexcept {
+  return answer("NVMEDiscoverDrives", count != nullptr && list != nullptr, nullptr, nullptr,
+                [&](DriveLibrary& library) { return library.discover(*count, *list); });
+}
+
+std::int32_t NVMEGetDriveInfo(const DriveAddress* address, DriveInformation* information) noexcept {
+  return answer("NVMEGetDriveInfo", address != nullptr && information != nullptr, address, nullptr,
+                [&](DriveLibrary& library) { return library.information(*address, *information); });
+}
+
+std::int32_t NVMEUpdateFirmware(const DriveAddress* address, const char* payload) noexcept {
+  return answer("NVMEUpdateFirmware", address != nullptr && payload != nullptr, address, payload,
+                [&](DriveLibrary& library) { return library.update(*address, payload); });
+}
+
+}  // extern "C"
+#pragma GCC visibility pop
