@@ -7,7 +7,7 @@
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 /// The platform interface on Linux.
-class CLinuxImpl : public IPlatformImpl {
+class CLinuxImpl : public IPlatformImpl {  // NOLINT(cppcoreguidelines-virtual-class-destructor)
  public:
   bool InstallMoxi() override;
   bool UninstallMoxi() override;

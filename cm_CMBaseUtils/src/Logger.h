@@ -46,21 +46,19 @@ struct SLogSite {
   unsigned int line;
 };
 
-#define LOG_SITE       \
-  SLogSite {           \
-    __FILE__, __LINE__ \
-  }
+#define LOG_SITE (SLogSite{__FILE__, __LINE__})
 
-/// Logs `message` as coming from `site`. The message is not built while the log is off.
-#define LOG_AT(site, message)                                                    \
-  do {                                                                           \
-    if (CLogger* const logger_ = CLogger::GetInstance(); logger_->isEnabled()) { \
-      const SLogSite& site_ = (site);                                            \
-      logger_->log(const_cast<char*>(site_.sourceFile), site_.line, (message));  \
-    }                                                                            \
-  } while (false)
+/// Logs what `message()` returns as coming from `site`. It is not called while the log is off.
+template <class Message>
+void logAt(const SLogSite& site, const Message& message) {
+  CLogger* const logger = CLogger::GetInstance();
+  if (!logger->isEnabled()) return;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the interface wants it so, and only reads the path
+  logger->log(const_cast<char*>(site.sourceFile), site.line, message());
+}
 
-/// Logs `message` as coming from this line.
+/// Logs a message as coming from `site`, or from this line. Its text is not built while the log is off.
+#define LOG_AT(site, message) logAt(site, [&]() -> std::string { return message; })
 #define LOG(message) LOG_AT(LOG_SITE, message)
 
 /// Logs "Entering " and the method's name when it is made, "Leaving " and the name when its scope ends.

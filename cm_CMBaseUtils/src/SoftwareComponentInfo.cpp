@@ -3,6 +3,7 @@
 #include <libxml/parser.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <istream>
@@ -54,10 +55,9 @@ void readPciIds(const xmlNode* pciInfo, SPCIInfo& ids, std::string (*form)(const
 }
 
 bool sameIds(const SPCIInfo& left, const SPCIInfo& right) {
-  for (const auto& [name, member] : kPciAttributes) {
-    if (strcasecmp((left.*member).c_str(), (right.*member).c_str()) != 0) return false;
-  }
-  return true;
+  return std::all_of(kPciAttributes.begin(), kPciAttributes.end(), [&](const PciAttribute& attribute) {
+    return strcasecmp((left.*attribute.member).c_str(), (right.*attribute.member).c_str()) == 0;
+  });
 }
 
 /// The text of the first Display behind `pciInfo` that has one, null without such a sibling.

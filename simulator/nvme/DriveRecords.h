@@ -14,7 +14,7 @@ struct DriveAddress {
   std::uint8_t device;
   std::uint8_t function;
 
-  auto operator<=>(const DriveAddress&) const = default;
+  auto operator<=>(const DriveAddress&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 static_assert(sizeof(DriveAddress) == 3);

@@ -8,7 +8,8 @@ namespace simulator {
 
 std::optional<std::string> bytesOf(std::string_view text) {
   // In UTF-8, U+0080 to U+00FF are the pairs that begin with C2 or C3.
-  constexpr unsigned char kFirstPair = 0xC2, kLastPair = 0xC3;
+  constexpr unsigned char kFirstPair = 0xC2;
+  constexpr unsigned char kLastPair = 0xC3;
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto lead = static_cast<unsigned char>(text[i]);

@@ -19,7 +19,7 @@ std::function<int()> readOutcome(JsonObject& entry, bool hasResult) {
     return [message = *text]() -> int { throw std::runtime_error(message); };
   }
   if (const auto byte = entry.integer("throwByte", Byte::min(), Byte::max())) {
-    return [code = static_cast<unsigned char>(*byte)]() -> int { throw code; };
+    return [code = static_cast<unsigned char>(*byte)]() -> int { throw static_cast<unsigned char>(code); };
   }
   if (hasResult) {
     if (const auto code = entry.integer("return", Code::min(), Code::max())) {

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
+#include <optional>
 #include <sstream>
+#include <stdexcept>
 
 namespace fs = std::filesystem;
 
@@ -35,25 +38,54 @@ ScratchFolder::~ScratchFolder() {
   fs::remove_all(m_path, ignored);
 }
 
-WorkingFolder::WorkingFolder() : m_before(fs::current_path()) { fs::current_path(path()); }
+WorkingFolder::WorkingFolder() : m_before(fs::current_path()) {
+  fs::current_path(path());
+}
 
 WorkingFolder::~WorkingFolder() {
   std::error_code ignored;
   fs::current_path(m_before, ignored);
 }
 
+namespace {
+
+/// True when `text` has the layout of `shape`, in which '0' stands for any digit.
+bool hasShape(std::string_view text, std::string_view shape) {
+  return std::equal(text.begin(), text.end(), shape.begin(), shape.end(), [](char character, char expected) {
+    return expected == '0' ? std::isdigit(static_cast<unsigned char>(character)) != 0 : character == expected;
+  });
+}
+
+/// A right-aligned field at the start of `text`, at least `width` wide and ended by `end`, without its
+/// padding; it and its end are cut off. Nothing when there is no such field, or one padded beyond its width.
+std::optional<std::string> takeField(std::string_view& text, std::size_t width, std::string_view end) {
+  const std::size_t padding = text.find_first_not_of(' ');
+  if (padding == text.npos) return std::nullopt;
+  const std::size_t length = text.find(end, padding);
+  if (length == text.npos || length < width || (length > width && padding > 0)) return std::nullopt;
+  std::string value(text.substr(padding, length - padding));
+  text.remove_prefix(length + end.size());
+  return value;
+}
+
+std::optional<LogLine> parseLine(std::string_view text) {
+  static constexpr std::string_view kTimeStamp = "[0000-00-00T00:00:00] : ";
+  if (!hasShape(text.substr(0, kTimeStamp.size()), kTimeStamp)) return std::nullopt;
+  text.remove_prefix(kTimeStamp.size());
+  const std::optional<std::string> source = takeField(text, 50, ":");
+  const std::optional<std::string> number = takeField(text, 5, ": ");
+  if (!source || !number || number->find_first_not_of("0123456789") != number->npos) return std::nullopt;
+  return LogLine{*source, std::string(text)};
+}
+
+}  // namespace
+
 std::vector<LogLine> parseLog(const std::string& log) {
-  static const std::regex kStart(
-      R"(^\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\] : ( *)([^ :][^:]*):( *\d+): )");
   std::vector<LogLine> lines;
   std::istringstream stream(log);
   for (std::string text; std::getline(stream, text);) {
-    std::smatch start;
-    if (std::regex_search(text, start, kStart)) {
-      const std::size_t sourceWidth = static_cast<std::size_t>(start.length(1) + start.length(2));
-      EXPECT_TRUE(sourceWidth == 50 || (sourceWidth > 50 && start.length(1) == 0)) << text;
-      EXPECT_GE(start.length(3), 5) << text;
-      lines.push_back({start[2], start.suffix()});
+    if (std::optional<LogLine> line = parseLine(text)) {
+      lines.push_back(std::move(*line));
     } else if (lines.empty()) {
       ADD_FAILURE() << "not a line of the debug log: " << text;
     } else {
@@ -74,6 +106,10 @@ LogCapture::LogCapture() : m_before(CLogger::m_ptrInstance) {
   CLogger::m_ptrInstance = &m_logger;
 }
 
-LogCapture::~LogCapture() { CLogger::m_ptrInstance = m_before; }
+LogCapture::~LogCapture() {
+  CLogger::m_ptrInstance = m_before;
+}
 
-std::string LogCapture::text() const { return readFile(m_folder / "debug.log"); }
+std::string LogCapture::text() const {
+  return readFile(m_folder / "debug.log");
+}

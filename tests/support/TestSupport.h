@@ -44,7 +44,7 @@ class WorkingFolder : public ScratchFolder {
 
 /// A line of the debug log, its time stamp checked and cut off and its line number cut off.
 struct LogLine {
-  std::string source;   ///< without the padding
+  std::string source;  ///< without the padding
   std::string message;
   bool operator==(const LogLine&) const = default;
 };
