@@ -16,7 +16,8 @@ target_compile_options(nvmepcissd_options INTERFACE
 
 add_library(nvmepcissd_hardening INTERFACE)
 target_compile_options(nvmepcissd_hardening INTERFACE
+  -ffunction-sections -fdata-sections
   -fstack-protector-strong
   $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection=full -fstack-clash-protection>
   $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
-target_link_options(nvmepcissd_hardening INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+target_link_options(nvmepcissd_hardening INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--as-needed -Wl,--gc-sections)

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <string>
 
@@ -5,7 +8,20 @@
 #include "Logger.h"
 #include "NVMePCISSDManager.h"
 
+namespace {
+
+/// Puts /dev/null in the place of closed standard descriptors. Otherwise the log would be opened as one of
+/// them, and take in the document.
+void holdStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) == -1) static_cast<void>(open("/dev/null", O_RDWR));
+  }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  holdStandardDescriptors();
   CCommandLineParser parser;
   if (!parser.parseCLI(argc, argv)) return EXIT_FAILURE;
 

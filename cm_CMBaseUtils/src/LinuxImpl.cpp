@@ -2,11 +2,11 @@
 
 #include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <string_view>
 
@@ -108,5 +108,8 @@ bool CLinuxImpl::IsFileExits(const std::string& name) {
 }
 
 bool CLinuxImpl::IsFileExistsAbs(const std::string& path) {
-  return std::ifstream(path).is_open();
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  close(descriptor);
+  return true;
 }

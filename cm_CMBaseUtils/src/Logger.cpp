@@ -25,8 +25,9 @@ void CLogger::log(char* sourceFile, unsigned int line, const std::string& messag
   }
   std::array<char, 80> timeStamp{};
   const std::time_t now = std::time(nullptr);
-  if (const std::tm* local = std::localtime(&now)) {
-    static_cast<void>(std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", local));
+  std::tm local{};
+  if (localtime_r(&now, &local) != nullptr) {  // does not look at the time zone's file for every line
+    static_cast<void>(std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", &local));
   }
   m_stream.seekp(0, std::ios::end);
   m_stream << timeStamp.data() << ": " << std::setw(50) << sourceFile << ":" << std::setw(5) << line << ": "

@@ -45,28 +45,28 @@ void CResultDocument::addDevices(const std::vector<CDeviceInfo*>& devices, const
 
 void CResultDocument::addStatus(bool result, const CDeviceInfo& device, const char* messageTagEnd) {
   *this << R"(<SPStatus result = ")" << (result ? "true" : "false") << R"(" ><Message id=")"
-        << device.getMessageID() << messageTagEnd << device.getErrorMsg() << "</Message></SPStatus>";
+        << std::to_string(device.getMessageID()) << messageTagEnd << device.getErrorMsg()
+        << "</Message></SPStatus>";
 }
 
 void CResultDocument::addRebootRequired(bool reboot) {
-  *this << "<RebootRequired>" << reboot << "</RebootRequired>";
+  *this << "<RebootRequired>" << (reboot ? "1" : "0") << "</RebootRequired>";
 }
 
 void CResultDocument::print(const SLogSite& site) {
   logText(m_texts.printStart, site);
-  const std::string_view document = m_buffer.view();
   try {
     if (m_file.is_open()) {
-      m_file << document;
+      m_file << m_text;
       logText(m_texts.copied, site);
     } else {
-      std::cout << document;
+      std::cout << m_text;
     }
   } catch (const std::exception& exception) {
     logThrown(m_texts.printThrew, exception, site);
     return;
   }
-  m_buffer.str({});
+  m_text.clear();
   logText(m_texts.printDone, site);
 }
 

@@ -7,8 +7,8 @@
 
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "DeviceInfo.h"
@@ -46,9 +46,8 @@ class CResultDocument {
  public:
   explicit CResultDocument(const SResultTexts& texts) : m_texts(texts) {}
 
-  template <class Value>
-  CResultDocument& operator<<(const Value& value) {
-    m_buffer << value;
+  CResultDocument& operator<<(std::string_view text) {
+    m_text += text;
     return *this;
   }
 
@@ -71,11 +70,11 @@ class CResultDocument {
   /// neither flushed nor closed before the end of this object. When writing throws, the document is kept.
   void print(const SLogSite& site);
 
-  std::string text() const { return m_buffer.str(); }
+  const std::string& text() const { return m_text; }
 
  private:
   const SResultTexts& m_texts;
-  std::ostringstream m_buffer;
+  std::string m_text;
   std::ofstream m_file;
 };
 
