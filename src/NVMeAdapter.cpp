@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <new>
-#include <string_view>
 #include <utility>
 
 #include "Logger.h"
@@ -153,7 +152,8 @@ bool CNVMeAdapter::DiscoverNVMeDevices(std::vector<CDeviceInfo*>& devices) {
       continue;
     }
     describe(*drives[i], *device);
-    devices.push_back(device.release());
+    devices.push_back(device.get());
+    static_cast<void>(device.release());
     found = true;
   }
   return found;
@@ -161,7 +161,7 @@ bool CNVMeAdapter::DiscoverNVMeDevices(std::vector<CDeviceInfo*>& devices) {
 
 void CNVMeAdapter::describe(const NVMeDriveRecord& drive, CDeviceInfo& device) {
   device.setPCIInfo(drive.deviceID, drive.subDeviceID, drive.vendorID, drive.subVendorID);
-  _NVME_ZOLT_BDF address{drive.bus, drive.device, drive.function};
+  const _NVME_ZOLT_BDF address{drive.bus, drive.device, drive.function};
   device.setBDFInfo(address.bus, address.device, address.function);
 
   const std::string serialNumber = CStringUtils::trim_string(fieldText(drive.serialNumber));
@@ -181,7 +181,7 @@ void CNVMeAdapter::describe(const NVMeDriveRecord& drive, CDeviceInfo& device) {
   setBasicDeviceInfo(&device);
 }
 
-bool CNVMeAdapter::getFirmwareRevision(_NVME_ZOLT_BDF& address, std::string& revision) {
+bool CNVMeAdapter::getFirmwareRevision(_NVME_ZOLT_BDF address, std::string& revision) {
   const CTraceScope trace(LOG_SITE, "CNVMeAdapter::getFirmwareRevision()");
   revision = "Not Found";
   NVMeDriveInfo info{};

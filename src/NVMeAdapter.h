@@ -40,7 +40,7 @@ class CNVMeAdapter {
 
   /// Reads the running firmware revision, trailing blanks included. False, with "Not Found" in `revision`,
   /// when the library fails.
-  bool getFirmwareRevision(_NVME_ZOLT_BDF& address, std::string& revision);
+  bool getFirmwareRevision(_NVME_ZOLT_BDF address, std::string& revision);
 
   /// Sets device name, component type, device type and the display name, which is the marketing name that the
   /// package descriptor of the working directory gives the record's PCI ids.

@@ -12,6 +12,7 @@ class CNVMePCISSDInventory : public IDeviceInventory {
   CNVMePCISSDInventory();
   ~CNVMePCISSDInventory() override;
 
+  /// See the interface. To be called while the adapter lives: nobody may delete its instance before.
   std::vector<CDeviceInfo*> GetInventory() override;
 
  private:

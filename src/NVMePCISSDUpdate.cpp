@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "Logger.h"
 #include "NVMeAdapter.h"
@@ -9,6 +10,22 @@
 #include "PlatformLayer.h"
 #include "RollBackPopulator.h"
 #include "UpdRollbackWrapper.h"
+
+namespace {
+
+/// Destroys the object as its library wants it, but gives its memory back without a size: the library's own
+/// idea of the object's size is not the one that it was allocated with. What the destructor throws is let
+/// through.
+void destroy(std::unique_ptr<UpdRollbackWrapper> wrapper) {
+  struct Deallocator {
+    void operator()(void* memory) const noexcept { ::operator delete(memory); }
+  };
+  UpdRollbackWrapper* const object = wrapper.release();
+  const std::unique_ptr<void, Deallocator> memory(object);
+  object->~UpdRollbackWrapper();
+}
+
+}  // namespace
 
 CNVMePCISSDUpdate::CNVMePCISSDUpdate() : m_pNVMeAdapter(CNVMeAdapter::GetInstance()) {}
 
@@ -60,7 +77,7 @@ std::vector<std::string> CNVMePCISSDUpdate::payloadFiles() {
   return CPlatformLayer::GetFileList(directory);
 }
 
-int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& payloadFiles) {
+int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& files) {
   // The lines name "populateRollPartition" and another component's class; callers compare them.
   LOG("Entering CNVMePCISSDUpdate::populateRollPartition()");
   int status = -1;
@@ -70,11 +87,11 @@ int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& paylo
   }
   try {
     auto wrapper = std::make_unique<UpdRollbackWrapper>();
-    status = CRollBackPopulator(wrapper.get()).PopulateRollbackPartition(payloadFiles);
+    status = CRollBackPopulator(wrapper.get()).PopulateRollbackPartition(files);
     if (status != 0) {
       LOG("CNVMePCISSDUpdate::populateRollPartition() pRollBackPopulator.PopulateRollbackPartition failure");
     }
-    delete wrapper.release();  // here, because the destructor may throw, which a unique_ptr's may not
+    destroy(std::move(wrapper));
   } catch (unsigned char& code) {
     LOG(std::string("Error Code receivie from RBKL is ") + static_cast<char>(code));
     LOG("ERROR: Caught exception in CBackplanePassiveExecution::populateRollPartition()");

@@ -16,13 +16,14 @@ class CNVMePCISSDUpdate : public IDeviceExecution {
 
   /// Takes a fresh inventory and flashes every drive. Unless the payload directory holds exactly one entry,
   /// of whatever kind, no drive is touched and the records are those of the inventory. When at least one
-  /// drive took the firmware, the payload is kept for rollback, whose outcome is only logged.
+  /// drive took the firmware, the payload is kept for rollback, whose outcome is only logged. To be called
+  /// once: it leaves no adapter behind.
   std::vector<CDeviceInfo*> Update() override;
 
   /// Hands the files to the server's rollback partition. Changes the working directory to the executable's
   /// and leaves it there. Returns 0 on success; the rollback library's status, or the code (0 to 255) that it
   /// threw; -1 when the directory could not be changed or the library threw anything else.
-  int populateRollbackPartition(std::vector<std::string>& payloadFiles);
+  int populateRollbackPartition(std::vector<std::string>& files);
 
   /// Sets `message` to the text for a drive library status.
   void mapErrorCodeToMessage(int code, std::string& message);

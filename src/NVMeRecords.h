@@ -10,8 +10,8 @@
 #pragma pack(push, 1)
 
 /// A drive's PCI address, zeroed by the caller before it fills it.
-struct _NVME_ZOLT_BDF {  // NOLINT(*-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the library's name for
-                         // it
+// NOLINTNEXTLINE(*-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the library's name for it
+struct _NVME_ZOLT_BDF {
   std::uint8_t bus;
   std::uint8_t device;
   std::uint8_t function;

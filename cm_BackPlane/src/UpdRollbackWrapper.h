@@ -35,6 +35,6 @@ class UpdRollbackWrapper {
   static constexpr std::size_t kReservedBytes = 512;
 
   /// The library's own state; never touched through this declaration.
-  [[maybe_unused]] std::array<unsigned char, kReservedBytes>
-      m_reserved;  // NOLINT(modernize-use-default-member-init)
+  // NOLINTNEXTLINE(modernize-use-default-member-init): not this declaration's to initialise
+  [[maybe_unused]] std::array<unsigned char, kReservedBytes> m_reserved;
 };

@@ -14,8 +14,8 @@ constexpr char kDownloadSite[] = "https://download.example.com/";
 
 std::string hexText(unsigned short number) {
   std::array<char, 4> digits{};
-  const auto [end, error] = std::to_chars(digits.begin(), digits.end(), number, 16);
-  return {digits.begin(), end};
+  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16);
+  return {digits.data(), end};
 }
 
 /// Followed by the raw byte: the lines show a number as the character with that code.

@@ -16,8 +16,8 @@ struct SPCIInfo {
 };
 
 /// A PCI bus address.
-struct _BDFInfo {  // NOLINT(*-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): callers know the record by
-                   // this name
+// NOLINTNEXTLINE(*-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): callers know the record by this name
+struct _BDFInfo {
   unsigned char bus = 0;
   unsigned char device = 0;
   unsigned char function = 0;

@@ -5,12 +5,18 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "Logger.h"
 
 namespace {
 
 using Selection = libxml::Owned<xmlXPathObject>;
+
+void append(std::vector<CDeviceInfo*>& list, std::unique_ptr<CDeviceInfo> record) {
+  list.push_back(record.get());
+  static_cast<void>(record.release());
+}
 
 /// Reads what a Device element says; what it lacks stays as it is.
 void readDevice(xmlNode* device, CDeviceInfo& record) {
@@ -93,14 +99,14 @@ std::vector<CDeviceInfo*> CDeviceInventoryInfo::GetDeviceInfo() {
   if (devices == nullptr) {
     LOG("CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL");
     std::unique_ptr<CDeviceInfo> record(new (std::nothrow) CDeviceInfo);
-    if (record != nullptr && markFailed(*record)) list.push_back(record.release());
+    if (record != nullptr && markFailed(*record)) append(list, std::move(record));
   }
   for (xmlNode* device : libxml::nodes(devices)) {
     std::unique_ptr<CDeviceInfo> record(new (std::nothrow) CDeviceInfo);
     if (record == nullptr) return list;
     markFailed(*record);
     readDevice(device, *record);
-    list.push_back(record.release());
+    append(list, std::move(record));
   }
   return list;
 }

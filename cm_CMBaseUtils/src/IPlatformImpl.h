@@ -4,7 +4,8 @@
 #include <vector>
 
 /// What the system asks of the operating system. The order of the operations is part of the interface.
-/// No operation throws or logs a failure; it shows in the returned value alone.
+/// A failure shows in the returned value alone; none is thrown, and only
+/// `getCurrentProcessDirectory` logs its own.
 class IPlatformImpl {
  public:
   /// Puts the hardware-access support library in place with the install script of the working directory,

@@ -27,13 +27,13 @@ CInventoryXMLWriter::~CInventoryXMLWriter() {
 
 bool CInventoryXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::string outputFileName) {
   LOG("CInventoryXMLWriter::GetXML() Entering");
-  if (!m_document.open(outputFileName, LOG_SITE)) return false;
+  if (!outputFileName.empty() && !m_document.open(outputFileName, LOG_SITE)) return false;
   addXMLHeader();
   addInventoryHeader();
   m_document.addDevices(devices,
                         {.nonPci = [this](const CDeviceInfo& device) { addNonPciDevice(device); },
                          .pci = [this](const CDeviceInfo& device) { addPciDevice(device); },
-                         .messageTagEnd = R"(" >)"},
+                         .messageTagEnd = kMessageTagEnd},
                         LOG_SITE);
   addInventoryFooter();
   m_strDocument = m_document.text();
@@ -69,10 +69,8 @@ void CInventoryXMLWriter::addNonPciDevice(const CDeviceInfo& device) {
 }
 
 void CInventoryXMLWriter::addPciDevice(const CDeviceInfo& device) {
-  const SPCIInfo pci = device.getPCIInfo();
-  m_document << R"(<Device  vendorID=")" << pci.vendorID << R"(" deviceID=")" << pci.deviceID
-             << R"(" subVendorID=")" << pci.subVendorID << R"(" subDeviceID=")" << pci.subDeviceID
-             << R"("  display=")" << device.getDisplay() << R"(" )" << enumAttribute(device)
+  m_document.addPciStart(device);
+  m_document << R"(  display=")" << device.getDisplay() << R"(" )" << enumAttribute(device)
              << R"(><Application componentType=")" << device.getComponentType() << R"("  version=")"
              << device.getVersion() << R"("  display=")" << device.getDeviceName() << R"("/></Device>)";
 }

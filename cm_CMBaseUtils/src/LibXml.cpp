@@ -6,10 +6,6 @@ namespace libxml {
 
 namespace {
 
-void logText(const char* text, const SLogSite& site) {
-  if (text != nullptr) LOG_AT(site, text);
-}
-
 const xmlChar* bytes(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);
 }

@@ -35,6 +35,10 @@ void CLogger::log(char* sourceFile, unsigned int line, const std::string& messag
            << std::flush;
 }
 
+void logText(const char* text, const SLogSite& site) {
+  if (text != nullptr) LOG_AT(site, text);
+}
+
 CTraceScope::CTraceScope(const SLogSite& site, const char* method) : m_site(site), m_method(method) {
   LOG_AT(m_site, std::string("Entering ") + m_method);
 }

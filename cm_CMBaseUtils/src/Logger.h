@@ -61,6 +61,9 @@ void logAt(const SLogSite& site, const Message& message) {
 #define LOG_AT(site, message) logAt(site, [&]() -> std::string { return message; })
 #define LOG(message) LOG_AT(LOG_SITE, message)
 
+/// Logs `text` as coming from `site`; a null pointer stands for no line.
+void logText(const char* text, const SLogSite& site);
+
 /// Logs "Entering " and the method's name when it is made, "Leaving " and the name when its scope ends.
 class CTraceScope {
  public:

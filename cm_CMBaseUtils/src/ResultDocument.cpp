@@ -5,10 +5,6 @@
 
 namespace {
 
-void logText(const char* text, const SLogSite& site) {
-  if (text != nullptr) LOG_AT(site, text);
-}
-
 void logThrown(const char* text, const std::exception& exception, const SLogSite& site) {
   if (text != nullptr) LOG_AT(site, std::string(text) + exception.what());
 }
@@ -16,7 +12,6 @@ void logThrown(const char* text, const std::exception& exception, const SLogSite
 }  // namespace
 
 bool CResultDocument::open(const std::string& path, const SLogSite& site) {
-  if (path.empty()) return true;
   try {
     m_file.open(path);
   } catch (const std::exception& exception) {
@@ -41,6 +36,12 @@ void CResultDocument::addDevices(const std::vector<CDeviceInfo*>& devices, const
       forms.pci(*device);
     }
   }
+}
+
+void CResultDocument::addPciStart(const CDeviceInfo& device) {
+  const SPCIInfo pci = device.getPCIInfo();
+  *this << R"(<Device  vendorID=")" << pci.vendorID << R"(" deviceID=")" << pci.deviceID
+        << R"(" subVendorID=")" << pci.subVendorID << R"(" subDeviceID=")" << pci.subDeviceID << R"(")";
 }
 
 void CResultDocument::addStatus(bool result, const CDeviceInfo& device, const char* messageTagEnd) {

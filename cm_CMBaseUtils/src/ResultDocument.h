@@ -19,6 +19,8 @@ inline constexpr char kInventoryStartTag[] = R"(<SVMInventory lang="en">)";
 inline constexpr char kInventoryEndTag[] = "</SVMInventory>";
 inline constexpr char kUpdateStartTag[] = R"(<SVMExecution lang="en">)";
 inline constexpr char kUpdateEndTag[] = "</SVMExecution>";
+/// How the drive documents end a message's start tag.
+inline constexpr char kMessageTagEnd[] = R"(" >)";
 
 /// The trace texts of a writer; a null pointer stands for no line.
 struct SResultTexts {
@@ -44,6 +46,7 @@ struct SResultForms {
 /// the `site` of the writer that calls them.
 class CResultDocument {
  public:
+  /// `texts` must outlive the document.
   explicit CResultDocument(const SResultTexts& texts) : m_texts(texts) {}
 
   CResultDocument& operator<<(std::string_view text) {
@@ -51,7 +54,7 @@ class CResultDocument {
     return *this;
   }
 
-  /// Opens the file to print to, emptying an existing one; an empty name opens none. A file that cannot be
+  /// Opens the file to print to, emptying an existing one. A file that cannot be
   /// opened is reported by nobody: the document goes to standard output instead. False only when opening
   /// threw.
   bool open(const std::string& path, const SLogSite& site);
@@ -59,6 +62,9 @@ class CResultDocument {
   /// Appends one fragment a record, in list order. A record with a status other than 0, whatever its type, is
   /// a bare status element that does not identify it; one with status 0 and an unknown type adds nothing.
   void addDevices(const std::vector<CDeviceInfo*>& devices, const SResultForms& forms, const SLogSite& site);
+
+  /// Appends a drive's Device start tag up to the last of its ids.
+  void addPciStart(const CDeviceInfo& device);
 
   /// Appends the status element with the record's message.
   void addStatus(bool result, const CDeviceInfo& device, const char* messageTagEnd);

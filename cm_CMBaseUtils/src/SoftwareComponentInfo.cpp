@@ -11,6 +11,7 @@
 #include <new>
 #include <ostream>
 #include <sstream>
+#include <utility>
 
 #include "Logger.h"
 #include "PlatformLayer.h"

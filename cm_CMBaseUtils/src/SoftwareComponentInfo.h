@@ -67,7 +67,7 @@ class CSoftwareComponentInfo {
   std::vector<SPCIInfo> GetSupportedDevices();
 
   /// The display name of the last supported device whose four ids equal the given ones as texts, letter case
-  /// aside; empty when none does. An id shorter than four characters therefore matches nothing.
+  /// aside; empty when none does. An id of one to three characters therefore matches nothing.
   std::string getMarketingNameForPCIDevice(SPCIInfo& device);
 
   /// One record a Dependency or SoftDependency, or one for each PCIInfo inside it, in document order and

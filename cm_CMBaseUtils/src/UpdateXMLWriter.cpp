@@ -2,8 +2,6 @@
 
 namespace {
 
-constexpr char kMessageTagEnd[] = R"(" >)";
-
 // "udpate" and the inventory writer's name are what callers compare.
 constexpr SResultTexts kTexts{
     .opened = "CUpdateXMLWriter::GetXML() udpate xml file opened",
@@ -29,21 +27,19 @@ CUpdateXMLWriter::~CUpdateXMLWriter() {
 
 bool CUpdateXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::string outputFileName) {
   LOG("CUpdateXMLWriter::GetXML() Entering");
-  if (!m_document.open(outputFileName, LOG_SITE)) return false;
+  if (!outputFileName.empty() && !m_document.open(outputFileName, LOG_SITE)) return false;
   addXMLHeader();
   addUpdateHeader();
   bool rebootNeeded = false;
+  const auto noting = [this, &rebootNeeded](void (CUpdateXMLWriter::*form)(const CDeviceInfo&)) {
+    return [this, &rebootNeeded, form](const CDeviceInfo& device) {
+      rebootNeeded |= device.getRebootRequired();
+      (this->*form)(device);
+    };
+  };
   m_document.addDevices(devices,
-                        {.nonPci =
-                             [this, &rebootNeeded](const CDeviceInfo& device) {
-                               rebootNeeded |= device.getRebootRequired();
-                               addNonPciDevice(device);
-                             },
-                         .pci =
-                             [this, &rebootNeeded](const CDeviceInfo& device) {
-                               rebootNeeded |= device.getRebootRequired();
-                               addPciDevice(device);
-                             },
+                        {.nonPci = noting(&CUpdateXMLWriter::addNonPciDevice),
+                         .pci = noting(&CUpdateXMLWriter::addPciDevice),
                          .messageTagEnd = kMessageTagEnd},
                         LOG_SITE);
   addRebootRequiredStatus(rebootNeeded);
@@ -80,19 +76,17 @@ void CUpdateXMLWriter::print() {
 }
 
 void CUpdateXMLWriter::addNonPciDevice(const CDeviceInfo& device) {
-  m_document << R"(<Device  componentID=")" << device.getComponentID();
+  m_document << R"(<Device  componentID=")" << device.getComponentID() << R"(")";
   addOutcome(device);
 }
 
 void CUpdateXMLWriter::addPciDevice(const CDeviceInfo& device) {
-  const SPCIInfo pci = device.getPCIInfo();
-  m_document << R"(<Device  vendorID=")" << pci.vendorID << R"(" deviceID=")" << pci.deviceID
-             << R"(" subVendorID=")" << pci.subVendorID << R"(" subDeviceID=")" << pci.subDeviceID;
+  m_document.addPciStart(device);
   addOutcome(device);
 }
 
 void CUpdateXMLWriter::addOutcome(const CDeviceInfo& device) {
-  m_document << R"(" display=")" << device.getDisplay() << R"(" )" << enumAttribute(device)
+  m_document << R"( display=")" << device.getDisplay() << R"(" )" << enumAttribute(device)
              << R"(><Application componentType=")" << device.getComponentType() << R"(" version=")"
              << device.getVersion() << R"(" display=")" << device.getDeviceName() << R"(" >)";
   m_document.addStatus(true, device, kMessageTagEnd);

@@ -3,7 +3,7 @@
 namespace {
 
 constexpr SResultTexts kNoTexts{};
-constexpr char kMessageTagEnd[] = R"(">)";
+constexpr char kPlainMessageTagEnd[] = R"(">)";
 
 }  // namespace
 
@@ -31,7 +31,7 @@ int CXMLWriter::WriteUpdateXML(const std::vector<CDeviceInfo*>& list) {
   addDevices(list, [this](const CDeviceInfo& component) {
     addComponent(component);
     m_document << R"(" packageVersion=")" << component.getVersion() << R"(">)";
-    m_document.addStatus(true, component, kMessageTagEnd);
+    m_document.addStatus(true, component, kPlainMessageTagEnd);
     m_document << "</Application></Device>";
     AddUpdateFooter(true);
   });
@@ -71,7 +71,7 @@ void CXMLWriter::Print() {
 void CXMLWriter::addDevices(const std::vector<CDeviceInfo*>& list,
                             const std::function<void(const CDeviceInfo&)>& componentForm) {
   const auto nothing = [](const CDeviceInfo&) {};
-  m_document.addDevices(list, {.nonPci = componentForm, .pci = nothing, .messageTagEnd = kMessageTagEnd},
+  m_document.addDevices(list, {.nonPci = componentForm, .pci = nothing, .messageTagEnd = kPlainMessageTagEnd},
                         LOG_SITE);
 }
 
