@@ -7,12 +7,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -54,15 +51,6 @@ class CLinuxDevice : public IDevice {
   CDescriptor m_descriptor;
 };
 
-std::optional<std::string> readText(const std::string& path) {
-  std::ifstream file(path);
-  if (!file.is_open()) return std::nullopt;
-  std::string text(std::istreambuf_iterator<char>(file), {});
-  if (file.bad()) return std::nullopt;
-  if (text.ends_with('\n')) text.pop_back();
-  return text;
-}
-
 /// "nvme" and a number; the folder may hold other things.
 bool isControllerName(std::string_view name) {
   constexpr std::string_view kPrefix = "nvme";
@@ -81,6 +69,17 @@ ssize_t readUpTo(int descriptor, std::vector<std::uint8_t>& content) {
     done += static_cast<std::size_t>(count);
   }
   return static_cast<ssize_t>(done);
+}
+
+/// A sysfs attribute: at most a page of text.
+std::optional<std::string> readText(const std::string& path) {
+  const CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::vector<std::uint8_t> page(4096);
+  const ssize_t count = readUpTo(descriptor.get(), page);
+  if (count < 0) return std::nullopt;
+  std::string text(page.begin(), page.begin() + count);
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
 }
 
 }  // namespace

@@ -14,7 +14,3 @@ CLogger* CLogger::GetInstance() {
 void CLogger::Initialize(const std::string& /*fileName*/) {}
 
 void CLogger::log(char* /*sourceFile*/, unsigned int /*line*/, const std::string& /*message*/) {}
-
-CTraceScope::CTraceScope(const SLogSite& site, const char* method) : m_site(site), m_method(method) {}
-
-CTraceScope::~CTraceScope() = default;
