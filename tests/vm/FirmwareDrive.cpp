@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -81,14 +79,22 @@ Bytes FirmwareDrive::identity() const {
 std::uint16_t FirmwareDrive::readSlots(Bytes& data) {
   const std::lock_guard lock(m_mutex);
   data.assign(512, 0);
-  const bool isBusy = m_options.busyReads != 0;
-  if (isBusy) --m_options.busyReads;
+  const bool isBusy = tellsOfAnUpdate();
+  if (isBusy) log("busy");
   data[0] = static_cast<std::uint8_t>(m_next << 4 | (isBusy ? 0x08U : 0U) | m_running);
   for (std::size_t slot = 1; slot < m_revisions.size(); ++slot) {
     if (!m_revisions[slot].empty()) put(data, 8 * slot, 8, m_revisions[slot], ' ');
   }
   const bool isAfterCommit = m_next != 0 || m_running != 1;
   return isAfterCommit ? take(m_options.slotLogStatuses) : std::uint16_t{0};
+}
+
+bool FirmwareDrive::tellsOfAnUpdate() {
+  if (m_options.busyReads != 0) {
+    --m_options.busyReads;
+    return true;
+  }
+  return !m_options.busyUntil.empty() && !std::filesystem::exists(m_options.busyUntil);
 }
 
 std::uint16_t FirmwareDrive::download(std::size_t offset, std::span<const std::uint8_t> piece) {
@@ -107,9 +113,6 @@ std::uint16_t FirmwareDrive::download(std::size_t offset, std::span<const std::u
 }
 
 std::uint16_t FirmwareDrive::commit(unsigned int slot, unsigned int action) {
-  while (!m_options.commitWaitsFor.empty() && !std::filesystem::exists(m_options.commitWaitsFor)) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
   const std::lock_guard lock(m_mutex);
   log("commit slot " + std::to_string(slot) + " action " + std::to_string(action));
   const unsigned int slots = (m_options.firmwareUpdates >> 1) & 7;

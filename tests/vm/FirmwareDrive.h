@@ -33,7 +33,7 @@ struct DriveOptions {
   std::deque<std::uint16_t> slotLogStatuses;  ///< of the first reads after a commit
   unsigned int busyReads = 0;                 ///< reads of the slot log that tell of an update in progress
   unsigned int diesAtPiece = 0;               ///< the process ends when this piece (from 1) arrives
-  std::filesystem::path commitWaitsFor;       ///< a commit is answered when this file is there
+  std::filesystem::path busyUntil;            ///< likewise, until this file is there
 };
 
 /// A drive that takes firmware: identity, slots and the two commands. Used by several threads.
@@ -54,6 +54,7 @@ class FirmwareDrive {
   std::uint16_t commit(unsigned int slot, unsigned int action);
 
  private:
+  bool tellsOfAnUpdate();
   void log(const std::string& line);
   void store(unsigned int slot);
 

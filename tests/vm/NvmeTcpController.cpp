@@ -374,7 +374,7 @@ DriveOptions parseOptions(std::span<char*> arguments) {
       {"slot-logs", [&](const auto& v) { o.slotLogStatuses = parseList(v); }},
       {"busy-reads", [&](const auto& v) { o.busyReads = parse<unsigned int>(v); }},
       {"dies-at-piece", [&](const auto& v) { o.diesAtPiece = parse<unsigned int>(v); }},
-      {"commit-waits-for", [&](const auto& v) { o.commitWaitsFor = v; }},
+      {"busy-until", [&](const auto& v) { o.busyUntil = v; }},
   };
   for (const std::string argument : arguments) {
     const std::size_t equals = argument.find('=');
