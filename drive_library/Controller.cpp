@@ -66,6 +66,10 @@ SFirmwareSlots parseSlots(const std::array<std::uint8_t, 512>& data) {
   return slots;
 }
 
+bool isFirmwareCommand(const nvme_passthru_cmd& command) {
+  return command.opcode == kFirmwareDownload || command.opcode == kFirmwareCommit;
+}
+
 bool isDone(const nvme_passthru_cmd& command, int result) {
   return result >= 0 &&
          (nvme::statusOf(result) == 0 || (command.opcode == kFirmwareCommit && nvme::isResetOwed(result)));
@@ -82,7 +86,11 @@ CController::CController(IKernel& kernel, const SPciController& controller)
     : m_kernel(kernel), m_controller(controller) {}
 
 int CController::open() {
-  const int result = m_kernel.open(m_controller.name, m_device);
+  int result = m_kernel.open(m_controller.name, m_device);
+  for (int repeat = 0; result == -EAGAIN && repeat < kRepeats; ++repeat) {  // it is being reset
+    m_kernel.sleep(kBeforeRepeat);
+    result = m_kernel.open(m_controller.name, m_device);
+  }
   if (result != 0) report(LOG_ERR, m_controller.name + " cannot be opened: " + nvme::describe(result));
   return result;
 }
@@ -147,7 +155,8 @@ int CController::send(const char* what, const nvme_passthru_cmd& command) {
     sent.timeout_ms = m_timeout;
     const int result = m_device->admin(sent);
     if (isDone(command, result)) return nvme::statusOf(result) == 0 ? 0 : nvme::kResetOwed;
-    const bool isLast = repeat == kRepeats || !nvme::mayRepeat(result);
+    const bool isLast = repeat == kRepeats || !nvme::mayRepeat(result) ||
+                        (isFirmwareCommand(command) && nvme::isLost(result));
     report(isLast ? LOG_ERR : LOG_WARNING,
            std::string(what) + ": " + nvme::describe(result) + (isLast ? "" : "; it is repeated"));
     if (isLast) {

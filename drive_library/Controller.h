@@ -43,14 +43,14 @@ struct SFirmwareSlots {
 ///
 /// Every command returns 0 when the drive carried it out, the NVMe status (11 bits, positive) when it
 /// refused, and -errno when it never reached the drive or got no answer. A refused command is repeated, three
-/// times at most, where the status allows that. Failures are reported. Outputs of a failed command are
-/// undefined.
+/// times at most, where the status allows that; a firmware command that may be lost is not. Failures are
+/// reported. Outputs of a failed command are undefined.
 class CController {
  public:
   /// `kernel` and `controller` must outlive the object. Until `open` succeeds nothing else may be called.
   CController(IKernel& kernel, const SPciController& controller);
 
-  /// 0 or -errno.
+  /// /// 0 or -errno. A controller that is being reset is waited for, but not for long.
   int open();
 
   /// Keeps other runs away from this drive until the object goes. 0; -EBUSY when one is at it; other -errno.

@@ -70,9 +70,13 @@ bool isResetOwed(int result) {
 }
 
 bool mayRepeat(int result) {
-  if (result < 0 || (result & kDoNotRetry) != 0) return false;
+  return result > 0 && (result & kDoNotRetry) == 0;
+}
+
+bool isLost(int result) {
+  if (result < 0) return true;
   const int status = statusOf(result);
-  return (status & kTypeMask) != kTypePath && status != kAborted && status != kQueueDeleted;
+  return (status & kTypeMask) == kTypePath || status == kAborted || status == kQueueDeleted;
 }
 
 std::string describe(int result) {

@@ -19,10 +19,12 @@ inline constexpr int kResetOwed = 0x10B;
 /// status are ignored.
 bool isResetOwed(int result);
 
-/// True when the same command may be sent again: the drive did not forbid it, and it is certain that the
-/// drive has answered. Where it is not (a lost path, an abort), a repeated firmware command could build on a
-/// download that a reset has thrown away.
+/// True when the drive refused the command but did not forbid to send it again.
 bool mayRepeat(int result);
+
+/// True when the command may be lost rather than refused: the path to the drive failed, or somebody aborted
+/// it. A reset may have thrown away what was downloaded before, so that no firmware command can follow.
+bool isLost(int result);
 
 /// For the system log: name and number of a status, or the text of a negative errno.
 std::string describe(int result);

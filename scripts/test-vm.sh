@@ -118,7 +118,7 @@ export unpacked
 # The guest ends the emulator with status 1 for success; 0 would be a kernel that stopped.
 command timeout 180 bash -c 'emulator "$@"' emulator \
   -accel tcg -nodefaults -no-user-config -display none -serial stdio -no-reboot -M q35 -m 512 \
-  -kernel "$kernel" -initrd "$vm/initramfs" -append "console=ttyS0 panic=-1 quiet" \
+  -kernel "$kernel" -initrd "$vm/initramfs" -append "console=ttyS0 panic=-1 quiet mitigations=off tsc=reliable" \
   -device isa-debug-exit,iobase=0xf4,iosize=4 \
   -device pcie-root-port,id=root_port,bus=pcie.0,addr=5.0,chassis=1 \
   -drive file="$vm/drive0",format=raw,if=none,id=drive0 -device nvme,drive=drive0,serial=SN0001,bus=pcie.0,addr=4.0 \

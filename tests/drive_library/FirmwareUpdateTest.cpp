@@ -366,6 +366,29 @@ TEST_F(FirmwareUpdateTest, ALostPathIsNeverRepeatedForTheDriveMayHaveForgottenTh
   }
 }
 
+TEST_F(FirmwareUpdateTest, AnythingElseMayBeAskedAgainWhenThePathIsLost) {
+  m_drive.opens().locks().identifies({}, 0x0370).identifies({}, 0x0371).identifies({}, 0x0007).identifies();
+  m_drive.within(kMinute).readsSlots({}, 0x0370).readsSlots().downloads(0, m_tiny).readsSlots();
+  confirms(m_drive.commits(2));
+  EXPECT_EQ(update(m_tiny), 0);
+}
+
+TEST_F(FirmwareUpdateTest, ALostCommitIsNeverRepeated) {
+  for (const int lost : {0x0370, 0x0371, 0x0007, 0x0008}) {
+    downloaded().commits(2, lost).within(0ms);
+    EXPECT_EQ(update(m_tiny), lost);
+  }
+}
+
+TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForButNotForLong) {
+  m_drive.opens(-EAGAIN).opens(-EAGAIN).opens(-EAGAIN);
+  confirms(downloaded().commits(2)).within(0ms);
+  EXPECT_EQ(update(m_tiny), 0);
+  EXPECT_EQ(m_kernel.slept(), 1500ms);
+  m_drive.opens(-EAGAIN).opens(-EAGAIN).opens(-EAGAIN).opens(-EAGAIN);
+  EXPECT_EQ(update(m_tiny), -EAGAIN);
+}
+
 TEST_F(FirmwareUpdateTest, AStatusOfACommitThatADownloadReturnsIsNoSuccess) {
   ready().downloads(0, m_tiny, 0x410B);
   EXPECT_EQ(update(m_tiny), -EPROTO);

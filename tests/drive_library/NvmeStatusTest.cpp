@@ -23,14 +23,19 @@ TEST(NvmeStatusTest, ThreeStatusesOweAReset) {
   EXPECT_FALSE(nvme::isResetOwed(-0x10B));
 }
 
-TEST(NvmeStatusTest, RepeatsOnlyWhatTheDriveAnsweredAndDoesNotForbid) {
+TEST(NvmeStatusTest, RepeatsOnlyWhatTheDriveDoesNotForbid) {
   for (const int result : {0x006, 0x021, 0x082, 0x107, 0x114, 0x2006, 0x1806}) {
     EXPECT_TRUE(nvme::mayRepeat(result)) << result;
     EXPECT_FALSE(nvme::mayRepeat(0x4000 | result)) << result;
   }
-  for (const int result : {0x007, 0x008, 0x370, 0x371, -EIO, -ENODEV, -EINTR}) {
-    EXPECT_FALSE(nvme::mayRepeat(result)) << result;
+  for (const int result : {-EIO, -ENODEV, -EINTR}) EXPECT_FALSE(nvme::mayRepeat(result)) << result;
+}
+
+TEST(NvmeStatusTest, AbortsAndLostPathsAreNoAnswersOfTheDrive) {
+  for (const int result : {0x007, 0x008, 0x300, 0x370, 0x371, 0x4371, -EIO, -EINTR}) {
+    EXPECT_TRUE(nvme::isLost(result)) << result;
   }
+  for (const int result : {0x006, 0x107, 0x10B, 0x4002}) EXPECT_FALSE(nvme::isLost(result)) << result;
 }
 
 TEST(NvmeStatusTest, DescribesStatusesByNameAndNumber) {
