@@ -62,7 +62,8 @@ SFirmwareSlots parseSlots(const std::array<std::uint8_t, 512>& data) {
   slots.running = data[0] & 0x07;
   slots.updateInProgress = (data[0] & 0x08) != 0;
   slots.next = (data[0] >> 4) & 0x07;
-  for (std::size_t i = 0; i < slots.revisions.size(); ++i) copyText(slots.revisions.at(i), &data[8 + 8 * i]);
+  for (std::size_t i = 0; i < slots.revisions.size(); ++i)
+    copyText(slots.revisions.at(i), &data.at(8 + 8 * i));
   return slots;
 }
 

@@ -70,8 +70,8 @@ void leaveOutAmbiguous(std::vector<SPciController>& sorted) {
 
 std::string textOf(const SPciAddress& address) {
   std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "0000:%02x:%02x.%x", static_cast<unsigned int>(address.bus),
-                static_cast<unsigned int>(address.device), static_cast<unsigned int>(address.function));
+  static_cast<void>(std::snprintf(text.data(), text.size(), "0000:%02x:%02x.%x", unsigned{address.bus},
+                                  unsigned{address.device}, unsigned{address.function}));
   return text.data();
 }
 

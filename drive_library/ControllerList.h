@@ -17,7 +17,7 @@ struct SPciIds {
   std::uint16_t subVendor = 0;
   std::uint16_t subDevice = 0;
 
-  auto operator<=>(const SPciIds&) const = default;
+  auto operator<=>(const SPciIds&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 /// Where a drive sits in PCI domain 0, the only one that callers can name.
@@ -26,7 +26,7 @@ struct SPciAddress {
   std::uint8_t device = 0;
   std::uint8_t function = 0;
 
-  auto operator<=>(const SPciAddress&) const = default;
+  auto operator<=>(const SPciAddress&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 /// As the kernel writes it: "0000:01:00.0".

@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 constexpr std::size_t kLongestPayload = 128U << 20;  // an order of magnitude above any image
 constexpr std::size_t kUsualPiece = 4096;
 /// The driver maps a transfer in 127 pages at most, and a piece need not begin on a page's border.
-constexpr std::size_t kKernelTransfer = 126U * 4096;
+constexpr std::size_t kKernelTransfer = std::size_t{126} * 4096;
 
 constexpr std::chrono::milliseconds kIdleBound = 30s;
 constexpr std::chrono::milliseconds kSettleBound = 10s;

@@ -84,7 +84,7 @@ std::string describe(int result) {
     return std::generic_category().message(-result) + " (errno " + std::to_string(-result) + ")";
   const int status = statusOf(result);
   std::array<char, 8> number{};
-  std::snprintf(number.data(), number.size(), "0x%03X", static_cast<unsigned int>(status));
+  static_cast<void>(std::snprintf(number.data(), number.size(), "0x%03X", static_cast<unsigned int>(status)));
   return std::string(nameOf(status)) + " (" + number.data() +
          ((result & kDoNotRetry) != 0 ? ", do not retry)" : ")");
 }

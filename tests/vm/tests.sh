@@ -4,6 +4,9 @@
 # Drives that take firmware are vm_drive processes behind the kernel's NVMe/TCP driver. Their sysfs folders are laid
 # over with folders that make them PCIe drives; what they are told is kept in /drives/NAME: commands.log and image.
 
+# No name or path in here has a blank:
+# shellcheck disable=SC2046,SC2086,SC2115,SC2231
+
 export RBKL_SIMULATOR_PARTITION=/tmp/rollback
 export FWKIT_LOG=/tmp/fwkit.log
 component=/component
@@ -26,14 +29,14 @@ $2
 $3"
 }
 
-# wait_for WHAT COMMAND...: until the command succeeds, for ten seconds at most
+# wait_for WHAT COMMAND...: until the command succeeds, but not forever
 wait_for() {
   what=$1
   shift
   tries=0
   until "$@" 2>/dev/null >&2; do
     tries=$((tries + 1))
-    if [ $tries -gt 200 ]; then
+    if [ $tries -gt 500 ]; then
       fail "waited in vain for $what"
       return 1
     fi
@@ -160,15 +163,18 @@ expect_image() { cmp $component/payload/image.bin $drives/$1/image >&2 || fail "
 rolled_back() { ls /tmp/rollback 2>/dev/null; }
 logged() { grep -qF "$1" /tmp/syslog || fail "not in the system log: $1"; }
 
+# The revision that sysfs has of a controller, without its padding
+revision_in_sysfs() { sed 's/ *$//' /sys-live/class/nvme/$1/firmware_rev; }
+
 # Emulated PCIe drives
 
 package_for_emulated() { package 1b36 0010 1af4 1100; }
 
 test_emulated_drives_are_listed_with_their_identity() {
   package_for_emulated
-  revision=$(cat /sys-live/class/nvme/nvme0/firmware_rev)
-  expect drives "00:04.0 1b36:0010 1af4:1100 SN0001 $(echo $revision)
-01:00.0 1b36:0010 1af4:1100 SN0002 $(echo $revision)" "$(cd $component && vm_probe list)"
+  revision=$(revision_in_sysfs nvme0)
+  expect drives "00:04.0 1b36:0010 1af4:1100 SN0001 $revision
+01:00.0 1b36:0010 1af4:1100 SN0002 $revision" "$(cd $component && vm_probe list)"
 }
 
 inventory_of() {
@@ -218,7 +224,7 @@ download 8192 1808
 commit slot 2 action 1" "$(commands live)"
   expect_image live
   expect revision "SN-live NEW_REV" "$(revisions)"
-  expect "revision in sysfs" OLD_REV "$(echo $(cat /sys-live/class/nvme/$(controller_of live)/firmware_rev))"
+  expect "revision in sysfs" OLD_REV "$(revision_in_sysfs $(controller_of live))"
   logged "NVMe drive 0000:41:00.0: committed to slot 2; it ran OLD_REV and runs NEW_REV"
   expect "rollback partition" image.bin "$(rolled_back)"
   cmp $component/payload/image.bin /tmp/rollback/image.bin || fail "the rollback partition has other bytes"
@@ -402,6 +408,7 @@ run() {
 }
 
 passed=0 failed=0
+# shellcheck disable=SC2013
 for test in $(sed -n 's/^\(test_[a-z0-9_]*\)() {$/\1/p' "$0"); do run $test; done
 [ $failed -eq 0 ] || cat /tmp/syslog
 echo "$passed passed, $failed failed"
