@@ -1,0 +1,96 @@
+#include "ControllerList.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <tuple>
+
+namespace {
+
+constexpr unsigned int kDevices = 32;   // on a PCI bus
+constexpr unsigned int kFunctions = 8;  // of a PCI device
+
+/// Cuts off and returns the text before `separator`, which goes too; all of it when it does not occur.
+std::string_view cutField(std::string_view& text, char separator) {
+  const std::string_view field = text.substr(0, text.find(separator));
+  text.remove_prefix(std::min(text.size(), field.size() + 1));
+  return field;
+}
+
+/// Reads "domain:bus:device.function" into `controller`, or says there why it cannot be used.
+void readAddress(SPciController& controller) {
+  std::string_view text = controller.addressText;
+  const auto domain = parseHexadecimal(cutField(text, ':'), 8);
+  const auto bus = parseHexadecimal(cutField(text, ':'), 2);
+  const auto device = parseHexadecimal(cutField(text, '.'), 2);
+  const auto function = parseHexadecimal(text, 1);
+  if (!domain || !bus || !device || !function || *device >= kDevices || *function >= kFunctions) {
+    controller.leftOutBecause = "its PCI address cannot be read";
+  } else if (*domain != 0) {
+    controller.leftOutBecause = "it is in a PCI domain other than 0";
+  } else {
+    controller.address = {static_cast<std::uint8_t>(*bus), static_cast<std::uint8_t>(*device),
+                          static_cast<std::uint8_t>(*function)};
+  }
+}
+
+/// sysfs writes ids as "0x144d".
+bool readId(IKernel& kernel, const std::string& controller, const char* name, std::uint16_t& id) {
+  const std::string text = kernel.attribute(controller, name).value_or("");
+  if (!text.starts_with("0x")) return false;
+  const auto number = parseHexadecimal(std::string_view(text).substr(2), 4);
+  id = static_cast<std::uint16_t>(number.value_or(0));
+  return number.has_value();
+}
+
+SPciController describeController(IKernel& kernel, const std::string& name) {
+  SPciController found;
+  found.name = name;
+  found.addressText = kernel.attribute(name, "address").value_or("");
+  readAddress(found);
+  const bool hasIds = readId(kernel, name, "device/vendor", found.ids.vendor) &&
+                      readId(kernel, name, "device/device", found.ids.device) &&
+                      readId(kernel, name, "device/subsystem_vendor", found.ids.subVendor) &&
+                      readId(kernel, name, "device/subsystem_device", found.ids.subDevice);
+  if (!hasIds && found.leftOutBecause.empty()) found.leftOutBecause = "its PCI ids cannot be read";
+  return found;
+}
+
+void leaveOutAmbiguous(std::vector<SPciController>& sorted) {
+  for (std::size_t i = 1; i < sorted.size(); ++i) {
+    SPciController& one = sorted[i - 1];
+    SPciController& other = sorted[i];
+    if (!one.address || one.address != other.address) continue;
+    one.leftOutBecause = other.leftOutBecause = "another controller has the same PCI address";
+  }
+}
+
+}  // namespace
+
+std::string textOf(const SPciAddress& address) {
+  std::array<char, 16> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), "0000:%02x:%02x.%x", unsigned{address.bus},
+                                  unsigned{address.device}, unsigned{address.function}));
+  return text.data();
+}
+
+std::vector<SPciController> listControllers(IKernel& kernel) {
+  std::vector<SPciController> found;
+  for (const std::string& name : kernel.controllers()) {
+    if (kernel.attribute(name, "transport") == "pcie") found.push_back(describeController(kernel, name));
+  }
+  std::sort(found.begin(), found.end(), [](const SPciController& a, const SPciController& b) {
+    return std::tie(a.address, a.name) < std::tie(b.address, b.name);
+  });
+  leaveOutAmbiguous(found);
+  return found;
+}
+
+std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits) {
+  if (text.empty() || text.size() > digits) return std::nullopt;
+  unsigned int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, 16);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}

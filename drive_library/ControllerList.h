@@ -1,0 +1,49 @@
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "IKernel.h"
+
+/// The four ids that tell one drive model from another.
+struct SPciIds {
+  std::uint16_t vendor = 0;
+  std::uint16_t device = 0;
+  std::uint16_t subVendor = 0;
+  std::uint16_t subDevice = 0;
+
+  auto operator<=>(const SPciIds&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
+};
+
+/// Where a drive sits in PCI domain 0, the only one that callers can name.
+struct SPciAddress {
+  std::uint8_t bus = 0;
+  std::uint8_t device = 0;
+  std::uint8_t function = 0;
+
+  auto operator<=>(const SPciAddress&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
+};
+
+/// As the kernel writes it: "0000:01:00.0".
+std::string textOf(const SPciAddress& address);
+
+/// One PCIe controller that the kernel drives.
+struct SPciController {
+  std::string name;                    ///< the kernel's, for instance "nvme0"
+  std::string addressText;             ///< as sysfs has it, for messages
+  std::optional<SPciAddress> address;  ///< none outside domain 0
+  SPciIds ids;
+  std::string leftOutBecause;  ///< why callers cannot be given it; empty: address and ids are set and its own
+};
+
+/// All PCIe controllers that sysfs lists, sorted by address: also those that callers cannot be given, because
+/// sysfs does not describe them, they are outside domain 0 or another one has their address.
+std::vector<SPciController> listControllers(IKernel& kernel);
+
+/// A hexadecimal number of one to `digits` digits and nothing else around it; nothing for any other text.
+std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits);

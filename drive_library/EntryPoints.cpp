@@ -1,0 +1,47 @@
+// What the shared object exports. Nothing is thrown across it, and without the arguments nothing is done.
+
+#include <syslog.h>
+
+#include <cerrno>
+#include <exception>
+#include <new>
+
+#include "DriveLibrary.h"
+#include "LinuxKernel.h"
+
+namespace {
+
+template <class Operation>
+int perform(Operation operation) noexcept {
+  try {
+    static CLinuxKernel kernel;
+    static CDriveLibrary library(kernel);
+    return operation(library);
+  } catch (const std::bad_alloc&) {
+    return -ENOMEM;
+  } catch (const std::exception& error) {
+    syslog(LOG_USER | LOG_ERR, "NVMe drive library: %s", error.what());
+    return -EIO;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+int NVMEDiscoverDrives(std::uint32_t* count, NVMeDriveRecord*** drives) {
+  if (count == nullptr || drives == nullptr) return -EINVAL;
+  return perform([&](CDriveLibrary& library) { return library.discover(*count, *drives); });
+}
+
+int NVMEGetDriveInfo(_NVME_ZOLT_BDF* address, NVMeDriveInfo* info) {
+  if (address == nullptr || info == nullptr) return -EINVAL;
+  return perform([&](CDriveLibrary& library) { return library.driveInfo(*address, *info); });
+}
+
+int NVMEUpdateFirmware(_NVME_ZOLT_BDF* address, const char* payloadPath) {
+  if (address == nullptr || payloadPath == nullptr) return -EINVAL;
+  return perform([&](CDriveLibrary& library) { return library.updateFirmware(*address, payloadPath); });
+}
+
+}  // extern "C"

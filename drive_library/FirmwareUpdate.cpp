@@ -1,0 +1,162 @@
+#include "FirmwareUpdate.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "NvmeStatus.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kLongestPayload = 128U << 20;  // an order of magnitude above any image
+constexpr std::size_t kUsualPiece = 4096;
+/// The driver maps a transfer in 127 pages at most, and a piece need not begin on a page's border.
+constexpr std::size_t kKernelTransfer = std::size_t{126} * 4096;
+
+constexpr std::chrono::milliseconds kIdleBound = 30s;
+constexpr std::chrono::milliseconds kSettleBound = 10s;
+constexpr std::chrono::milliseconds kPause = 500ms;
+
+bool isGone(int result) {
+  return result == -ENODEV || result == -ENXIO;
+}
+
+}  // namespace
+
+std::optional<unsigned int> chooseSlot(const SIdentity& identity, const SFirmwareSlots& slots) {
+  if (slots.running == 0 || identity.slots == 0) return 0;
+  std::optional<unsigned int> chosen;
+  // Round the slots, beginning behind the running one and ending with it.
+  for (unsigned int i = 0; i < identity.slots; ++i) {
+    const unsigned int slot = (slots.running + i) % identity.slots + 1;
+    if (slot == 1 && identity.firstSlotReadOnly) continue;
+    if (slot != slots.running && slots.isEmpty(slot)) return slot;
+    if (!chosen) chosen = slot;
+  }
+  return chosen;
+}
+
+std::size_t pieceSize(const SIdentity& identity) {
+  std::size_t size = identity.granularity != 0 ? identity.granularity : kUsualPiece;
+  if (identity.maximumTransfer != 0) size = std::min(size, identity.maximumTransfer);
+  return std::min(size, kKernelTransfer);
+}
+
+CFirmwareUpdate::CFirmwareUpdate(IKernel& kernel, const SPciController& controller)
+    : m_kernel(kernel), m_controller(kernel, controller) {}
+
+int CFirmwareUpdate::run(const std::string& payloadPath) {
+  int result = readPayload(payloadPath);
+  if (result == 0) result = takeDrive();
+  if (result == 0) result = identify();
+  if (result == 0) result = awaitIdle(std::max(kIdleBound, m_identity.activation));
+  if (result == 0) result = prepareSlot();
+  if (result == 0) result = download();
+  if (result == 0) result = settle();
+  if (result == 0) result = commit();
+  if (result == 0 || result == nvme::kResetOwed) checkOutcome();
+  return result;
+}
+
+int CFirmwareUpdate::readPayload(const std::string& path) {
+  int result = m_kernel.readFile(path, kLongestPayload, m_payload);
+  if (result == 0 && m_payload.empty()) result = -ENODATA;
+  if (result == 0 && m_payload.size() % 4 != 0) result = -EINVAL;
+  if (result != 0) m_controller.report(LOG_ERR, "payload " + path + " refused: " + nvme::describe(result));
+  return result;
+}
+
+int CFirmwareUpdate::takeDrive() {
+  const int result = m_controller.open();
+  return result != 0 ? result : m_controller.lock();
+}
+
+int CFirmwareUpdate::identify() {
+  const int result = m_controller.identify(m_identity);
+  if (result != 0) return result;
+  if (!m_identity.takesFirmware) {
+    m_controller.report(LOG_ERR, "it takes no firmware");
+    return -EOPNOTSUPP;
+  }
+  m_controller.allowFor(m_identity.activation);
+  return 0;
+}
+
+int CFirmwareUpdate::awaitIdle(std::chrono::milliseconds bound) {
+  const auto end = m_kernel.now() + bound;
+  for (;;) {
+    const int result = m_controller.readSlots(m_slots);
+    if (result != 0) return result;
+    if (!m_slots.updateInProgress) return 0;
+    if (m_kernel.now() >= end) {
+      m_controller.report(LOG_WARNING, "it goes on saying that an update is in progress");
+      return -EALREADY;
+    }
+    m_kernel.sleep(kPause);
+  }
+}
+
+int CFirmwareUpdate::prepareSlot() {
+  const auto slot = chooseSlot(m_identity, m_slots);
+  if (!slot) {
+    m_controller.report(LOG_ERR, "none of its firmware slots can be written");
+    return -EROFS;
+  }
+  m_slot = *slot;
+  return 0;
+}
+
+int CFirmwareUpdate::download() {
+  const std::span<const std::uint8_t> image(m_payload);
+  const std::size_t size = pieceSize(m_identity);
+  for (std::size_t offset = 0; offset < image.size(); offset += size) {
+    const auto piece = image.subspan(offset, std::min(size, image.size() - offset));
+    if (const int result = m_controller.download(piece, offset); result != 0) return result;
+  }
+  return 0;
+}
+
+/// The drive was idle before the download and nobody else may flash it: a drive that goes on saying that an
+/// update is in progress means this one, and the commit goes out.
+int CFirmwareUpdate::settle() {
+  const int result = awaitIdle(kSettleBound);
+  return result == -EALREADY ? 0 : result;
+}
+
+int CFirmwareUpdate::commit() {
+  const int result = m_controller.commit(m_slot);
+  if (result == nvme::kResetOwed)
+    m_controller.report(LOG_NOTICE, "committed; it needs a reset to run the firmware");
+  return result;
+}
+
+/// The drive's answer to the commit stands; this tells the administrator what has become of it. A drive may
+/// need a while before it answers again.
+void CFirmwareUpdate::checkOutcome() {
+  const std::string before = printable(m_identity.revision);
+  const auto end = m_kernel.now() + std::max(kSettleBound, m_identity.activation);
+  int result = 0;
+  for (;;) {
+    result = m_controller.readSlots(m_slots);
+    if (result == 0) result = m_controller.identify(m_identity);
+    if (result == 0 || isGone(result) || m_kernel.now() >= end) break;
+    m_kernel.sleep(kPause);
+  }
+  if (result != 0) {
+    m_controller.report(LOG_WARNING, "committed, but it does not answer since: " + nvme::describe(result));
+    return;
+  }
+  const std::string now = printable(m_identity.revision);
+  const std::string revisions = now == before ? "it runs " + now : "it ran " + before + " and runs " + now;
+  const std::string slot = std::to_string(m_slot);
+  if (m_slot == 0 || m_slots.next == m_slot || m_slots.running == m_slot) {
+    const char* const when = m_slots.next == 0 ? "" : ", for the next reset";
+    m_controller.report(LOG_NOTICE, "committed to slot " + slot + when + "; " + revisions);
+  } else {
+    m_controller.report(LOG_WARNING,
+                        "committed to slot " + slot + ", but its log does not say so; " + revisions);
+  }
+}

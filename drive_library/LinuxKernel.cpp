@@ -1,0 +1,150 @@
+#include "LinuxKernel.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace {
+
+/// Sole owner of an open descriptor, or of none (negative).
+class CDescriptor {
+ public:
+  explicit CDescriptor(int descriptor) : m_descriptor(descriptor) {}
+  CDescriptor(CDescriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+  CDescriptor& operator=(CDescriptor&&) = delete;
+  ~CDescriptor() {
+    if (m_descriptor >= 0) close(m_descriptor);
+  }
+
+  int get() const { return m_descriptor; }
+
+ private:
+  int m_descriptor;
+};
+
+class CLinuxDevice : public IDevice {
+ public:
+  explicit CLinuxDevice(CDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
+
+  int lock() override {
+    if (flock(m_descriptor.get(), LOCK_EX | LOCK_NB) == 0) return 0;
+    return errno == EWOULDBLOCK ? -EBUSY : -errno;
+  }
+
+  int admin(nvme_passthru_cmd& command) override {
+    const int result = ioctl(m_descriptor.get(), NVME_IOCTL_ADMIN_CMD, &command);
+    return result < 0 ? -errno : result;
+  }
+
+ private:
+  CDescriptor m_descriptor;
+};
+
+/// "nvme" and a number; the folder may hold other things.
+bool isControllerName(std::string_view name) {
+  constexpr std::string_view kPrefix = "nvme";
+  if (!name.starts_with(kPrefix) || name.size() == kPrefix.size()) return false;
+  return name.find_first_not_of("0123456789", kPrefix.size()) == std::string_view::npos;
+}
+
+/// Reads up to `content`'s size. The number of bytes read, less at the file's end; -errno on failure.
+ssize_t readUpTo(int descriptor, std::vector<std::uint8_t>& content) {
+  std::size_t done = 0;
+  while (done < content.size()) {
+    const ssize_t count = read(descriptor, content.data() + done, content.size() - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return -errno;
+    if (count == 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+/// A sysfs attribute: at most a page of text.
+std::optional<std::string> readText(const std::string& path) {
+  const CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::vector<std::uint8_t> page(4096);
+  const ssize_t count = readUpTo(descriptor.get(), page);
+  if (count < 0) return std::nullopt;
+  std::string text(page.begin(), page.begin() + count);
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+CLinuxKernel::CLinuxKernel(std::string sysfs, std::string deviceFolder)
+    : m_strSysfs(std::move(sysfs)), m_strDeviceFolder(std::move(deviceFolder)) {}
+
+std::vector<std::string> CLinuxKernel::controllers() {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(m_strSysfs + "/class/nvme", error), end;
+       !error && entry != end; entry.increment(error)) {
+    std::string name = entry->path().filename();
+    if (isControllerName(name)) names.push_back(std::move(name));
+  }
+  return names;
+}
+
+std::optional<std::string> CLinuxKernel::attribute(const std::string& controller, const std::string& name) {
+  return readText(m_strSysfs + "/class/nvme/" + controller + "/" + name);
+}
+
+std::chrono::milliseconds CLinuxKernel::adminTimeout() {
+  unsigned int seconds = 0;
+  const std::string text = readText(m_strSysfs + "/module/nvme_core/parameters/admin_timeout").value_or("");
+  std::from_chars(text.data(), text.data() + text.size(), seconds);
+  return seconds == 0 ? std::chrono::minutes(1) : std::chrono::milliseconds(std::chrono::seconds(seconds));
+}
+
+int CLinuxKernel::open(const std::string& controller, std::unique_ptr<IDevice>& device) {
+  CDescriptor descriptor(::open((m_strDeviceFolder + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
+  if (descriptor.get() < 0) return -errno;
+  device = std::make_unique<CLinuxDevice>(std::move(descriptor));
+  return 0;
+}
+
+int CLinuxKernel::readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) {
+  // A FIFO must not keep the run waiting for a writer.
+  const CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (descriptor.get() < 0) return -errno;
+  struct stat status {};
+  if (fstat(descriptor.get(), &status) != 0) return -errno;
+  if (!S_ISREG(status.st_mode)) return -EINVAL;
+  const auto size = static_cast<std::size_t>(status.st_size);
+  if (size > limit) return -EFBIG;
+
+  content.resize(size + 1);  // one more, to see that the file ends where it should
+  const ssize_t count = readUpTo(descriptor.get(), content);
+  if (count < 0) return static_cast<int>(count);
+  if (static_cast<std::size_t>(count) != size) return -EIO;
+  content.resize(size);
+  content.shrink_to_fit();
+  return 0;
+}
+
+std::chrono::milliseconds CLinuxKernel::now() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+      std::chrono::steady_clock::now().time_since_epoch());
+}
+
+void CLinuxKernel::sleep(std::chrono::milliseconds duration) {
+  std::this_thread::sleep_for(duration);
+}
+
+void CLinuxKernel::report(int priority, const std::string& line) {
+  // The log's name stays the process's own: the library has no business with openlog(3).
+  syslog(LOG_USER | priority, "%s", line.c_str());
+}

@@ -1,0 +1,216 @@
+#include "ScriptedKernel.h"
+
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <tuple>
+
+namespace {
+
+void put(Bytes& data, std::size_t offset, std::string_view text) {
+  std::copy(text.begin(), text.end(), data.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
+/// Every field but the address, which is only known to be there or not.
+auto fields(const nvme_passthru_cmd& c) {
+  return std::tuple(c.opcode, c.flags, c.rsvd1, c.nsid, c.cdw2, c.cdw3, c.metadata, c.addr != 0,
+                    c.metadata_len, c.data_len, c.cdw10, c.cdw11, c.cdw12, c.cdw13, c.cdw14, c.cdw15,
+                    c.timeout_ms, c.result);
+}
+
+std::string text(const nvme_passthru_cmd& c) {
+  std::array<char, 256> buffer{};
+  std::snprintf(buffer.data(), buffer.size(),
+                "opcode %02x nsid %08x data_len %u cdw10 %08x cdw11 %08x timeout_ms %u", unsigned{c.opcode},
+                unsigned{c.nsid}, unsigned{c.data_len}, unsigned{c.cdw10}, unsigned{c.cdw11},
+                unsigned{c.timeout_ms});
+  return buffer.data();
+}
+
+}  // namespace
+
+class ScriptedDevice : public IDevice {
+ public:
+  explicit ScriptedDevice(DriveScript& script) : m_script(script) {}
+
+  int lock() override { return next("lock", {}).result; }
+
+  int admin(nvme_passthru_cmd& command) override {
+    const DriveScript::Step step = next("command", command);
+    EXPECT_EQ(text(step.command), text(command));
+    EXPECT_EQ(fields(step.command), fields(command)) << text(command);
+    if (fields(step.command) != fields(command)) return -EIO;
+    auto* const data = reinterpret_cast<std::uint8_t*>(command.addr);
+    if (!step.sent.empty()) {
+      const Bytes sent(data, data + command.data_len);
+      EXPECT_TRUE(sent == step.sent) << "other data than expected: " << text(command);
+    }
+    std::copy(step.answer.begin(), step.answer.end(), data);
+    command.result = 0xDEAD;  // the kernel writes something there
+    return step.result;
+  }
+
+ private:
+  DriveScript::Step next(const std::string& name, const nvme_passthru_cmd& command) {
+    if (m_script.m_steps.empty() || m_script.m_steps.front().name != name) {
+      ADD_FAILURE() << "unexpected " << name << ": " << text(command);
+      return {.name = name, .command = command, .sent = {}, .answer = {}, .result = -EIO};
+    }
+    DriveScript::Step step = std::move(m_script.m_steps.front());
+    m_script.m_steps.pop_front();
+    return step;
+  }
+
+  DriveScript& m_script;
+};
+
+Bytes Identity::data() const {
+  Bytes data(4096);
+  put(data, 4, serial);
+  put(data, 24, model);
+  put(data, 64, revision);
+  data[77] = transferShift;
+  data[256] = static_cast<std::uint8_t>(optionalCommands);
+  data[257] = static_cast<std::uint8_t>(optionalCommands >> 8);
+  data[260] = firmwareUpdates;
+  data[270] = static_cast<std::uint8_t>(activation);
+  data[271] = static_cast<std::uint8_t>(activation >> 8);
+  data[319] = granularity;
+  return data;
+}
+
+Bytes SlotLog::data() const {
+  Bytes data(512);
+  data[0] = activeInfo;
+  for (std::size_t i = 0; i < revisions.size(); ++i) put(data, 8 + 8 * i, revisions[i]);
+  return data;
+}
+
+DriveScript& DriveScript::opens(int result) {
+  return add({.name = "open", .command = {}, .sent = {}, .answer = {}, .result = result});
+}
+
+DriveScript& DriveScript::locks(int result) {
+  return add({.name = "lock", .command = {}, .sent = {}, .answer = {}, .result = result});
+}
+
+DriveScript& DriveScript::identifies(const Identity& identity, int result) {
+  Step step{.name = "command", .command = {}, .sent = {}, .answer = identity.data(), .result = result};
+  step.command.opcode = 0x06;
+  step.command.cdw10 = 1;
+  step.command.data_len = 4096;
+  return add(step);
+}
+
+DriveScript& DriveScript::readsSlots(const SlotLog& log, int result) {
+  Step step{.name = "command", .command = {}, .sent = {}, .answer = log.data(), .result = result};
+  step.command.opcode = 0x02;
+  step.command.nsid = 0xFFFFFFFF;
+  step.command.cdw10 = 127U << 16 | 0x03;
+  step.command.data_len = 512;
+  return add(step);
+}
+
+DriveScript& DriveScript::downloads(std::size_t offset, const Bytes& piece, int result) {
+  Step step{.name = "command", .command = {}, .sent = piece, .answer = {}, .result = result};
+  step.command.opcode = 0x11;
+  step.command.data_len = static_cast<std::uint32_t>(piece.size());
+  step.command.cdw10 = static_cast<std::uint32_t>(piece.size() / 4 - 1);
+  step.command.cdw11 = static_cast<std::uint32_t>(offset / 4);
+  return add(step);
+}
+
+DriveScript& DriveScript::commits(unsigned int slot, int result) {
+  Step step{.name = "command", .command = {}, .sent = {}, .answer = {}, .result = result};
+  step.command.opcode = 0x10;
+  step.command.cdw10 = 1U << 3 | slot;
+  return add(step);
+}
+
+DriveScript& DriveScript::within(std::chrono::milliseconds timeout) {
+  m_timeout = timeout;
+  return *this;
+}
+
+DriveScript& DriveScript::add(Step step) {
+  step.command.addr = step.command.data_len != 0;
+  step.command.timeout_ms = static_cast<std::uint32_t>(m_timeout.count());
+  m_steps.push_back(std::move(step));
+  return *this;
+}
+
+ScriptedKernel::ScriptedKernel() : ScriptedKernel(std::make_unique<ScratchFolder>()) {}
+
+ScriptedKernel::ScriptedKernel(std::unique_ptr<ScratchFolder> folder)
+    : CLinuxKernel((*folder / "sys").string(), (*folder / "dev").string()), m_folder(std::move(folder)) {}
+
+ScriptedKernel::~ScriptedKernel() {
+  for (const auto& [controller, script] : m_scripts) {
+    for (const DriveScript::Step& step : script.m_steps) {
+      ADD_FAILURE() << controller << " still expects: " << step.name << " " << text(step.command);
+    }
+  }
+}
+
+void ScriptedKernel::addController(const std::string& name, const std::string& address, std::string_view ids,
+                                   const std::string& transport) {
+  writeAttribute(name, "transport", transport);
+  writeAttribute(name, "address", address);
+  for (const char* const id : {"vendor", "device", "subsystem_vendor", "subsystem_device"}) {
+    writeAttribute(name, std::string("device/") + id, "0x" + std::string(ids.substr(0, 4)));
+    ids.remove_prefix(std::min<std::size_t>(ids.size(), 5));
+  }
+}
+
+void ScriptedKernel::writeAttribute(const std::string& controller, const std::string& name,
+                                    const std::string& text) {
+  writeFile(*m_folder / "sys/class/nvme" / controller / name, text + "\n");
+}
+
+void ScriptedKernel::removeAttribute(const std::string& controller, const std::string& name) {
+  ASSERT_TRUE(std::filesystem::remove(*m_folder / "sys/class/nvme" / controller / name));
+}
+
+void ScriptedKernel::setAdminTimeout(const std::string& text) {
+  writeFile(*m_folder / "sys/module/nvme_core/parameters/admin_timeout", text + "\n");
+}
+
+std::string ScriptedKernel::payload(const Bytes& bytes) {
+  const auto path = *m_folder / "image.bin";
+  writeFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  return path;
+}
+
+int ScriptedKernel::open(const std::string& controller, std::unique_ptr<IDevice>& device) {
+  const auto script = m_scripts.find(controller);
+  if (script == m_scripts.end() || script->second.m_steps.empty() ||
+      script->second.m_steps.front().name != "open") {
+    ADD_FAILURE() << "unexpected open of " << controller;
+    return -ENOENT;
+  }
+  const int result = script->second.m_steps.front().result;
+  script->second.m_steps.pop_front();
+  if (result == 0) device = std::make_unique<ScriptedDevice>(script->second);
+  return result;
+}
+
+void ScriptedKernel::report(int priority, const std::string& line) {
+  static const std::map<int, const char*> kNames{
+      {LOG_ERR, "err"}, {LOG_WARNING, "warning"}, {LOG_NOTICE, "notice"}, {LOG_INFO, "info"}};
+  m_reports.push_back(std::string(kNames.at(priority)) + ": " + line);
+}
+
+Bytes image(std::size_t size) {
+  Bytes bytes(size);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 4096 * 13 + 1);
+  return bytes;
+}
+
+Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size) {
+  const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
+  return {begin, begin + static_cast<std::ptrdiff_t>(size)};
+}

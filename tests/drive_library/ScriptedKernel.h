@@ -1,0 +1,111 @@
+// Drives that follow a script: each one expects commands in order and compares every field of them. A test
+// ends with every script used up.
+
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "LinuxKernel.h"
+#include "TestSupport.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// What a scripted drive says in Identify Controller; the defaults are a drive with three writable slots.
+struct Identity {
+  std::string serial = "SN-0001             ";
+  std::string model = "Model A                                 ";
+  std::string revision = "OLD_REV ";
+  std::uint8_t transferShift = 0;
+  std::uint16_t optionalCommands = 0x0004;
+  std::uint8_t firmwareUpdates = 3 << 1;
+  std::uint16_t activation = 0;
+  std::uint8_t granularity = 0;
+
+  Bytes data() const;
+};
+
+/// What it says in the log page of the firmware slots; the defaults are one image that runs, in slot 1.
+struct SlotLog {
+  std::uint8_t activeInfo = 0x01;
+  std::vector<std::string> revisions = {"OLD_REV "};
+
+  Bytes data() const;
+};
+
+/// The commands that a drive expects, in order, with what it answers. A result is what the ioctl gives back:
+/// 0, a status of 15 bits, or -errno.
+class DriveScript {
+ public:
+  DriveScript& opens(int result = 0);
+  DriveScript& locks(int result = 0);
+  DriveScript& identifies(const Identity& identity = {}, int result = 0);
+  DriveScript& readsSlots(const SlotLog& log = {}, int result = 0);
+  DriveScript& downloads(std::size_t offset, const Bytes& piece, int result = 0);
+  DriveScript& commits(unsigned int slot, int result = 0);
+
+  /// The time-out that every command from here on must name.
+  DriveScript& within(std::chrono::milliseconds timeout);
+
+ private:
+  friend class ScriptedDevice;
+  friend class ScriptedKernel;
+
+  struct Step {
+    std::string name;
+    nvme_passthru_cmd command{};  ///< without the data's address
+    Bytes sent;                   ///< what must be at that address
+    Bytes answer;                 ///< what to write there
+    int result = 0;
+  };
+
+  DriveScript& add(Step step);
+
+  std::chrono::milliseconds m_timeout{0};
+  std::deque<Step> m_steps;
+};
+
+/// A kernel with scripted drives, on a sysfs tree of the test's own. Its clock moves only when it is slept
+/// on.
+class ScriptedKernel : public CLinuxKernel {
+ public:
+  ScriptedKernel();
+  ~ScriptedKernel() override;
+
+  DriveScript& drive(const std::string& controller) { return m_scripts[controller]; }
+
+  /// Adds a controller to the sysfs tree.
+  void addController(const std::string& name, const std::string& address,
+                     std::string_view ids = "144d:a801:1028:1fd9", const std::string& transport = "pcie");
+  void writeAttribute(const std::string& controller, const std::string& name, const std::string& text);
+  void removeAttribute(const std::string& controller, const std::string& name);
+  void setAdminTimeout(const std::string& text);
+
+  /// A file with these bytes; its path.
+  std::string payload(const Bytes& bytes);
+
+  std::chrono::milliseconds slept() const { return m_now; }
+  const std::vector<std::string>& reports() const { return m_reports; }
+
+  int open(const std::string& controller, std::unique_ptr<IDevice>& device) override;
+  std::chrono::milliseconds now() override { return m_now; }
+  void sleep(std::chrono::milliseconds duration) override { m_now += duration; }
+  void report(int priority, const std::string& line) override;
+
+ private:
+  explicit ScriptedKernel(std::unique_ptr<ScratchFolder> folder);
+
+  std::unique_ptr<ScratchFolder> m_folder;
+  std::map<std::string, DriveScript> m_scripts;
+  std::chrono::milliseconds m_now{0};
+  std::vector<std::string> m_reports;
+};
+
+/// Bytes that differ from their neighbours and from one page to the next.
+Bytes image(std::size_t size);
+Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size);

@@ -1,0 +1,71 @@
+#include "SupportedDrives.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+
+#include "TestSupport.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class SupportedDrivesTest : public ::testing::Test {
+ protected:
+  void package(const std::string& devices) const {
+    writeFile(m_folder / "package.xml",
+              "<SoftwareComponent><SupportedDevices>" + devices + "</SupportedDevices></SoftwareComponent>");
+  }
+
+  WorkingFolder m_folder;
+};
+
+TEST_F(SupportedDrivesTest, NoneWithoutAPackage) {
+  EXPECT_THAT(supportedDrives(), IsEmpty());
+}
+
+TEST_F(SupportedDrivesTest, NoneFromAPackageThatDoesNotParse) {
+  writeFile(m_folder / "package.xml", "<SoftwareComponent>");
+  EXPECT_THAT(supportedDrives(), IsEmpty());
+}
+
+TEST_F(SupportedDrivesTest, EveryPciInfoOfEveryDeviceIsANumber) {
+  package(R"(<Device componentID="1">
+      <PCIInfo vendorID="144D" deviceID="a54" subVendorID="1" subDeviceID="0000"/>
+      <PCIInfo vendorID="144d" deviceID="0A55" subVendorID="00001" subDeviceID="ffff"/>
+      <Display>A</Display></Device>
+    <Device componentID="2"><PCIInfo vendorID="8086" deviceID="5845" subVendorID="1af4" subDeviceID="1100"/></Device>)");
+  EXPECT_THAT(supportedDrives(),
+              ElementsAre(SPciIds{0x144D, 0x0A54, 0x0001, 0x0000}, SPciIds{0x144D, 0x0A55, 0x0001, 0xFFFF},
+                          SPciIds{0x8086, 0x5845, 0x1AF4, 0x1100}));
+}
+
+TEST_F(SupportedDrivesTest, AnEntryKeepsWhatItDoesNotSupplyFromTheOneBefore) {
+  package(
+      R"(<Device componentID="1"><PCIInfo vendorID="144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9"/>
+      <PCIInfo deviceID="a802"/></Device>)");
+  EXPECT_THAT(supportedDrives(),
+              ElementsAre(SPciIds{0x144D, 0xA801, 0x1028, 0x1FD9}, SPciIds{0x144D, 0xA802, 0x1028, 0x1FD9}));
+}
+
+TEST_F(SupportedDrivesTest, AnEntryThatIsNotFourNumbersNamesNoDrive) {
+  for (const std::string ids : {R"(vendorID="144d" deviceID="a801" subVendorID="1028")", "",
+                                R"(vendorID="144g" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
+                                R"(vendorID="1144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
+                                R"(vendorID="144d" deviceID="0xa801" subVendorID="1028" subDeviceID="1fd9")",
+                                R"(vendorID=" 144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
+                                R"(vendorID="144d" deviceID="a801" subVendorID="1028" subDeviceID="-1")"}) {
+    package("<Device componentID=\"1\"><PCIInfo " + ids + "/></Device>");
+    EXPECT_THAT(supportedDrives(), IsEmpty()) << ids;
+  }
+}
+
+TEST_F(SupportedDrivesTest, LeavesTheParserOfTheProcessAsItWas) {
+  package(R"(<Device componentID="1"/>)");
+  const int before = xmlKeepBlanksDefault(1);
+  supportedDrives();
+  EXPECT_EQ(xmlKeepBlanksDefault(before), 1);
+}
+
+}  // namespace
