@@ -49,7 +49,8 @@ std::string notWellFormed(const std::string& source, const std::optional<XmlErro
   if (!error) return "cannot be parsed";
   return "not well-formed at line " + std::to_string(error->line) + ", column " +
          std::to_string(error->column) + ": " + error->message +
-         "; a value in it holds a character that was not escaped" + excerpt(source, *error);
+         "; mostly a value with &, <, \" or bytes that are no UTF-8, which documents hold unescaped" +
+         excerpt(source, *error);
 }
 
 /// Reads a Device of an update document, which differs from an inventory's only in its name.
