@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "ReportAssets.h"
-#include "ResultText.h"
 
 namespace tool {
 
@@ -31,13 +30,6 @@ std::string escaped(std::string_view text) {
 
 std::string orDash(const std::string& text) {
   return text.empty() ? "–" : escaped(text);
-}
-
-std::string pciIds(const CDeviceInfo& record) {
-  const SPCIInfo pci = record.getPCIInfo();
-  return pci.vendorID.empty()
-             ? std::string()
-             : pci.vendorID + ":" + pci.deviceID + " " + pci.subVendorID + ":" + pci.subDeviceID;
 }
 
 struct Tile {
@@ -95,8 +87,12 @@ void writeCharts(std::ostream& out, const ResultSummary& summary) {
 
 void writeNotes(std::ostream& out, const Results& results, const ResultSummary& summary) {
   for (const UnreadableFile& file : results.unreadable) {
-    out << "<div class=\"note bad\"><strong>" << escaped(file.source) << "</strong><pre>"
-        << escaped(file.problem) << "</pre></div>\n";
+    // The first line says it all; what may follow shows the place, character below character.
+    const std::size_t end = file.problem.find('\n');
+    out << "<div class=\"note bad\"><p><strong>" << escaped(file.source)
+        << "</strong>: " << escaped(file.problem.substr(0, end)) << "</p>";
+    if (end != std::string::npos) out << "<pre>" << escaped(file.problem.substr(end + 1)) << "</pre>";
+    out << "</div>\n";
   }
   for (const std::string& source : summary.reboots) {
     out << "<div class=\"note\"><strong>" << escaped(source) << "</strong>: a reboot is required</div>\n";
@@ -139,8 +135,8 @@ void writeReport(std::ostream& out, const Results& results) {
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
          "<meta name=\"color-scheme\" content=\"light dark\">\n<title>NVMe firmware report</title>\n<style>\n"
-      << kReportStyle << "</style>\n</head>\n<body>\n<header><h1>NVMe firmware report</h1>\n<p>"
-      << escaped(summaryText(results)) << "</p></header>\n<main>\n";
+      << kReportStyle
+      << "</style>\n</head>\n<body>\n<header><h1>NVMe firmware report</h1></header>\n<main>\n";
   writeTiles(out, results, summary);
   writeCharts(out, summary);
   writeNotes(out, results, summary);

@@ -16,13 +16,6 @@ constexpr char kGreen[] = "\033[32m";
 constexpr char kBold[] = "\033[1m";
 constexpr char kPlain[] = "\033[0m";
 
-/// Ids as lspci(8) writes them; empty without any.
-std::string pciIds(const CDeviceInfo& record) {
-  const SPCIInfo pci = record.getPCIInfo();
-  if (pci.vendorID.empty() && pci.deviceID.empty()) return {};
-  return pci.vendorID + ":" + pci.deviceID + " " + pci.subVendorID + ":" + pci.subDeviceID;
-}
-
 /// C0 and C1 control characters (which begin terminal commands) as dots; `text` is UTF-8.
 std::string withoutControls(const std::string& text) {
   std::string shown;
@@ -96,6 +89,24 @@ std::string counted(std::size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
+/// As "2 documents, 6 records: 5 fine, 1 failed", and more where there is more to say.
+std::string summaryText(const Results& results) {
+  const ResultSummary summary = summarize(results);
+  std::string text = counted(results.files.size(), "document") + ", " + counted(summary.records, "record") +
+                     ": " + std::to_string(summary.records - summary.failed) + " fine, " +
+                     std::to_string(summary.failed) + " failed";
+  if (!results.unreadable.empty())
+    text += "; " + counted(results.unreadable.size(), "document") + " unreadable";
+  std::string revisions;
+  for (const auto& [revision, count] : summary.revisions) {
+    revisions += (revisions.empty() ? "; revisions " : ", ") +
+                 withoutControls(revision.empty() ? "(none)" : revision) + " x " + std::to_string(count);
+  }
+  text += revisions;
+  if (!summary.reboots.empty()) text += "; reboot required in " + counted(summary.reboots.size(), "document");
+  return text;
+}
+
 nlohmann::ordered_json jsonOf(const ResultRow& row) {
   const CDeviceInfo& record = *row.record;
   const SPCIInfo pci = record.getPCIInfo();
@@ -147,23 +158,6 @@ void writeTable(std::ostream& out, const Results& results, bool colour) {
   if (std::any_of(results.files.begin(), results.files.end(), isUpdate)) {
     out << "Revisions in update documents were read before flashing; take an inventory for the new ones.\n";
   }
-}
-
-std::string summaryText(const Results& results) {
-  const ResultSummary summary = summarize(results);
-  std::string text = counted(results.files.size(), "document") + ", " + counted(summary.records, "record") +
-                     ": " + std::to_string(summary.records - summary.failed) + " fine, " +
-                     std::to_string(summary.failed) + " failed";
-  if (!results.unreadable.empty())
-    text += "; " + counted(results.unreadable.size(), "document") + " unreadable";
-  std::string revisions;
-  for (const auto& [revision, count] : summary.revisions) {
-    revisions += (revisions.empty() ? "; revisions " : ", ") +
-                 withoutControls(revision.empty() ? "(none)" : revision) + " x " + std::to_string(count);
-  }
-  text += revisions;
-  if (!summary.reboots.empty()) text += "; reboot required in " + counted(summary.reboots.size(), "document");
-  return text;
 }
 
 void writeJson(std::ostream& out, const Results& results) {

@@ -18,7 +18,4 @@ void writeJson(std::ostream& out, const Results& results);
 /// A header line and one line a record, failed ones first, as in RFC 4180.
 void writeCsv(std::ostream& out, const Results& results);
 
-/// The summary line without its end, as "2 documents, 6 records: 5 fine, 1 failed".
-std::string summaryText(const Results& results);
-
 }  // namespace tool

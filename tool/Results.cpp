@@ -159,6 +159,12 @@ bool isFailed(const CDeviceInfo& record) {
   return record.getStatus() != 0;
 }
 
+std::string pciIds(const CDeviceInfo& record) {
+  const SPCIInfo pci = record.getPCIInfo();
+  if (pci.vendorID.empty() && pci.deviceID.empty()) return {};
+  return pci.vendorID + ":" + pci.deviceID + " " + pci.subVendorID + ":" + pci.subDeviceID;
+}
+
 std::string serialNumber(const CDeviceInfo& record) {
   constexpr std::string_view kLabel = "Serial Number: ";
   const std::string id = record.getEnumId();

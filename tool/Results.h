@@ -41,6 +41,9 @@ Results readResults(const std::vector<std::string>& sources);
 
 bool isFailed(const CDeviceInfo& record);
 
+/// The four PCI ids as "vendor:device subvendor:subdevice"; empty without any.
+std::string pciIds(const CDeviceInfo& record);
+
 /// The serial number in an enumeration id, which drives carry with a label before it.
 std::string serialNumber(const CDeviceInfo& record);
 

@@ -24,6 +24,5 @@ rpm -qp --qf '%{NAME} %{LICENSE}\n' ./*.rpm | grep -c ' none chosen$' | grep -qx
 ! rpm -qp --requires ./nvmepcissd-1*.rpm | grep librbkl || fail "the RPM package requires the platform's library"
 dpkg-deb -f ./nvmepcissd_*.deb Depends | grep -q libxml2 || fail "the Debian package does not depend on libxml2"
 
-lintian --fail-on error,warning,info --display-info --no-tag-display-limit ./*.deb >"$scratch/lintian" 2>&1 ||
+lintian --allow-root --fail-on error,warning,info --display-info ./*.deb >"$scratch/lintian" 2>&1 ||
   { cat "$scratch/lintian" >&2; fail "lintian"; }
-cat "$scratch/lintian"

@@ -4,7 +4,8 @@
 # shellcheck source-path=SCRIPTDIR source=support.sh
 . "$(dirname "$0")/support.sh"
 
-"$(dirname "$0")/sample-documents.sh" "$build" "$scratch/documents"
+here=$(cd "$(dirname "$0")" && pwd)
+"$here/sample-documents.sh" "$build" "$scratch/documents"
 cd "$scratch/documents"
-"$build/nvmepcissd-tool" report ./*.xml -o "$scratch/report.html" 2>/dev/null && fail "the broken document went unnoticed"
-python3 "$(dirname "$0")/report_test.py" "$scratch/report.html" "${PICTURES:-}"
+"$build/nvmepcissd-tool" report -o "$scratch/report.html" -- *.xml 2>/dev/null && fail "the broken document went unnoticed"
+python3 "$here/report_test.py" "$scratch/report.html" "${PICTURES:-}"

@@ -133,6 +133,7 @@ def check_looks(page, pictures):
     page.media(scheme="light")
     page.size(390, 844, mobile=True)
     assert colour(page, "#records td", "display") == "grid", "rows are no cards on a phone"
+    assert page.run("return window.innerWidth") == 390, "zoomed out on a phone"
     no_overflow(page, "phone")
     page.picture(pictures, "report-phone.png")
     page.run("document.querySelector('#records').scrollIntoView()")

@@ -201,7 +201,7 @@ TEST_F(Results, ThePageHasARowARecordAndBarsThatAddUp) {
   EXPECT_EQ(count("<tr class=\"failed\">"), 1U);
   EXPECT_LT(html.find("<tr class=\"failed\">"), html.find("<tr class=\"fine\">"));
   EXPECT_THAT(html, HasSubstr("width:67%\"></span></span><span class=\"number\">2</span>"));
-  EXPECT_THAT(html, HasSubstr("<strong>2.xml</strong><pre>not well-formed"));
+  EXPECT_THAT(html, HasSubstr("<strong>2.xml</strong>: not well-formed"));
 }
 
 }  // namespace
