@@ -153,8 +153,8 @@ class Reading {
         (filled ? "it is filled up to " + inQuotes(id) + "; a" : std::string("a")) +
             " drive's id is up to four hexadecimal digits without leading zeros, so no drive matches this entry",
         id.starts_with('0') && id.size() == kIdDigits
-            ? "write the four digits of the drive's id; a drive whose id is below 1000 (hexadecimal) cannot be "
-              "named by a descriptor at all: remove its entry"
+            ? "write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name the "
+              "drive: remove it"
             : "write the four hexadecimal digits of the drive's id, without 0x");
   }
 

@@ -66,8 +66,8 @@ TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
       "component/package.xml:68: deviceID=\"0a54\" has a leading zero\n"
       "    at run time: a drive's id is up to four hexadecimal digits without leading zeros, so no drive matches "
       "this entry\n"
-      "    to mend: write the four digits of the drive's id; a drive whose id is below 1000 (hexadecimal) cannot "
-      "be named by a descriptor at all: remove its entry\n"
+      "    to mend: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name "
+      "the drive: remove it\n"
       "1 finding\n");
   const nlohmann::json json = nlohmann::json::parse(run("check --json component").output);
   ASSERT_EQ(json.size(), 1U);
