@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(g++ cmake ninja-build libxml2-dev nlohmann-json3-dev python3 valgrind)
+packages=(g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libcli11-dev python3 valgrind)
 case ${1:-tables} in
   tables) packages+=(strace) ;;
   growth) packages+=(gnuplot-nox) ;;

@@ -12,7 +12,7 @@ run() { printf '$ %s\n' "$*"; "$@"; }
 pretty() { xmllint --format "$1"; }
 
 say "Packages: compiler, CMake, libxml2 and what the simulator needs"
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev
+scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev libcli11-dev
 
 say "Build: the release preset, into build/release/"
 mkdir -p build
@@ -66,6 +66,16 @@ echo "exit status $status"
 pretty update.xml
 grep -aE 'ERROR|drives updated' debug.log
 
+say "For a person: the tables of nvmepcissd-tool"
+PATH=$root/build/release:$PATH
+run nvmepcissd-tool show update.xml
+./nvmepcissd -i -o inventory.xml
+run nvmepcissd-tool show inventory.xml
+run nvmepcissd-tool report inventory.xml update.xml -o report.html
+
+say "Before it ships: what the component would pass over in silence"
+run nvmepcissd-tool check . || true
+
 say "What the install script was asked: an update leaves the library installed, later runs find it there"
 cat fwkitinstall.log
 run ls lib
@@ -76,5 +86,6 @@ cd ${component#"$root"/}
 ./nvmepcissd -i                 # the inventory document on standard output
 ./nvmepcissd -u -o update.xml   # update every drive
 ./nvmepcissd -h                 # usage
+report.html                     # the page made above, for a browser
 Other drives: copy one of build/release/simulator/scenarios/*.json to scenario.json in that folder.
 TEXT

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Makes the pictures of the README: docs/images/demo.svg from the demo's output, docs/images/report-{light,dark}.png from the
+# report page of several simulated servers in a headless browser.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+mkdir -p docs/images build/pictures
+
+PICTURES=$PWD/build/pictures scripts/test-packaging.sh -R packaging.report
+cp build/pictures/report-light.png build/pictures/report-dark.png docs/images/
+
+# On a terminal of its own, so that the colours are there.
+TERM=xterm script -qec scripts/demo.sh build/pictures/demo.typescript >/dev/null
+# The part from the update that one drive refuses on, without its document.
+tr -d '\r' <build/pictures/demo.typescript |
+  awk '/== Update with one drive of three/ {shown = 1}
+       /== What the install script was asked/ {exit}
+       shown && !/^ *<|^\[/' >build/pictures/demo.txt
+scripts/terminal_svg.py <build/pictures/demo.txt >docs/images/demo.svg
+
+ls -l docs/images

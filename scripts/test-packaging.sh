@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Tests what scripts/test.sh leaves out because it needs more packages: installation, .deb and .rpm packages, manual
+# pages, bash completion, and the report page in a browser. Arguments go to ctest.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev libcli11-dev \
+  python3 rpm cpio lintian mandoc bash-completion bsdextrautils chromium chromium-driver
+
+cmake --preset packaging >/dev/null
+cmake --build --preset packaging
+ctest --preset packaging "$@"

@@ -1,0 +1,31 @@
+# shellcheck shell=bash
+# Shared by the tests of this folder, which are called with the repository and the build folder.
+
+set -euo pipefail
+umask 022
+# shellcheck disable=SC2034  # for the tests that source this
+root=$1 build=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+# Takes an inventory and updates in the component folder below PREFIX, with its own tool and schemas.
+try_component() {
+  local prefix=$1 folder=$1/libexec/nvmepcissd results
+  results=$(mktemp -d -p "$scratch")
+  (cd "$folder" && ./nvmepcissd -i -o "$results/inventory.xml" && ./nvmepcissd -u -o "$results/update.xml") ||
+    fail "the component in $folder does not run"
+  for kind in inventory update; do
+    [ "$(xmllint --xpath 'count(//Device)' "$results/$kind.xml")" -eq 3 ] || fail "$kind: not three drives"
+    xmllint --noout --schema "$prefix/share/nvmepcissd/schema/$kind.xsd" "$results/$kind.xml" 2>"$results/complaints" ||
+      { cat "$results/complaints" >&2; fail "$kind: not valid"; }
+  done
+  "$prefix/bin/nvmepcissd-tool" show "$results"/*.xml | grep -q '2 documents, 6 records: 6 fine, 0 failed' ||
+    fail "the tool in $prefix does not show the documents"
+  # The sample descriptor has one trap, to show what a finding looks like; there is no other.
+  "$prefix/bin/nvmepcissd-tool" check "$folder" >"$results/findings" && fail "no finding in the sample package"
+  grep -q '0a54' "$results/findings" || fail "the sample's trap went unnoticed"
+  grep -qx '1 finding' "$results/findings" ||
+    { cat "$results/findings" >&2; fail "other findings than expected in $folder"; }
+}

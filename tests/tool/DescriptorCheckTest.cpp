@@ -1,0 +1,217 @@
+#include "DescriptorCheck.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "SoftwareComponentInfo.h"
+#include "TestSupport.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr char kGoodIds[] = R"(deviceID="a801" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")";
+
+/// A descriptor whose devices begin on line 2.
+std::string descriptor(const std::string& devices) {
+  return "<SoftwareComponent><SupportedDevices>\n" + devices + "\n</SupportedDevices></SoftwareComponent>\n";
+}
+
+std::string device(const std::string& content) {
+  return "<Device componentID=\"1\">\n" + content + "\n</Device>\n";
+}
+
+std::string pciInfo(const std::string& ids = kGoodIds) {
+  return "<PCIInfo " + ids + "/>\n";
+}
+
+class DescriptorCheck : public testing::Test {
+ protected:
+  tool::Descriptor check(const std::string& xml) {
+    writeFile(m_folder / "package.xml", xml);
+    return tool::checkDescriptor(m_folder / "package.xml");
+  }
+
+  /// "line: problem" of every finding.
+  std::vector<std::string> problems(const std::string& xml) {
+    std::vector<std::string> list;
+    for (const tool::Finding& finding : check(xml).findings) {
+      EXPECT_EQ(finding.file, m_folder / "package.xml");
+      EXPECT_NE(finding.atRunTime, "") << finding.problem;
+      EXPECT_NE(finding.remedy, "") << finding.problem;
+      list.push_back(std::to_string(finding.line) + ": " + finding.problem);
+    }
+    return list;
+  }
+
+  WorkingFolder m_folder;
+};
+
+TEST_F(DescriptorCheck, ACompleteDescriptorHasNoFindings) {
+  EXPECT_THAT(problems(descriptor(device(pciInfo() + "<Display>One</Display>"))), IsEmpty());
+}
+
+TEST_F(DescriptorCheck, TheSamplePackageHasTheOneTrapThatItShows) {
+  EXPECT_THAT(problems(readFile(SIMULATOR_FOLDER "/package.xml")),
+              ElementsAre("68: deviceID=\"0a54\" has a leading zero"));
+}
+
+TEST_F(DescriptorCheck, AFileThatIsMissingOrMalformedIsOneFinding) {
+  const tool::Descriptor missing = tool::checkDescriptor(m_folder / "package.xml");
+  ASSERT_EQ(missing.findings.size(), 1U);
+  EXPECT_EQ(missing.findings[0].problem, "descriptor cannot be read: No such file or directory");
+  EXPECT_THAT(problems("<SoftwareComponent>\n<SupportedDevices>\n</SoftwareComponent>"),
+              ElementsAre(HasSubstr("3: descriptor is not well-formed: Opening and ending tag mismatch")));
+  EXPECT_THAT(problems(""), ElementsAre(HasSubstr("descriptor is not well-formed: Document is empty")));
+}
+
+TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
+  struct Case {
+    const char* what;
+    std::string devices;
+    std::vector<std::string> problems;
+  };
+  const std::string display = "<Display>One</Display>";
+  const auto withIds = [&](const std::string& ids) { return device(pciInfo(ids) + display); };
+  const Case cases[] = {
+      {"no componentID", "<Device>\n" + pciInfo() + display + "</Device>", {"2: Device has no componentID"}},
+      {"empty componentID",
+       "<Device componentID=\"\">" + pciInfo() + display + "</Device>",
+       {"2: Device has no componentID"}},
+      {"no PCIInfo", device(display), {"2: Device has no PCIInfo"}},
+      {"Display first",
+       device(display + "\n" + pciInfo()),
+       {"3: Display stands before its PCIInfo (line 4)"}},
+      {"empty Display", device(pciInfo() + "<Display></Display>"), {"4: Display is empty"}},
+      {"blank Display", device(pciInfo() + "<Display>  </Display>"), {"4: Display is empty but for blanks"}},
+      {"no Display", device(pciInfo()), {"3: PCIInfo has no Display behind it in its Device"}},
+      {"missing id",
+       withIds(R"(deviceID="a801" subDeviceID="1001" vendorID="f101")"),
+       {"3: PCIInfo has no subVendorID"}},
+      {"long id",
+       withIds(R"(deviceID="1a801" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
+       {"3: deviceID=\"1a801\" is longer than four digits"}},
+      {"prefix",
+       withIds(R"(deviceID="0xa801" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
+       {"3: deviceID=\"0xa801\" is not hexadecimal"}},
+      {"no hexadecimal",
+       withIds(R"(deviceID="a80g" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
+       {"3: deviceID=\"a80g\" is not hexadecimal"}},
+      {"leading zero",
+       withIds(R"(deviceID="a801" subDeviceID="0001" vendorID="f101" subVendorID="f1a0")"),
+       {"3: subDeviceID=\"0001\" has a leading zero"}},
+      {"short id",
+       withIds(R"(deviceID="a54" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
+       {"3: deviceID=\"a54\" has less than four digits"}},
+      {"empty id",
+       withIds(R"(deviceID="" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
+       {"3: deviceID=\"\" has less than four digits"}},
+      {"same ids twice",
+       device(pciInfo() + display) +
+           device(pciInfo(R"(deviceID="A801" subDeviceID="1001" vendorID="F101" subVendorID="F1A0")") +
+                  display),
+       {"7: PCIInfo has the same four ids as line 3"}},
+      {"reserved characters",
+       device(pciInfo() + "<Display>A &amp; B</Display>"),
+       {"4: the name \"A & B\" holds a character that XML reserves (&, < or \")"}},
+      {"line breaks",
+       device(pciInfo() + "<Display>\nOne\n</Display>"),
+       {"4: the name has line breaks, tabs or blanks around it"}},
+      {"comment first",
+       device(pciInfo() + "<Display><!--x-->One</Display>"),
+       {"4: Display holds more than a text"}},
+      {"another letter case",
+       "<device componentID=\"1\">" + pciInfo() + "</device>",
+       {"2: this device is never read: the name is not written \"Device\""}},
+      {"another place",
+       "<Devices>\n" + device(pciInfo() + display) + "</Devices>",
+       {"3: this Device is never read: it does not stand in SoftwareComponent/SupportedDevices"}},
+      {"PCIInfo in another element",
+       device("<Ids>\n" + pciInfo() + "</Ids>" + display),
+       {"2: Device has no PCIInfo", "4: this PCIInfo is never read: it stands in Ids"}},
+      {"no Device", "", {"1: no Device in SoftwareComponent/SupportedDevices"}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(problems(descriptor(c.devices)), c.problems) << c.what;
+}
+
+TEST_F(DescriptorCheck, ANamespaceHidesEveryDevice) {
+  EXPECT_THAT(problems("<SoftwareComponent xmlns=\"urn:x\"><SupportedDevices>\n" + device(pciInfo()) +
+                       "</SupportedDevices></SoftwareComponent>"),
+              ElementsAre("2: this Device is never read: it is in the namespace \"urn:x\""));
+  EXPECT_THAT(problems("<PCIInfo/>"), ElementsAre("1: this PCIInfo is never read: it stands in no Device",
+                                                  "1: no Device in SoftwareComponent/SupportedDevices"));
+}
+
+TEST_F(DescriptorCheck, WhatIsCarriedOverIsNamedWithItsLine) {
+  const tool::Descriptor carried = check(descriptor(device(pciInfo() + "<Display>One</Display>") +
+                                                    device(pciInfo(R"(deviceID="a802" deviceId="x")"))));
+  std::vector<std::string> texts;
+  for (const tool::Finding& finding : carried.findings) texts.push_back(finding.atRunTime);
+  EXPECT_THAT(
+      texts,
+      ElementsAre("it takes over \"1001\" from line 3", "it takes over \"f101\" from line 3",
+                  "it takes over \"f1a0\" from line 3",
+                  "drives that match line 7 are shown under the name \"One\", carried over from line 4"));
+  EXPECT_THAT(check(descriptor(device(pciInfo("DeviceID=\"a801\"")))).findings.at(0).remedy,
+              HasSubstr("it is written DeviceID there"));
+}
+
+TEST_F(DescriptorCheck, TheLastOfTheSameIdsIsSaidToWin) {
+  const tool::Descriptor twins = check(descriptor(device(pciInfo() + "<Display>One</Display>") +
+                                                  device(pciInfo() + "<Display>Two</Display>")));
+  ASSERT_EQ(twins.findings.size(), 1U);
+  EXPECT_EQ(twins.findings[0].atRunTime,
+            "the last one wins: drives with these ids are shown as \"Two\", never as \"One\"");
+}
+
+/// A descriptor put together at random, from pieces that trap each other.
+std::string randomDescriptor(std::mt19937& random) {
+  const auto below = [&random](std::size_t count) { return random() % count; };
+  const auto attribute = [&](const char* name) {
+    constexpr const char* kValues[] = {"a8", "A801", "0a54", "", "12345", "zz"};
+    return below(3) == 0 ? std::string() : " " + std::string(name) + "=\"" + kValues[below(6)] + "\"";
+  };
+  constexpr const char* kPieces[] = {"<Display>One</Display>",
+                                     "<Display/>",
+                                     "<display> Two </display>",
+                                     "<!-- c -->",
+                                     "<Display><!--three--></Display>",
+                                     "<Display><b>x</b></Display>",
+                                     "text",
+                                     "<Display><![CDATA[Four]]></Display>",
+                                     "<Display>&#65;&amp;</Display>"};
+  std::string devices;
+  for (std::size_t d = 1 + below(4); d > 0; --d) {
+    std::string content;
+    for (std::size_t c = below(6); c > 0; --c) {
+      const bool ids = below(2) == 0;
+      content += ids ? "<PCIInfo" + attribute("deviceID") + attribute("subDeviceID") + attribute("vendorID") +
+                           attribute("subVendorID") + "/>\n"
+                     : std::string(kPieces[below(std::size(kPieces))]) + "\n";
+    }
+    devices += "<Device" + attribute("componentID") + ">\n" + content + "</Device>\n";
+  }
+  return descriptor(devices);
+}
+
+TEST_F(DescriptorCheck, EntriesAreThoseThatTheComponentReads) {
+  std::mt19937 random(20260101);
+  for (int i = 0; i < 500; ++i) {
+    const std::string xml = randomDescriptor(random);
+    const std::vector<SPCIInfo> entries = check(xml).entries;
+    const std::vector<SPCIInfo> expected = CSoftwareComponentInfo().GetSupportedDevices();
+    ASSERT_EQ(entries.size(), expected.size()) << xml;
+    for (std::size_t e = 0; e < entries.size(); ++e) {
+      const auto fields = [](const SPCIInfo& info) {
+        return std::vector{info.componentID, info.deviceID,    info.subDeviceID,
+                           info.vendorID,    info.subVendorID, info.displayName};
+      };
+      ASSERT_EQ(fields(entries[e]), fields(expected[e])) << "entry " << e << " of\n" << xml;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include "Results.h"
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "ReportPage.h"
+#include "ResultText.h"
+#include "TestSupport.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char kDrive[] =
+    R"(<Device  vendorID="f101" deviceID="a801" subVendorID="f1a0" subDeviceID="1001"  display="One" enum = "Serial Number: S1" ><Application componentType="FRMW"  version="R1"  display=""/></Device>)";
+constexpr char kFailure[] = R"(<SPStatus result = "false" ><Message id="7" >It broke</Message></SPStatus>)";
+constexpr char kComponent[] =
+    R"(<Device  componentID="12345" display="Package, &quot;quoted&quot;" ><Application componentType="APP" version="3.1" display=""/></Device>)";
+
+std::string inventory(const std::string& content) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?><SVMInventory lang="en">)" + content + "</SVMInventory>";
+}
+
+/// What the component writes for a drive that took the firmware.
+std::string updated(const std::string& serial) {
+  return R"(<Device  vendorID="f101" deviceID="a801" subVendorID="f1a0" subDeviceID="1001" display="One" enum = "Serial Number: )" +
+         serial +
+         R"(" ><Application componentType="FRMW" version="R1" display="" ><SPStatus result = "true" ><Message id="0" >Success</Message></SPStatus></Application></Device>)";
+}
+
+std::string update(const std::string& content) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?><SVMExecution lang="en">)" + content + "</SVMExecution>";
+}
+
+class Results : public testing::Test {
+ protected:
+  tool::Results read(const std::vector<std::string>& documents) {
+    std::vector<std::string> paths;
+    for (const std::string& document : documents) {
+      paths.push_back(std::to_string(paths.size() + 1) + ".xml");
+      writeFile(paths.back(), document);
+    }
+    return tool::readResults(paths);
+  }
+
+  std::string problemOf(const std::string& document) {
+    const tool::Results results = read({document});
+    EXPECT_THAT(results.files, IsEmpty());
+    return results.unreadable.empty() ? "" : results.unreadable.front().problem;
+  }
+
+  static std::string table(const tool::Results& results, bool colour = false) {
+    std::ostringstream out;
+    tool::writeTable(out, results, colour);
+    return out.str();
+  }
+
+  static std::string page(const tool::Results& results) {
+    std::ostringstream out;
+    tool::writeReport(out, results);
+    return out.str();
+  }
+
+  WorkingFolder m_folder;
+};
+
+TEST_F(Results, AnInventoryIsReadRecordByRecord) {
+  const tool::Results results = read({inventory(std::string(kDrive) + kFailure + kComponent)});
+  ASSERT_EQ(results.files.size(), 1U);
+  const auto& records = results.files[0].records;
+  ASSERT_EQ(records.size(), 3U);
+  EXPECT_FALSE(tool::isFailed(records[0]));  // the reader's own mark for the whole document is undone
+  EXPECT_EQ(records[0].getPCIInfo().subDeviceID, "1001");
+  EXPECT_EQ(records[0].getVersion(), "R1");
+  EXPECT_EQ(tool::serialNumber(records[0]), "S1");
+  EXPECT_TRUE(tool::isFailed(records[1]));
+  EXPECT_EQ(records[1].getErrorMsg(), "It broke");
+  EXPECT_EQ(records[1].getMessageID(), 7);
+  EXPECT_EQ(records[2].getComponentID(), "12345");
+  EXPECT_EQ(records[2].getDeviceName(), "Package, \"quoted\"");
+}
+
+TEST_F(Results, AnUpdateTellsOutcomesAndReboot) {
+  const tool::Results results =
+      read({update(updated("S1") + kFailure + updated("S2") + "<RebootRequired>1</RebootRequired>"),
+            update(updated("S3"))});
+  ASSERT_EQ(results.files.size(), 2U);
+  EXPECT_EQ(results.files[0].kind, tool::DocumentKind::kUpdate);
+  EXPECT_TRUE(results.files[0].rebootRequired);
+  EXPECT_FALSE(results.files[1].rebootRequired);
+  EXPECT_EQ(results.files[0].records.at(2).getErrorMsg(), "Success");
+  EXPECT_EQ(results.files[0].records.at(2).getPCIInfo().vendorID, "f101");
+}
+
+TEST_F(Results, TheTableShowsFailedRecordsFirstAndSumsUp) {
+  EXPECT_EQ(table(read({inventory(std::string(kDrive) + kFailure),
+                        update(updated("S2") + "<RebootRequired>1</RebootRequired>")})),
+            "DOCUMENT  #  OUTCOME  REVISION  NAME  SERIAL NUMBER  PCI IDS              MESSAGE\n"
+            "1.xml     2  failed                                                       It broke\n"
+            "1.xml     1  listed   R1        One   S1             f101:a801 f1a0:1001\n"
+            "2.xml     1  success  R1        One   S2             f101:a801 f1a0:1001  Success\n"
+            "\n"
+            "2 documents, 3 records: 2 fine, 1 failed; revisions R1 x 2; reboot required in 1 document\n"
+            "Revisions in update documents were read before flashing; take an inventory for the new ones.\n");
+  EXPECT_EQ(table(read({inventory("")})), "1 document, 0 records: 0 fine, 0 failed\n");
+}
+
+TEST_F(Results, ColumnsStayAlignedAndTerminalsSafe) {
+  EXPECT_EQ(
+      table(read({inventory(
+          R"(<Device componentID="1" display="Größe" ><Application version="1"/></Device>)"
+          "<Device componentID=\"2\" display=\"a\xC2\x9B\x62\" ><Application version=\"22\"/></Device>")})),
+      "DOCUMENT  #  OUTCOME  REVISION  NAME   COMPONENT\n"
+      "1.xml     1  listed   1         Größe  1\n"
+      "1.xml     2  listed   22        a.b    2\n"
+      "\n"
+      "1 document, 2 records: 2 fine, 0 failed; revisions 1 x 1, 22 x 1\n");
+}
+
+TEST_F(Results, ColourIsUsedOnlyWhenAskedFor) {
+  const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
+  EXPECT_THAT(table(results), Not(HasSubstr("\033")));
+  EXPECT_THAT(table(results, true), HasSubstr("\033[31m1.xml     2  failed"));
+}
+
+TEST_F(Results, JsonHoldsEverything) {
+  std::ostringstream out;
+  tool::writeJson(out, read({inventory(std::string(kDrive) + kFailure), "<broken"}));
+  const nlohmann::json json = nlohmann::json::parse(out.str());
+  EXPECT_EQ(json["summary"],
+            (nlohmann::json{{"documents", 1}, {"records", 2}, {"failed", 1}, {"unreadable", 1}}));
+  EXPECT_EQ(json["documents"][0]["kind"], "inventory");
+  EXPECT_EQ(json["documents"][0]["records"][0]["enum"], "Serial Number: S1");
+  EXPECT_EQ(json["documents"][0]["records"][1]["message"], "It broke");
+  EXPECT_EQ(json["unreadable"][0]["document"], "2.xml");
+}
+
+TEST_F(Results, CsvQuotesWhatItMust) {
+  std::ostringstream out;
+  tool::writeCsv(out, read({inventory(std::string(kComponent) + kFailure)}));
+  EXPECT_EQ(out.str(),
+            "document,kind,position,failed,messageId,message,name,componentId,vendorId,deviceId,subVendorId,"
+            "subDeviceId,enum,serialNumber,componentType,revision\r\n"
+            "1.xml,inventory,2,true,7,It broke,,,,,,,,,,\r\n"
+            "1.xml,inventory,1,false,0,,\"Package, \"\"quoted\"\"\",12345,,,,,,,APP,3.1\r\n");
+}
+
+TEST_F(Results, ADocumentThatIsNotWellFormedIsToldWithLineAndColumn) {
+  const std::string spoilt =
+      inventory(std::string(kDrive) + R"(<Device  display="A & B" ><Application/></Device>)");
+  const std::size_t column = spoilt.find("& B") + 2;
+  const std::string problem = problemOf(spoilt);
+  EXPECT_THAT(problem, StartsWith("not well-formed at line 1, column " + std::to_string(column) + ": "));
+  const std::size_t lines = problem.find('\n');
+  std::istringstream excerpt(problem.substr(lines + 1));
+  std::string text;
+  std::string mark;
+  std::getline(excerpt, text);
+  std::getline(excerpt, mark);
+  EXPECT_EQ(text.substr(mark.find('^') - 1, 3), "& B");
+}
+
+TEST_F(Results, WhatIsNoResultDocumentIsToldSo) {
+  EXPECT_THAT(problemOf("<PIEConfig/>"),
+              StartsWith("is not a result document: its root element is PIEConfig"));
+  EXPECT_THAT(problemOf(""), StartsWith("not well-formed at line 1, column 1: Document is empty"));
+  EXPECT_THAT(problemOf(inventory("\xFF")), HasSubstr("not proper UTF-8"));
+  const tool::Results missing = tool::readResults({"missing.xml"});
+  EXPECT_EQ(missing.unreadable.at(0).problem, "cannot be read: No such file or directory");
+}
+
+TEST_F(Results, ThePageEscapesEveryValueAndLoadsNothing) {
+  const tool::Results results = read({inventory(
+      R"(<Device componentID="1" display="&lt;script&gt;x&lt;/script&gt;" enum="&quot;&apos;&amp;"><Application version="&lt;b>"/></Device>)"
+      "<SPStatus result=\"false\"><Message>&lt;img src=x></Message></SPStatus>")});
+  const std::string html = page(results);
+  EXPECT_THAT(html, HasSubstr("&lt;script&gt;x&lt;/script&gt;"));
+  EXPECT_THAT(html, HasSubstr("&quot;&#39;&amp;"));
+  EXPECT_THAT(html, Not(HasSubstr("<img")));
+  EXPECT_THAT(html, Not(HasSubstr("<script>x")));
+  EXPECT_THAT(html, Not(HasSubstr("<b>")));
+  for (const char* const loading : {"<link", "href=", "http:", "https:", "@import", "url("}) {
+    EXPECT_THAT(html, Not(HasSubstr(loading)));
+  }
+}
+
+TEST_F(Results, ThePageHasARowARecordAndBarsThatAddUp) {
+  const std::string html = page(read({inventory(std::string(kDrive) + kDrive + kFailure), "<broken"}));
+  const auto count = [&html](const std::string& what) {
+    std::size_t times = 0;
+    for (std::size_t place = 0; (place = html.find(what, place)) != std::string::npos; ++place) ++times;
+    return times;
+  };
+  EXPECT_EQ(count("<tr class=\"fine\">"), 2U);
+  EXPECT_EQ(count("<tr class=\"failed\">"), 1U);
+  EXPECT_LT(html.find("<tr class=\"failed\">"), html.find("<tr class=\"fine\">"));
+  EXPECT_THAT(html, HasSubstr("width:67%\"></span></span><span class=\"number\">2</span>"));
+  EXPECT_THAT(html, HasSubstr("<strong>2.xml</strong>: not well-formed"));
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+// The built executable: what it prints and how it ends.
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "TestSupport.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char kInventory[] =
+    R"(<SVMInventory><Device componentID="1" display="One"><Application version="R1"/></Device></SVMInventory>)";
+
+class Tool : public testing::Test {
+ protected:
+  struct Outcome {
+    int exitStatus;
+    std::string output;      // standard output
+    std::string complaints;  // standard error
+  };
+
+  /// Runs the tool with a shell's words as its arguments.
+  static Outcome run(const std::string& arguments, const std::string& command = TOOL_EXECUTABLE) {
+    const int status = std::system((command + " " + arguments + " >out.txt 2>err.txt </dev/null").c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("out.txt"), readFile("err.txt")};
+  }
+
+  WorkingFolder m_folder;
+};
+
+TEST_F(Tool, WrongUsageEndsWithTwoAndExplainsItself) {
+  for (const char* const arguments : {"", "burn", "check", "check missing-folder", "check . .", "show",
+                                      "show --json --csv a", "report a", "show --nonsense a"}) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.exitStatus, 2) << arguments;
+    EXPECT_THAT(outcome.complaints, HasSubstr("Run with --help for more information.")) << arguments;
+    EXPECT_THAT(outcome.output, IsEmpty()) << arguments;
+  }
+}
+
+TEST_F(Tool, HelpIsThereForEverySubcommand) {
+  EXPECT_THAT(run("--help").output, AllOf(HasSubstr("check"), HasSubstr("show"), HasSubstr("report")));
+  for (const char* const subcommand : {"check", "show", "report"}) {
+    const Outcome outcome = run(std::string(subcommand) + " --help");
+    EXPECT_EQ(outcome.exitStatus, 0) << subcommand;
+    EXPECT_THAT(outcome.output, HasSubstr("Exit status: 0 ")) << subcommand;
+  }
+  EXPECT_THAT(run("--version").output, testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
+  std::filesystem::copy(SIMULATOR_FOLDER, "component", std::filesystem::copy_options::recursive);
+  ASSERT_EQ(std::system("chmod -R go-w component && chmod 755 component/fwkitinstall.sh"), 0);
+  const Outcome outcome = run("check component");
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_EQ(
+      outcome.output,
+      "component/package.xml:68: deviceID=\"0a54\" has a leading zero\n"
+      "    at run time: a drive's id is up to four hexadecimal digits without leading zeros, so no drive matches "
+      "this entry\n"
+      "    to mend: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name "
+      "the drive: remove it\n"
+      "1 finding\n");
+  const nlohmann::json json = nlohmann::json::parse(run("check --json component").output);
+  ASSERT_EQ(json.size(), 1U);
+  EXPECT_EQ(json[0]["file"], "component/package.xml");
+  EXPECT_EQ(json[0]["line"], 68);
+}
+
+TEST_F(Tool, ACleanFolderEndsWithZeroAndIsLeftAsItWas) {
+  std::filesystem::copy(SIMULATOR_FOLDER, "component", std::filesystem::copy_options::recursive);
+  ASSERT_EQ(std::system("sed -i 's/\"0a54\"/\"1a54\"/' component/package.xml && chmod -R go-w component && "
+                        "chmod 755 component/fwkitinstall.sh && ls -lR component >before.txt"),
+            0);
+  const Outcome outcome = run("check component");
+  EXPECT_EQ(outcome.exitStatus, 0);
+  EXPECT_EQ(outcome.output, "no findings\n");
+  EXPECT_EQ(std::system("ls -lR component | cmp - before.txt"), 0);
+}
+
+TEST_F(Tool, ShowEndsWithOneWhenADocumentCannotBeRead) {
+  writeFile("good.xml", kInventory);
+  writeFile("bad.xml", "<SVMInventory><Device display=\"<\"/></SVMInventory>");
+  EXPECT_EQ(run("show good.xml").exitStatus, 0);
+  const Outcome outcome = run("show good.xml bad.xml missing.xml");
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_THAT(outcome.complaints, AllOf(StartsWith("bad.xml: not well-formed at line 1, column "),
+                                        HasSubstr("\nmissing.xml: cannot be read: ")));
+  EXPECT_THAT(outcome.output,
+              AllOf(HasSubstr("good.xml  1  listed"), HasSubstr("; 2 documents unreadable;")));
+}
+
+TEST_F(Tool, ShowUsesColourOnATerminalOnly) {
+  writeFile("good.xml", kInventory);
+  EXPECT_THAT(run("show good.xml").output, Not(HasSubstr("\033")));
+  const std::string onTerminal = std::string("script -qec '") + TOOL_EXECUTABLE + " show good.xml' /dev/null";
+  EXPECT_THAT(run("", "TERM=xterm " + onTerminal).output, HasSubstr("\033["));
+  EXPECT_THAT(run("", "TERM=xterm NO_COLOR=1 " + onTerminal).output, Not(HasSubstr("\033")));
+}
+
+TEST_F(Tool, ShowReadsFromAPipe) {
+  writeFile("good.xml", kInventory);
+  const std::string command = std::string("cat good.xml | ") + TOOL_EXECUTABLE + " show /dev/stdin >out.txt";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_THAT(readFile("out.txt"), HasSubstr("/dev/stdin  1  listed   R1"));
+}
+
+TEST_F(Tool, ReportWritesThePage) {
+  writeFile("good.xml", kInventory);
+  const Outcome outcome = run("report good.xml -o page.html");
+  EXPECT_EQ(outcome.exitStatus, 0);
+  EXPECT_THAT(outcome.output, IsEmpty());
+  EXPECT_THAT(readFile("page.html"), AllOf(StartsWith("<!DOCTYPE html>"), HasSubstr("</html>\n")));
+  EXPECT_EQ(run("report good.xml -o missing/page.html").exitStatus, 1);
+  EXPECT_EQ(run("report good.xml -o /dev/full").exitStatus, 1);
+}
+
+TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {
+  writeFile("good.xml", kInventory);
+  const int status =
+      std::system((std::string(TOOL_EXECUTABLE) + " show good.xml >/dev/full 2>err.txt").c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_EQ(readFile("err.txt"), "standard output: cannot be written\n");
+}
+
+}  // namespace

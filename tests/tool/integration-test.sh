@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Runs the worked examples of docs/integration.md, as they stand there, on simulated servers.
+# Arguments: repository, build folder.
+set -euo pipefail
+root=$1 build=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+# The code block behind the comment that names it.
+example() {
+  awk -v mark="<!-- example: $1 -->" '$0 == mark {found = 1; next} found && /^```/ {if (inside) exit; inside = 1; next} inside' \
+    "$root/docs/integration.md" >"$scratch/$1"
+  [ -s "$scratch/$1" ] || fail "no example $1"
+}
+example update-drives.sh
+example update_drives.py
+
+component=$scratch/component
+mkdir "$component"
+cp "$build/nvmepcissd" "$build/librbkl.so.0" "$component"
+cp -r "$build"/simulator/{libnvme.so,package.xml,fwkitinstall.sh} "$component"
+
+stage() {
+  rm -rf "$component/payload" "$component/nvme-state.json" "$scratch/results"
+  mkdir "$scratch/results"
+  cp -r "$build/simulator/payload" "$component"
+  cp "$build/simulator/scenarios/$1.json" "$component/scenario.json"
+}
+
+# expect STATUS TEXT COMMAND...: exit status and a line that is among what is printed.
+expect() {
+  local status=0 expected=$1 text=$2
+  shift 2
+  "$@" "$component" "$scratch/results" >"$scratch/printed" 2>&1 || status=$?
+  [ $status -eq "$expected" ] && grep -qxF -- "$text" "$scratch/printed" && return
+  cat "$scratch/printed" >&2
+  fail "$*: exit status $status instead of $expected, or no line \"$text\""
+}
+
+shell=(sh "$scratch/update-drives.sh")
+python=(python3 "$scratch/update_drives.py")
+
+stage three-drives
+expect 0 "3 of 3 drives took the firmware" "${shell[@]}"
+stage three-drives
+expect 0 "SIM0000000000001: done, SMP10100 -> SMP90200" "${python[@]}"
+[ "$(ls "$component/rollback-partition")" = SampleFirmware.bin ] || fail "no rollback"
+
+stage one-refuses
+expect 1 "failed: SIM0000000000002" "${shell[@]}"
+stage one-refuses
+expect 1 "SIM0000000000002: failed, runs SMP20100" "${python[@]}"
+
+stage no-drives
+expect 2 "undecided: no drive was found" "${shell[@]}"
+expect 2 "undecided: no drive was found" "${python[@]}"
+
+stage three-drives
+touch "$component/payload/.hidden"
+expect 2 "undecided: payload/ must hold exactly one file" "${shell[@]}"
+expect 2 "undecided: payload/ must hold exactly one file" "${python[@]}"
+[ ! -e "$component/nvme-state.json" ] || fail "a refused payload was flashed"
+
+stage odd-texts
+expect 2 "undecided: the inventory document cannot be read" "${shell[@]}"
+grep -q "not well-formed" <("${python[@]}" "$component" "$scratch/results" 2>&1) || fail "Python reads what is not well-formed"
+
+stage three-drives
+exec 8<"$component"
+flock 8
+expect 2 "undecided: another run is under way" "${shell[@]}"
+expect 2 "undecided: [Errno 11] Resource temporarily unavailable" "${python[@]}"
+flock -u 8
+echo "both examples behave"

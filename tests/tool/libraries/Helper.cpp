@@ -1,0 +1,3 @@
+extern "C" int helpDriveLibrary() {
+  return 0;
+}

@@ -1,0 +1,308 @@
+#include "DescriptorCheck.h"
+
+#include <libxml/parser.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "LibXml.h"
+#include "XmlErrors.h"
+
+namespace tool {
+
+namespace {
+
+constexpr char kDevices[] = "//SoftwareComponent/SupportedDevices/Device";
+constexpr std::size_t kIdDigits = 4;
+
+struct IdAttribute {
+  const char* name;
+  std::string SPCIInfo::*member;
+};
+constexpr std::array<IdAttribute, 4> kIds{{{"deviceID", &SPCIInfo::deviceID},
+                                           {"subDeviceID", &SPCIInfo::subDeviceID},
+                                           {"vendorID", &SPCIInfo::vendorID},
+                                           {"subVendorID", &SPCIInfo::subVendorID}}};
+
+std::string inQuotes(const std::string& text) {
+  return '"' + text + '"';
+}
+
+std::string onLine(long line) {
+  return "line " + std::to_string(line);
+}
+
+/// The document itself, the parent of the root, has no name.
+std::string elementName(const xmlNode* node) {
+  return node->type == XML_ELEMENT_NODE ? reinterpret_cast<const char*>(node->name) : "no Device";
+}
+
+/// What is equal for entries that match the same drives.
+std::string identity(const SPCIInfo& entry) {
+  std::string ids;
+  for (const auto& [name, member] : kIds) ids += entry.*member + ':';
+  std::transform(ids.begin(), ids.end(), ids.begin(), [](unsigned char c) { return std::tolower(c); });
+  return ids;
+}
+
+/// Why no drive's id reads like this one; empty when one may. Drives give their ids without leading zeros.
+std::string unmatchable(const std::string& id) {
+  const auto isHexadecimal = [](unsigned char c) { return std::isxdigit(c) != 0; };
+  if (!std::all_of(id.begin(), id.end(), isHexadecimal)) return "is not hexadecimal";
+  if (id.size() > kIdDigits) return "is longer than four digits";
+  return id.starts_with('0') ? "has a leading zero" : "";
+}
+
+/// Every element at or below `node`, in document order.
+void forEachElement(const xmlNode* node, const std::function<void(const xmlNode*)>& visit) {
+  for (; node != nullptr; node = node->next) {
+    if (node->type != XML_ELEMENT_NODE) continue;
+    visit(node);
+    forEachElement(node->children, visit);
+  }
+}
+
+/// Goes through the descriptor in the order of the component, with the one record that it never clears.
+class Reading {
+ public:
+  Reading(std::filesystem::path file, xmlDoc* document) : m_file(std::move(file)), m_document(document) {}
+
+  Descriptor run() {
+    const libxml::Owned<xmlXPathObject> devices = libxml::select(m_document, kDevices, {}, LOG_SITE);
+    const auto nodes = libxml::nodes(devices);
+    for (xmlNode* device : nodes) readDevice(device);
+    reportUnread({nodes.begin(), nodes.end()});
+    std::stable_sort(m_descriptor.findings.begin(), m_descriptor.findings.end(),
+                     [](const Finding& left, const Finding& right) { return left.line < right.line; });
+    return std::move(m_descriptor);
+  }
+
+ private:
+  struct Named {
+    long line;
+    std::string name;
+  };
+
+  void report(const xmlNode* at, std::string problem, std::string atRunTime, std::string remedy) {
+    m_descriptor.findings.push_back(
+        {m_file, xmlGetLineNo(at), std::move(problem), std::move(atRunTime), std::move(remedy)});
+  }
+
+  void readDevice(const xmlNode* device) {
+    m_working.componentID = libxml::attributeOrEmpty(device, "componentID");
+    if (m_working.componentID.empty()) {
+      report(device, "Device has no componentID", "its component id reads as an empty text",
+             "add componentID=\"...\"" + misspelt(device, "componentID"));
+    }
+    bool identified = false;
+    for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
+      if (libxml::isNamed(child, "PCIInfo")) {
+        readEntry(child);
+        identified = true;
+      } else if (libxml::isNamed(child, "Display")) {
+        checkName(child);
+      }
+    }
+    if (!identified) {
+      report(device, "Device has no PCIInfo", "no drive ever matches it, and its Display is never used",
+             "add a PCIInfo with the drive's four ids before the Display");
+    }
+  }
+
+  void readEntry(const xmlNode* pciInfo) {
+    for (std::size_t i = 0; i < kIds.size(); ++i) readId(pciInfo, i);
+    readName(pciInfo);
+    reportTwin(pciInfo);
+    m_descriptor.entries.push_back(m_working);
+  }
+
+  void readId(const xmlNode* pciInfo, std::size_t i) {
+    const auto& [name, member] = kIds[i];
+    std::string& id = m_working.*member;
+    const char* const written = libxml::attribute(pciInfo, name);
+    if (written == nullptr) {
+      report(pciInfo, std::string("PCIInfo has no ") + name,
+             m_idLines[i] == 0 ? "the id stays empty: no drive matches this entry"
+                               : "it takes over " + inQuotes(id) + " from " + onLine(m_idLines[i]),
+             std::string("add ") + name + "=\"....\" with the four hexadecimal digits of the drive's id" +
+                 misspelt(pciInfo, name));
+      return;
+    }
+    id = written;
+    if (id.size() < kIdDigits) id.insert(0, kIdDigits - id.size(), '0');
+    m_idLines[i] = xmlGetLineNo(pciInfo);
+    if (const std::string reason = unmatchable(id); !reason.empty())
+      reportUnmatchable(pciInfo, name, written, id, reason);
+  }
+
+  void reportUnmatchable(const xmlNode* pciInfo, const std::string& name, const std::string& written,
+                         const std::string& id, const std::string& reason) {
+    const bool filled = written != id;
+    report(
+        pciInfo, name + "=" + inQuotes(written) + " " + (filled ? "has less than four digits" : reason),
+        (filled ? "it is filled up to " + inQuotes(id) + "; a" : std::string("a")) +
+            " drive's id is up to four hexadecimal digits without leading zeros, so no drive matches this entry",
+        id.starts_with('0') && id.size() == kIdDigits
+            ? "write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name the "
+              "drive: remove it"
+            : "write the four hexadecimal digits of the drive's id, without 0x");
+  }
+
+  /// The name is the first Display with a text behind the entry in its Device; one without keeps the name of
+  /// the entry before, of whatever Device.
+  void readName(const xmlNode* pciInfo) {
+    const xmlNode* emptyDisplay = nullptr;
+    for (const xmlNode* sibling = pciInfo->next; sibling != nullptr; sibling = sibling->next) {
+      if (!libxml::isNamed(sibling, "Display")) continue;
+      if (const char* const text = libxml::firstText(sibling)) {
+        m_working.displayName = text;
+        m_nameLine = xmlGetLineNo(sibling);
+        return;
+      }
+      emptyDisplay = sibling;
+    }
+    const std::string consequence =
+        m_nameLine == 0
+            ? "drives that match " + onLine(xmlGetLineNo(pciInfo)) + " are shown without a name"
+            : "drives that match " + onLine(xmlGetLineNo(pciInfo)) + " are shown under the name " +
+                  inQuotes(m_working.displayName) + ", carried over from " + onLine(m_nameLine);
+    if (emptyDisplay != nullptr) {
+      report(emptyDisplay, "Display is empty", consequence,
+             "give the Display the drive's marketing name as its text");
+    } else if (const xmlNode* const before = libxml::firstChildNamed(pciInfo->parent, "Display")) {
+      report(before, "Display stands before its PCIInfo (" + onLine(xmlGetLineNo(pciInfo)) + ")", consequence,
+             "move the Display behind the last PCIInfo that it names");
+    } else {
+      report(pciInfo, "PCIInfo has no Display behind it in its Device", consequence,
+             "add a Display with the drive's marketing name behind the PCIInfo");
+    }
+  }
+
+  void reportTwin(const xmlNode* pciInfo) {
+    const Named current{xmlGetLineNo(pciInfo), m_working.displayName};
+    const auto [place, isFirst] = m_named.try_emplace(identity(m_working), current);
+    if (isFirst) return;
+    const Named before = std::exchange(place->second, current);
+    report(pciInfo, "PCIInfo has the same four ids as " + onLine(before.line),
+           "the last one wins: drives with these ids are shown as " + inQuotes(current.name) + ", never as " +
+               inQuotes(before.name),
+           "remove one of the two");
+  }
+
+  /// What becomes of the text itself, once it is used as a name.
+  void checkName(const xmlNode* display) {
+    const char* const text = libxml::firstText(display);
+    if (text == nullptr) return;  // told with the entry that goes without a name
+    const std::string name = text;
+    const xmlNode* const first = display->children;
+    const bool plain = (first->type == XML_TEXT_NODE || first->type == XML_CDATA_SECTION_NODE);
+    if (!plain || first->next != nullptr) {
+      report(display, "Display holds more than a text",
+             "only its first piece counts: the name is " + inQuotes(name),
+             "leave comments, elements and sections out of the Display");
+    }
+    if (name.find_first_of("&<\"") != std::string::npos) {
+      report(
+          display, "the name " + inQuotes(name) + " holds a character that XML reserves (&, < or \")",
+          "names are not escaped: a result document with this drive is not well-formed, and readers refuse it",
+          "word the name without &, < and \"");
+    }
+    constexpr char kBlanks[] = " \t\r\n";
+    if (name.find_first_not_of(kBlanks) == std::string::npos) {
+      report(display, "Display is empty but for blanks", "drives that it names are shown with a blank name",
+             "give the Display the drive's marketing name as its text");
+    } else if (name.find_first_of("\t\r\n") != std::string::npos || name.front() == ' ' ||
+               name.back() == ' ') {
+      report(display, "the name has line breaks, tabs or blanks around it",
+             "it goes into the result documents as it stands, line breaks included",
+             "write <Display>name</Display> on one line, without blanks around the name");
+    }
+  }
+
+  /// Elements that look as if they were meant to be read, but stand where nothing looks for them.
+  void reportUnread(const std::set<const xmlNode*>& read) {
+    bool lookalike = false;
+    const xmlNode* const root = xmlDocGetRootElement(m_document);
+    forEachElement(root, [&](const xmlNode* element) {
+      if (libxml::isNamed(element, "Device") && !read.contains(element)) {
+        lookalike = true;
+        report(
+            element, "this " + elementName(element) + " is never read: " + misplacement(element),
+            "no drive gets its name from it",
+            "write <Device> in <SupportedDevices> in <SoftwareComponent>, with these letters and without a namespace");
+      } else if (libxml::isNamed(element, "PCIInfo") && !hasReader(element)) {
+        report(element, "this PCIInfo is never read: it stands in " + elementName(element->parent),
+               "no drive matches it", "move it into its Device, before the Display");
+      }
+    });
+    if (read.empty() && !lookalike) {
+      report(root, "no Device in SoftwareComponent/SupportedDevices", "every drive is shown without a name",
+             "list the supported drives, one Device a model");
+    }
+  }
+
+  static bool hasReader(const xmlNode* pciInfo) {
+    return libxml::isNamed(pciInfo->parent, "Device") || libxml::isNamed(pciInfo->parent, "Dependency") ||
+           libxml::isNamed(pciInfo->parent, "SoftDependency");
+  }
+
+  static std::string misplacement(const xmlNode* element) {
+    if (element->ns != nullptr)
+      return "it is in the namespace " + inQuotes(reinterpret_cast<const char*>(element->ns->href));
+    if (elementName(element) != "Device") return "the name is not written \"Device\"";
+    return "it does not stand in SoftwareComponent/SupportedDevices";
+  }
+
+  /// A hint for the remedy when the attribute is there in other letters.
+  static std::string misspelt(const xmlNode* element, const char* name) {
+    for (const xmlAttr* attribute = element->properties; attribute != nullptr; attribute = attribute->next) {
+      const char* const written = reinterpret_cast<const char*>(attribute->name);
+      if (strcasecmp(written, name) == 0 && std::strcmp(written, name) != 0) {
+        return std::string("; it is written ") + written + " there";
+      }
+    }
+    return {};
+  }
+
+  std::filesystem::path m_file;
+  xmlDoc* m_document;
+  SPCIInfo m_working;
+  std::array<long, kIds.size()> m_idLines{};  // where each id of m_working was written, 0: nowhere yet
+  long m_nameLine = 0;                        // likewise for its name
+  std::map<std::string, Named> m_named;       // by identity: the last entry so far
+  Descriptor m_descriptor;
+};
+
+constexpr char kNoNames[] = "every drive is shown without a name; nothing reports it";
+
+}  // namespace
+
+Descriptor checkDescriptor(const std::filesystem::path& file) {
+  if (!std::ifstream(file).is_open()) {
+    return {
+        .findings = {{file, 0, std::string("descriptor cannot be read: ") + std::strerror(errno), kNoNames,
+                      "put package.xml into the component folder, readable for the component"}}};
+  }
+  const XmlErrors errors;
+  // The options make the tree that the component's own parsing makes, and keep line numbers besides.
+  const libxml::Owned<xmlDoc> document(
+      xmlReadFile(file.c_str(), nullptr, XML_PARSE_NOBLANKS | XML_PARSE_NONET | XML_PARSE_BIG_LINES));
+  if (document == nullptr) {
+    const XmlError error = errors.first().value_or(XmlError{0, 0, "it cannot be parsed"});
+    return {.findings = {{file, error.line, "descriptor is not well-formed: " + error.message, kNoNames,
+                          "mend the XML; xmllint shows the place as well"}}};
+  }
+  return Reading(file, document.get()).run();
+}
+
+}  // namespace tool

@@ -1,0 +1,161 @@
+#include "PackageCheck.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "DescriptorCheck.h"
+#include "LibraryCheck.h"
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+void append(Findings& all, Findings more) {
+  all.insert(all.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+/// The names in a folder, sorted; empty when it cannot be read.
+std::vector<std::string> namesIn(const fs::path& folder) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    names.push_back(entry->path().filename());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
+Findings checkPayload(const fs::path& folder) {
+  constexpr char kRefused[] =
+      "an update flashes nothing; its document lists every drive as if it had succeeded, with exit status 0";
+  constexpr char kRemedy[] = "put the one firmware file, and nothing else, into this folder";
+  const fs::path payload = folder / "payload";
+  std::error_code error;
+  if (!fs::is_directory(payload, error))
+    return {{payload, 0, "payload folder is missing", kRefused, kRemedy}};
+
+  const std::vector<std::string> names = namesIn(payload);
+  if (names.empty()) return {{payload, 0, "payload folder is empty", kRefused, kRemedy}};
+  if (names.size() > 1) {
+    return {
+        {payload, 0,
+         "payload folder holds " + std::to_string(names.size()) + " entries instead of one: " + joined(names),
+         kRefused, kRemedy}};
+  }
+  const fs::path file = payload / names.front();
+  if (!fs::is_regular_file(file, error)) {
+    return {{file, 0, "payload is not a regular file",
+             "its path goes to the drive library all the same, which decides what becomes of it", kRemedy}};
+  }
+  if (fs::file_size(file, error) == 0) {
+    return {{file, 0, "payload is empty", "the drive library is told to flash an empty file", kRemedy}};
+  }
+  return {};
+}
+
+std::string firstLine(const fs::path& file) {
+  std::string line;
+  std::ifstream stream(file);
+  std::getline(stream, line);
+  return line;
+}
+
+Findings checkInstallScript(const fs::path& folder) {
+  constexpr char kNotInstalled[] =
+      "unless libkvrpm.so or libkvrpm64.so can be loaded already, the drive library is not even opened: an "
+      "inventory is an empty document with exit status 0, an update ends with exit status 1";
+  const fs::path script = folder / "fwkitinstall.sh";
+  std::error_code error;
+  if (!fs::exists(script, error)) {
+    return {
+        {script, 0, "install script is missing", kNotInstalled, "put the script into the component folder"}};
+  }
+  if (!fs::is_regular_file(script, error)) {
+    return {
+        {script, 0, "install script is not a regular file", kNotInstalled, "put a script under this name"}};
+  }
+  Findings findings;
+  if (access(script.c_str(), X_OK) != 0) {
+    findings.push_back(
+        {script, 0, "install script is not executable", kNotInstalled, "chmod 755 fwkitinstall.sh"});
+  }
+  const std::string line = firstLine(script);
+  if (line.starts_with("#!") && line.ends_with('\r')) {
+    findings.push_back(
+        {script, 1, "the first line ends in a carriage return, which becomes part of the interpreter's name",
+         kNotInstalled, "save the script with line feeds alone"});
+  }
+  return findings;
+}
+
+/// The script's path is handed to a shell as it stands.
+Findings checkFolderName(const fs::path& folder) {
+  std::error_code error;
+  const std::string path = fs::canonical(folder, error);
+  const std::size_t place = path.find_first_of(" \t\n'\"\\$`&|;<>()*?[");
+  if (place == std::string::npos) return {};
+  return {
+      {folder, 0, std::string("the folder's path holds the character '") + path[place] + "'",
+       "the install script is run by a shell under this very path, which takes the path apart: the script is "
+       "not found, or something else is run",
+       "use a path of letters, digits, '-', '_', '.' and '/'"}};
+}
+
+Findings checkMarker(const fs::path& folder) {
+  const fs::path marker = folder / "enabledebug.txt";
+  if (!std::ifstream(marker).is_open()) return {};
+  return {
+      {marker, 0, "marker file for the debug log was left in place",
+       "every run with a drive empties and writes baseutils.log in the working directory, and a log asked for "
+       "with -d stops at the first drive",
+       "remove the file before the package is shipped"}};
+}
+
+/// Whoever may write a file here decides what the component, which mostly runs as root, loads and runs.
+Findings checkPermissions(const fs::path& folder) {
+  Findings findings;
+  const auto check = [&findings](const fs::path& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return;
+    const bool everybody = (status.st_mode & S_IWOTH) != 0;
+    findings.push_back({path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
+                        "who may write here decides what the component reads, loads or runs, mostly as root",
+                        "chmod go-w " + path.filename().string()});
+  };
+  check(folder);
+  std::vector<fs::path> paths;
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    paths.push_back(entry->path());
+  }
+  std::sort(paths.begin(), paths.end());
+  std::for_each(paths.begin(), paths.end(), check);
+  return findings;
+}
+
+}  // namespace
+
+Findings checkPackage(const fs::path& folder) {
+  Findings findings = checkDescriptor(folder / "package.xml").findings;
+  for (const auto check :
+       {checkPayload, checkLibrary, checkInstallScript, checkFolderName, checkMarker, checkPermissions}) {
+    append(findings, check(folder));
+  }
+  return findings;
+}
+
+}  // namespace tool
