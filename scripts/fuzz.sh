@@ -29,7 +29,7 @@ broken=0
 for target in "${targets[@]}"; do
   grown=$build/grown/$target log=$build/$target.log status=passed
   mkdir -p "$grown"
-  "$build/fuzz_$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+  "$build/fuzz_$target" -max_total_time="$seconds" -max_len=2048 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
     -dict="$PWD/tests/fuzz/dictionaries/$target.dict" -artifact_prefix="$findings/$target-" \
     "$grown" "$PWD/tests/fuzz/corpus/$target" >"$log" 2>&1 || { status=BROKEN broken=1; tail -n 60 "$log"; }
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")

@@ -37,7 +37,8 @@ class Arguments {
   int count() const { return static_cast<int>(m_texts.size()); }
   char** pointers() { return m_pointers.data(); }
   bool has(std::string_view word) const {
-    return std::any_of(m_texts.begin(), m_texts.end(), [word](const auto& text) { return word == text.get(); });
+    return std::any_of(m_texts.begin(), m_texts.end(),
+                       [word](const auto& text) { return word == text.get(); });
   }
 
  private:

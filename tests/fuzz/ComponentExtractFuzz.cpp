@@ -1,5 +1,5 @@
-// One component's entries cut out of an inventory document: the input's first line is the component id, the rest
-// is the document.
+// One component's entries cut out of an inventory document: the input's first line is the component id, the
+// rest is the document.
 
 #include <sstream>
 

@@ -1,9 +1,8 @@
 // Discovery and update from raw drive records: the input plays the drive library.
 //
 //   one byte (bit 0: log on; bit 1: discovery fails; bit 2: no list), then for each drive
-//     one byte (bit 0: null entry; bit 1: revision unreadable; bit 2: update refused; bit 3: update needs a reset)
-//     the 84 bytes of its record
-//     the 40 bytes of its drive information
+//     one byte (bit 0: null entry; bit 1: revision unreadable; bit 2: update refused; bit 3: update needs a
+//     reset) the 84 bytes of its record the 40 bytes of its drive information
 
 #include <algorithm>
 #include <cstring>
@@ -19,8 +18,8 @@
 
 namespace {
 
-/// A drive library of one input. Every record is a block of its own, so that a reader that goes too far is found
-/// out.
+/// A drive library of one input. Every record is a block of its own, so that a reader that goes too far is
+/// found out.
 struct Drive {
   std::uint8_t flags = 0;
   std::unique_ptr<NVMeDriveRecord> record = std::make_unique<NVMeDriveRecord>();
@@ -53,9 +52,9 @@ struct Library {
 Library* library = nullptr;
 
 const Drive& driveAt(const _NVME_ZOLT_BDF& address) {
-  const auto drive = std::find_if(library->drives.begin(), library->drives.end(), [&address](const Drive& each) {
-    return !each.nullEntry() && each.isAt(address);
-  });
+  const auto drive =
+      std::find_if(library->drives.begin(), library->drives.end(),
+                   [&address](const Drive& each) { return !each.nullEntry() && each.isAt(address); });
   PROMISE(drive != library->drives.end());
   return *drive;
 }
@@ -153,7 +152,8 @@ void checkDocument(const std::vector<CDeviceInfo*>& devices, const std::string& 
   const std::string document = fuzz::Scratch::enter().read("result.xml");
   PROMISE(document.rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?><" + root + " lang=\"en\">", 0) == 0);
   const std::string end = "</" + root + ">";
-  PROMISE(document.size() > end.size() && document.compare(document.size() - end.size(), end.size(), end) == 0);
+  PROMISE(document.size() > end.size() &&
+          document.compare(document.size() - end.size(), end.size(), end) == 0);
 }
 
 }  // namespace
