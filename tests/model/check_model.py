@@ -50,7 +50,7 @@ def parts(options):
 
 
 def execute(stage, words):
-    finished = subprocess.run([stage.program, *words], cwd=stage.working_folder, env=stage.environment(),
+    finished = subprocess.run([stage.program, *words], cwd=stage.working_folder, env=stage.environment(words),
                               stdin=subprocess.DEVNULL, capture_output=True, timeout=LIMIT_SECONDS, check=False)
     return finished.returncode, finished.stdout.decode("latin-1"), finished.stderr.decode("latin-1")
 
