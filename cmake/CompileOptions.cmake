@@ -12,7 +12,7 @@ target_compile_options(nvmepcissd_options INTERFACE
   -Wundef -Wunused -Wextra-semi
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wsuggest-override>
   # The debug log names sources relative to the repository root, whatever the build folder.
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
 # tests/release reads the built executable and asserts each of these.
 add_library(nvmepcissd_hardening INTERFACE)

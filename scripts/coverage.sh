@@ -20,9 +20,8 @@ if [ "${1:-}" = --html ]; then
   pages=(--html-details build/coverage/html/index.html)
 fi
 # Branches that only an exception takes (every call has one) are no decisions of the component.
-gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches \
-  --filter '(src|cm_BackPlane/src|cm_CMBaseUtils/src)/' --exclude 'build/.*' \
-  --txt build/coverage/lines.txt --print-summary "${pages[@]}"
+report=(gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches
+  --filter 'src/' --filter 'cm_BackPlane/src/' --filter 'cm_CMBaseUtils/src/')
+"${report[@]}" --json build/coverage/coverage.json --txt build/coverage/lines.txt --print-summary "${pages[@]}"
 cat build/coverage/lines.txt
-gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches \
-  --filter '(src|cm_BackPlane/src|cm_CMBaseUtils/src)/' --exclude 'build/.*' --branches | tail -n +4
+gcovr --root . --add-tracefile build/coverage/coverage.json --branches
