@@ -1,6 +1,7 @@
 // Preloaded: counts what the program does to files, and
 //   FAULT_KILL=n   kills it just before the n-th time
 //   FAULT_ROOM=n   lets only n bytes into regular files, as a disk does that is full then
+//   FAULT_PROC=1   lets it read no link, as without /proc
 //   FAULT_COUNT    names a file that gets the number of times at the program's end
 // Commands that the program runs are left alone.
 
@@ -114,6 +115,13 @@ int system(const char* command) {
 void* dlopen(const char* name, int flags) {
   touch();
   return next<void*(const char*, int)>("dlopen")(name, flags);
+}
+
+ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
+  if (number("FAULT_PROC", 0) == 0)
+    return next<ssize_t(const char*, char*, size_t)>("readlink")(path, buffer, size);
+  errno = ENOENT;
+  return -1;
 }
 
 int chdir(const char* path) noexcept {

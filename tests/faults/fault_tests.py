@@ -397,6 +397,18 @@ class Folders(FaultTest):
         self.assertEqual(component.revisions(), {})
         self.assertIn("ERROR: Zero or more than one payload file found", component.errors(component.root + "/log.txt"))
 
+    def test_a_program_that_cannot_tell_its_folder(self):
+        component = self.component()
+        log = component.root + "/log.txt"
+        result = component.run("-u", "-d", log, preloaded="FailingFiles", variables={"FAULT_PROC": "1"})
+        self.assertEnds(result, 0)
+        self.assertIn("CLinuxImpl::getCurrentProcessDirectory() failed", component.messages(log))
+        self.assertIn("Payload file name is: payload/firmware.bin", component.messages(log))
+        self.assertEqual(len(component.revisions()), 3)
+        shutil.rmtree(component.program_folder + "/payload")
+        component.run("-u", "-d", log, preloaded="FailingFiles", variables={"FAULT_PROC": "1"})
+        self.assertIn("ERROR: Zero or more than one payload file found", component.errors(log))
+
     def update_from(self, component, length):
         deep = self.deep_folder(component.root, length)
         shutil.copytree(component.program_folder, deep, dirs_exist_ok=True)
