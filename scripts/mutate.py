@@ -27,7 +27,7 @@ ACCEPTED = "tests/mutants.txt"
 FIRST = (("cm_CMBaseUtils/src/SoftwareComponentInfo", "reader_tests"), ("cm_CMBaseUtils/src/DeviceInventoryInfo", "reader_tests"),
          ("cm_CMBaseUtils/src/PIEConfigInfo", "reader_tests"), ("cm_CMBaseUtils/src/LibXml", "reader_tests"),
          ("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
-BUILD_SECONDS = 600
+BUILD_SECONDS = 3600
 TEST_SECONDS = 300
 
 # What is changed, into what, and what it is called. The texts inside strings and comments are masked before matching.
