@@ -16,7 +16,9 @@ import glob
 import os
 import random
 import re
+import resource
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -30,6 +32,9 @@ FIRST = (("cm_CMBaseUtils/src/SoftwareComponentInfo", "reader_tests"), ("cm_CMBa
          ("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
 BUILD_SECONDS = 3600
 TEST_SECONDS = 120
+CPU_SECONDS = 40  # of each process
+FILE_BYTES = 100_000_000
+MEMORY_BYTES = 4_000_000_000
 # Of the slower tests, those that a mutant is most likely to be noticed by.
 SLOW_TESTS = "^Faults.(Allocations|DriveLibrary|Folders)|^Model.1000"
 
@@ -143,6 +148,13 @@ def worth_while(path):
     return ([mutant for mutant in mutants if mutant.kind != "text"], [mutant for mutant in mutants if mutant.kind == "text"])
 
 
+def limit():
+    """Keeps a mutant that never ends from taking the machine along."""
+    resource.setrlimit(resource.RLIMIT_CPU, (CPU_SECONDS, CPU_SECONDS))
+    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES, FILE_BYTES))
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY_BYTES, MEMORY_BYTES))
+
+
 class Laboratory:
     """The copy that is changed, built and tested."""
 
@@ -171,11 +183,18 @@ class Laboratory:
 
     @staticmethod
     def succeeds(command, seconds, **keywords):
-        try:
-            return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
-                                  timeout=seconds, check=False, **keywords).returncode == 0
-        except subprocess.TimeoutExpired:
-            return False
+        """Nothing of the command goes on behind this call: a late compiler would leave a mutant's object behind."""
+        with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                              start_new_session=True, preexec_fn=limit, **keywords) as process:
+            try:
+                return process.wait(seconds) == 0
+            except subprocess.TimeoutExpired:
+                return False
+            finally:
+                try:
+                    os.killpg(process.pid, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass
 
     def builds(self, target):
         return self.succeeds(["cmake", "--build", self.build_folder, "-j", self.jobs, "--target", target], BUILD_SECONDS)
@@ -242,6 +261,7 @@ def main():
     if arguments.list:
         print(*chosen, sep="\n")
         return 0
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("stopped"))
     laboratory = Laboratory(arguments.jobs)
     known, killed, survived, excused = accepted(), 0, [], 0
     for mutant in chosen:
