@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "DeviceInventoryInfo.h"
+#include "PIEConfigInfo.h"
 #include "SoftwareComponentInfo.h"
 #include "TestSupport.h"
 
@@ -121,13 +122,24 @@ TEST_F(ReaderMemoryTest, InventoryDocumentWithoutDevicesGivesNoRecordThatCannotB
 }
 
 TEST_F(ReaderMemoryTest, SelectionIsEmptyWhenItsContextCannotBeMade) {
-  CSoftwareComponentInfo reader;
+  CSoftwareComponentInfo descriptor;
+  CDeviceInventoryInfo inventory("inventory.xml");
+  CPIEConfigInfo plugins;
   const libxml::Owned<xmlDoc> document(xmlParseFile("package.xml"));
-  const LogCapture log;
   failingFunction = "xmlXPathNewContext";
-  EXPECT_EQ(reader.GetNodeSet(document.get(), "//*"), nullptr);
-  EXPECT_EQ(log.messages(),
-            (std::vector<std::string>{"CSoftwareComponentInfo::GetNodeSet() Error in xmlXPathNewContext"}));
+  const LogCapture log;
+  EXPECT_EQ(descriptor.GetNodeSet(document.get(), "//*"), nullptr);
+  EXPECT_EQ(descriptor.getnodeset(document.get(), "//*"), nullptr);
+  EXPECT_EQ(inventory.GetNodeSet("//*"), nullptr);
+  EXPECT_EQ(plugins.GetNodeSet("//*"), nullptr);
+  const std::vector<std::string> expected{
+      "CSoftwareComponentInfo::GetNodeSet() Error in xmlXPathNewContext",
+      "CIdentityModuleInventory::getnodeset :: Error in xmlXPathNewContext",
+      "CDeviceInventoryInfo::GetNodeSet() Start",
+      "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathNewContext",
+      "CPIEConfigInfo::GetNodeSet() Start",
+      "CPIEConfigInfo::GetNodeSet() Error in xmlXPathNewContext"};
+  EXPECT_EQ(log.messages(), expected);
 }
 
 TEST_F(ReaderMemoryTest, ExtractionIsRefusedWhenTheBufferCannotBeMade) {
