@@ -12,12 +12,15 @@ target_compile_options(nvmepcissd_options INTERFACE
   -Wundef -Wunused -Wextra-semi
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wsuggest-override>
   # The debug log names sources relative to the repository root, whatever the build folder.
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
+# tests/release reads the built executable and asserts each of these.
 add_library(nvmepcissd_hardening INTERFACE)
 target_compile_options(nvmepcissd_hardening INTERFACE
   -ffunction-sections -fdata-sections
+  # Nothing of the component is looked up from outside.
+  -fvisibility=hidden -fvisibility-inlines-hidden
   -fstack-protector-strong
   $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection=full -fstack-clash-protection>
-  $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -D_GLIBCXX_ASSERTIONS>)
 target_link_options(nvmepcissd_hardening INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack -Wl,--as-needed -Wl,--gc-sections)

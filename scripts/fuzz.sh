@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Runs the fuzz targets one after another, each for so many seconds, from the corpus of the repository and what
+# earlier runs have added to build/fuzz/grown/.
+#   scripts/fuzz.sh SECONDS [target ...]
+# An input that breaks something lands in build/fuzz/findings/ and ends the run with a failure; it belongs into
+# tests/fuzz/corpus/ once it is mended. One line of figures a target is left in build/fuzz/figures.txt.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${1:?usage: scripts/fuzz.sh SECONDS [target ...]}
+shift
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli)
+
+scripts/install-packages.sh clang llvm cmake ninja-build libxml2-dev nlohmann-json3-dev
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz
+
+build=$PWD/build/fuzz
+findings=$build/findings
+mkdir -p "$findings"
+# The targets read and write files: in memory, where there is a place for that.
+export TMPDIR=${TMPDIR:-/tmp}
+[ ! -w /dev/shm ] || TMPDIR=/dev/shm
+TMPDIR=$(mktemp -d "$TMPDIR/nvmepcissd-fuzz-run-XXXXXX")
+trap 'rm -rf "$TMPDIR"' EXIT
+
+broken=0
+for target in "${targets[@]}"; do
+  grown=$build/grown/$target log=$build/$target.log status=passed
+  mkdir -p "$grown"
+  "$build/fuzz_$target" -max_total_time="$seconds" -max_len=2048 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+    -dict="$PWD/tests/fuzz/dictionaries/$target.dict" -artifact_prefix="$findings/$target-" \
+    "$grown" "$PWD/tests/fuzz/corpus/$target" >"$log" 2>&1 || { status=BROKEN broken=1; tail -n 60 "$log"; }
+  executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+  reached=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -n 1)
+  printf '%-11s %s  %s s  executions %s  %s\n' "$target" "$status" "$seconds" "${executions:-?}" "$reached" |
+    tee -a "$build/figures.txt"
+done
+exit $broken

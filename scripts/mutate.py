@@ -1,0 +1,286 @@
+#!/usr/bin/env python3
+"""Changes the component in small ways, one at a time, and tells which changes no test notices.
+
+Works on a copy of the tracked files below build/mutants/. A change that does not compile is not counted. Exit status 0
+when every mutant was noticed, or stands with its reason in tests/mutants.txt.
+
+  scripts/mutate.py --count 300               a sample over all files
+  scripts/mutate.py --only SoftwareComponent  files whose name has this in it
+  scripts/mutate.py --seed 7                  another sample
+"""
+
+import argparse
+import dataclasses
+import filecmp
+import glob
+import os
+import random
+import re
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+FOLDERS = ("src/", "cm_BackPlane/src/", "cm_CMBaseUtils/src/")
+ACCEPTED = "tests/mutants.txt"
+# Which test program notices most of what changes in a folder: it alone is built and run first.
+FIRST = (("cm_CMBaseUtils/src/SoftwareComponentInfo", "reader_tests"), ("cm_CMBaseUtils/src/DeviceInventoryInfo", "reader_tests"),
+         ("cm_CMBaseUtils/src/PIEConfigInfo", "reader_tests"), ("cm_CMBaseUtils/src/LibXml", "reader_tests"),
+         ("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
+BUILD_SECONDS = 3600
+TEST_SECONDS = 120
+CPU_SECONDS = 40  # of each process
+FILE_BYTES = 100_000_000
+MEMORY_BYTES = 4_000_000_000
+# Of the slower tests, those that a mutant is most likely to be noticed by.
+SLOW_TESTS = "^Faults.(Allocations|DriveLibrary|Folders)|^Model.1000"
+
+# What is changed, into what, and what it is called. The texts inside strings and comments are masked before matching.
+OPERATORS = [
+    (r" == ", " != ", "comparison"), (r" != ", " == ", "comparison"),
+    (r" < ", " <= ", "comparison"), (r" <= ", " < ", "comparison"),
+    (r" > ", " >= ", "comparison"), (r" >= ", " > ", "comparison"),
+    (r" && ", " || ", "connective"), (r" \|\| ", " && ", "connective"),
+    (r"\btrue\b", "false", "truth"), (r"\bfalse\b", "true", "truth"),
+    (r"(?<=[(&|,=\s])!(?=[\w(])", "", "negation"),
+    (r"\bif \((?!const|auto|!)", "if (!", "negated condition"),
+    (r" \+ (?!\w*[\"R])", " - ", "sum"), (r" - ", " + ", "difference"),
+    (r"\+\+", "--", "step"),
+    (r"\bbreak;", ";", "dropped break"), (r"\bcontinue;", ";", "dropped continue"),
+    (r"\bnullptr;", "reinterpret_cast<void*>(1);", "null"),
+]
+NUMBER = re.compile(r"(?<![\w.\"#])(\d+)(?![\w.\"])")
+STATEMENT = re.compile(r"^( +)(?!return|const |auto |static |using |struct |delete\b)[A-Za-z_*][^;{}=]*(?:=[^=;{}][^;{}]*)?;$")
+DECLARATION = re.compile(r"^ *(?:std::|libxml::|const |xml\w+\*? |[A-Z]\w+(?:<.*>)?[&*]? )[\w:<>*& ]*\w+(?:\{|\(|;| =)")
+TEXT = re.compile(r'"((?:[^"\\\n]|\\.)+)"')
+
+
+@dataclasses.dataclass(frozen=True)
+class Mutant:
+    path: str
+    line: int
+    kind: str
+    before: str
+    after: str
+
+    def __str__(self):
+        return f"{self.path}:{self.line}: {self.kind}: {self.before.strip()}  ->  {self.after.strip() or '(nothing)'}"
+
+    def key(self):
+        """How the list of accepted mutants names it: without the line's number, which moves."""
+        return f"{self.path}: {self.before.strip()}  ->  {self.after.strip() or '(nothing)'}"
+
+
+def masked(text):
+    """The text with everything in comments and strings as blanks, place by place."""
+    pattern = re.compile(r'//[^\n]*|/\*.*?\*/|R"\(.*?\)"|"(?:[^"\\\n]|\\.)*"|\'(?:[^\'\\\n]|\\.)+\'', re.DOTALL)
+    return pattern.sub(lambda match: re.sub(r"[^\n]", " ", match.group()), text)
+
+
+def mutants_of(path):
+    with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+        text = file.read()
+    lines, bare = text.split("\n"), masked(text).split("\n")
+    for number, (line, code) in enumerate(zip(lines, bare), 1):
+        if line.lstrip().startswith(("#", "//", "static_assert")) or not code.strip() and '"' not in line:
+            continue
+        for after, kind in changes(line, code):
+            yield Mutant(path, number, kind, line, after)
+
+
+def changes(line, code):
+    for pattern, replacement, kind in OPERATORS:
+        for match in re.finditer(pattern, code):
+            if kind == "negated condition":
+                yield negated(line, match), kind
+            else:
+                yield line[:match.start()] + replacement + line[match.end():], kind
+    for match in NUMBER.finditer(code):
+        yield line[:match.start()] + str(int(match.group()) + 1) + line[match.end():], "number"
+    if STATEMENT.match(code) and not DECLARATION.match(code):
+        yield "", "dropped statement"
+    for match in TEXT.finditer(line):
+        if code[match.start()] == " ":
+            yield line[:match.end(1) - 1] + changed(line[match.end(1) - 1]) + line[match.end(1):], "text"
+
+
+def negated(line, match):
+    """`if (condition)` with the whole condition negated, when it ends on the line."""
+    depth, start = 0, match.end() - 1
+    for index in range(start, len(line)):
+        depth += {"(": 1, ")": -1}.get(line[index], 0)
+        if depth == 0:
+            return f"{line[:start]}(!({line[start + 1:index]})){line[index + 1:]}"
+    return line
+
+
+def changed(character):
+    return "x" if character != "x" else "y"
+
+
+def sample(arguments):
+    """Mutants of every file: each file's share by what can be changed in it, but five where there are as many. One
+    in four of them changes a text; there are so many texts that they would push out the rest otherwise."""
+    tracked = subprocess.run(["git", "ls-files", *FOLDERS], cwd=ROOT, capture_output=True, text=True, check=True).stdout.split()
+    files = [path for path in tracked if path.endswith((".cpp", ".h")) and arguments.only in path]
+    found = {path: worth_while(path) for path in files}
+    total = sum(len(logic) for logic, _ in found.values())
+    chance = random.Random(arguments.seed)
+    chosen = []
+    for logic, texts in found.values():
+        share = max(5, round(0.75 * arguments.count * len(logic) / max(total, 1)))
+        picked = chance.sample(logic, min(share, len(logic)))
+        picked += chance.sample(texts, min(round(len(picked) / 3) or 1, len(texts)))
+        chosen += sorted(picked, key=lambda mutant: mutant.line)
+    print(f"{total} possible mutants in {len(files)} files, and {sum(len(texts) for _, texts in found.values())} of texts; "
+          f"{len(chosen)} chosen with seed {arguments.seed}", flush=True)
+    return chosen
+
+
+def worth_while(path):
+    """The mutants of a file that change something, those of texts apart. A header's declarations stay."""
+    mutants = [mutant for mutant in dict.fromkeys(mutants_of(path)) if mutant.before != mutant.after]
+    if path.endswith(".h"):
+        mutants = [mutant for mutant in mutants if mutant.kind != "dropped statement"]
+    return ([mutant for mutant in mutants if mutant.kind != "text"], [mutant for mutant in mutants if mutant.kind == "text"])
+
+
+def limit():
+    """Keeps a mutant that never ends from taking the machine along."""
+    resource.setrlimit(resource.RLIMIT_CPU, (CPU_SECONDS, CPU_SECONDS))
+    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES, FILE_BYTES))
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY_BYTES, MEMORY_BYTES))
+
+
+class Laboratory:
+    """The copy that is changed, built and tested."""
+
+    def __init__(self, jobs):
+        self.root = os.path.join(ROOT, "build/mutants")
+        self.build_folder = os.path.join(self.root, "build")
+        self.jobs = str(jobs)
+        self.copy()
+        self.must(["cmake", "-S", self.root, "-B", self.build_folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                   "-DCMAKE_CXX_FLAGS=-O0 -g0 -w -D_GLIBCXX_ASSERTIONS"])
+        if not self.builds("all") or self.noticed() is not None:
+            sys.exit("the unchanged copy fails already")
+
+    def copy(self):
+        tracked = subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True, check=True).stdout.split("\n")
+        for name in filter(None, tracked):
+            target = os.path.join(self.root, name)
+            os.makedirs(os.path.dirname(target), exist_ok=True)
+            # What a stopped run has left changed must look new to the build, and nothing else may.
+            if not os.path.exists(target) or not filecmp.cmp(os.path.join(ROOT, name), target, shallow=False):
+                shutil.copy(os.path.join(ROOT, name), target)
+
+    @staticmethod
+    def must(command):
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+
+    @staticmethod
+    def succeeds(command, seconds, **keywords):
+        """Nothing of the command goes on behind this call: a late compiler would leave a mutant's object behind."""
+        with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                              start_new_session=True, preexec_fn=limit, **keywords) as process:
+            try:
+                return process.wait(seconds) == 0
+            except subprocess.TimeoutExpired:
+                return False
+            finally:
+                try:
+                    os.killpg(process.pid, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass
+
+    def builds(self, target):
+        return self.succeeds(["cmake", "--build", self.build_folder, "-j", self.jobs, "--target", target], BUILD_SECONDS)
+
+    def passes(self, program):
+        command = [os.path.join(self.build_folder, program), "--gtest_fail_fast", "--gtest_brief=1"]
+        return self.succeeds(command, TEST_SECONDS, cwd=self.build_folder)
+
+    def noticed(self):
+        """The first tests of the whole build that fail, None when none do. The quick ones come first."""
+        for program in sorted(map(os.path.basename, glob.glob(self.build_folder + "/*_tests"))):
+            if not self.passes(program):
+                return program
+        slow = ["ctest", "--test-dir", self.build_folder, "-R", SLOW_TESTS, "--stop-on-failure", "-j", self.jobs, "--timeout",
+                str(TEST_SECONDS)]
+        if not self.succeeds(slow, 5 * TEST_SECONDS):
+            return "the model or the faults"
+        return None
+
+    def try_out(self, mutant):
+        """By whom it was noticed, "" when nobody did, None when it does not compile."""
+        path = os.path.join(self.root, mutant.path)
+        with open(path, encoding="utf-8") as file:
+            original = file.read()
+        lines = original.split("\n")
+        assert lines[mutant.line - 1] == mutant.before
+        lines[mutant.line - 1] = mutant.after
+        first = next(program for start, program in FIRST if mutant.path.startswith(start))
+        try:
+            self.replace(path, "\n".join(lines))
+            if not self.builds(first):
+                return None
+            if not self.passes(first):
+                return first
+            return (self.noticed() or "") if self.builds("all") else None
+        finally:
+            self.replace(path, original)
+
+    @staticmethod
+    def replace(path, text):
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+
+
+def accepted():
+    """The mutants that no test can notice, or need not, with their reasons in the lines before."""
+    path = os.path.join(ROOT, ACCEPTED)
+    if not os.path.exists(path):
+        return set()
+    with open(path, encoding="utf-8") as file:
+        return {line.strip() for line in file if "  ->  " in line}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--count", type=int, default=250)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--only", default="")
+    parser.add_argument("--jobs", type=int, default=1)
+    parser.add_argument("--start", type=int, default=0, help="pass over so many of the sample")
+    parser.add_argument("--list", action="store_true", help="show the sample and stop")
+    arguments = parser.parse_args()
+    chosen = sample(arguments)[arguments.start:]
+    if arguments.list:
+        print(*chosen, sep="\n")
+        return 0
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("stopped"))
+    laboratory = Laboratory(arguments.jobs)
+    known, killed, survived, excused = accepted(), 0, [], 0
+    for mutant in chosen:
+        started = time.monotonic()
+        by = laboratory.try_out(mutant)
+        if by is None:
+            outcome = "does not compile"
+        elif by:
+            killed, outcome = killed + 1, f"noticed by {by}"
+        elif mutant.key() in known:
+            excused, outcome = excused + 1, "accepted"
+        else:
+            survived.append(mutant)
+            outcome = "SURVIVED"
+        print(f"{outcome} ({time.monotonic() - started:.0f} s): {mutant}", flush=True)
+    print(f"{killed + excused + len(survived)} mutants: {killed} noticed, {excused} accepted, {len(survived)} survived")
+    print(*survived, sep="\n")
+    return 1 if survived else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,90 @@
+// What the fuzz targets share. A target is a function of one input that must return, leak nothing and keep
+// every promise that it checks; libFuzzer calls it with inputs of its own making, the replay with those of
+// the corpus.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "Logger.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace fuzz {
+
+/// Ends the process with a line that names the promise, as a sanitizer would; never returns.
+[[noreturn]] void broken(const char* promise, const char* file, int line);
+
+#define PROMISE(condition)                                          \
+  do {                                                              \
+    if (!(condition)) fuzz::broken(#condition, __FILE__, __LINE__); \
+  } while (false)
+
+/// A folder of this process's own below the folder for temporary files, which is the working directory from
+/// the first call to `enter` on. It goes at the process's end. libxml2 is silent from then on.
+class Scratch {
+ public:
+  static const Scratch& enter();
+
+  void write(const char* name, std::span<const std::uint8_t> content) const;
+  std::string read(const char* name) const;
+
+ private:
+  Scratch();
+  ~Scratch();
+
+  std::filesystem::path m_path;
+};
+
+/// Puts the process's debug log on (into nothing) or off while it lives.
+class LogSwitch {
+ public:
+  explicit LogSwitch(bool on);
+  ~LogSwitch();
+  LogSwitch(const LogSwitch&) = delete;
+  LogSwitch& operator=(const LogSwitch&) = delete;
+
+ private:
+  CLogger* m_before;
+};
+
+/// Reads an input from front to back; what lies beyond its end is zero or empty.
+class Input {
+ public:
+  Input(const std::uint8_t* data, std::size_t size) : m_rest(data, size) {}
+
+  bool empty() const { return m_rest.empty(); }
+  std::uint8_t byte();
+  /// Up to `size` bytes.
+  std::span<const std::uint8_t> take(std::size_t size);
+  /// The text before the next line feed, which is passed over.
+  std::string line();
+  std::span<const std::uint8_t> rest() const { return m_rest; }
+
+ private:
+  std::span<const std::uint8_t> m_rest;
+};
+
+/// Owns the pointers of a list, as the callers of the readers do.
+template <class T>
+class Owned {
+ public:
+  explicit Owned(std::vector<T*> list) : m_list(std::move(list)) {}
+  ~Owned() {
+    for (T* element : m_list) delete element;
+  }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+
+  std::vector<T*>& list() { return m_list; }
+
+ private:
+  std::vector<T*> m_list;
+};
+
+}  // namespace fuzz
