@@ -9,6 +9,6 @@ seed=(${2:+--seed "$2"})
 
 scripts/install-packages.sh g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libgtest-dev libgmock-dev python3
 cmake --preset asan >/dev/null
-cmake --build --preset asan --target nvmepcissd simulator_stage partial_drive_library
+cmake --build --preset asan --target nvmepcissd simulator_stage incomplete_update
 exec python3 -B tests/model/check_model.py --program build/asan --stage build/asan/simulator \
-  --partial build/asan/tests/model/libpartial_drive_library.so --jobs "$(nproc)" --count "$count" "${seed[@]}"
+  --partial build/asan/tests/system/incomplete/incomplete_update.so --jobs "$(nproc)" --count "$count" "${seed[@]}"
