@@ -8,12 +8,21 @@
 
 #include "DriveLibrary.h"
 #include "LinuxKernel.h"
+#include "Logger.h"
 
 namespace {
+
+/// The base utilities inside this library have a logger of their own, which the package descriptor's reader
+/// would start where a marker file asks for it, on the very file that the process's logger writes. A logger
+/// that is on does not switch files: this one never gets there.
+struct SSilencedLogger {
+  SSilencedLogger() { CLogger::GetInstance()->Initialize("/dev/null"); }
+};
 
 template <class Operation>
 int perform(Operation operation) noexcept {
   try {
+    static const SSilencedLogger silencedLogger;
     static CLinuxKernel kernel;
     static CDriveLibrary library(kernel);
     return operation(library);
