@@ -38,17 +38,17 @@ int perform(Operation operation) noexcept {
 
 extern "C" {
 
-int NVMEDiscoverDrives(std::uint32_t* count, NVMeDriveRecord*** drives) {
+[[gnu::visibility("default")]] int NVMEDiscoverDrives(std::uint32_t* count, NVMeDriveRecord*** drives) {
   if (count == nullptr || drives == nullptr) return -EINVAL;
   return perform([&](CDriveLibrary& library) { return library.discover(*count, *drives); });
 }
 
-int NVMEGetDriveInfo(_NVME_ZOLT_BDF* address, NVMeDriveInfo* info) {
+[[gnu::visibility("default")]] int NVMEGetDriveInfo(_NVME_ZOLT_BDF* address, NVMeDriveInfo* info) {
   if (address == nullptr || info == nullptr) return -EINVAL;
   return perform([&](CDriveLibrary& library) { return library.driveInfo(*address, *info); });
 }
 
-int NVMEUpdateFirmware(_NVME_ZOLT_BDF* address, const char* payloadPath) {
+[[gnu::visibility("default")]] int NVMEUpdateFirmware(_NVME_ZOLT_BDF* address, const char* payloadPath) {
   if (address == nullptr || payloadPath == nullptr) return -EINVAL;
   return perform([&](CDriveLibrary& library) { return library.updateFirmware(*address, payloadPath); });
 }
