@@ -246,6 +246,15 @@ TEST(RollbackLibrary, RefusingAPartitionIsOnlyLogged) {
   EXPECT_THAT(component.rollbackCalls(), ElementsAre("constructor"));
 }
 
+TEST(RollbackLibrary, ItsObjectMayBeSmallerThanCallersBelieve) {
+  ComponentFolder component;
+  component.setDrives({drive(1)});
+  std::filesystem::copy_file(SMALL_ROLLBACK_LIBRARY, component / "librbkl.so.0",
+                             std::filesystem::copy_options::overwrite_existing);
+  EXPECT_EQ(component.run({"-u", "-o", "result.xml"}), (Outcome{0, "destroyed after 2 calls\n", ""}));
+  EXPECT_EQ(readFile(component / "result.xml"), updateDocument({updated({})}));
+}
+
 TEST(RollbackLibrary, IsTakenFromTheLoadersPathFirst) {
   ComponentFolder component;
   component.setDrives({drive(1)});
