@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# Static analysis of everything but the tests: clang's warnings, clang-tidy, gcc's analyzer and cppcheck. Whatever one
-# of them says is a failure.
+# Static analysis of everything but the tests: shellcheck, clang's warnings, clang-tidy, gcc's analyzer and cppcheck.
+# Whatever one of them says is a failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-packages.sh clang clang-tidy cppcheck g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libcli11-dev
+scripts/install-packages.sh clang clang-tidy cppcheck shellcheck g++ cmake ninja-build libxml2-dev nlohmann-json3-dev \
+  libcli11-dev
 
+shellcheck --severity=warning .ci/run scripts/*.sh simulator/*.sh
 for preset in tidy analyzer; do
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset"

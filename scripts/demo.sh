@@ -27,7 +27,7 @@ cp build/release/nvmepcissd build/release/librbkl.so.0 $component/
 cp build/release/simulator/{libnvme.so,package.xml,fwkitinstall.sh} $component/
 cp build/release/simulator/libkvrpm.so $component/support/
 cp -r build/release/simulator/payload $component/
-scenario() { cp "build/release/simulator/scenarios/$1.json" $component/scenario.json; }
+scenario() { cp "build/release/simulator/scenarios/$1.json" "$component/scenario.json"; }
 scenario three-drives
 (cd $component && find . -type f | sort)
 component=$root/$component
