@@ -2,6 +2,7 @@
 
 #include <libxml/parser.h>
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 
@@ -21,9 +22,12 @@ class CParserSettingKept {
   int m_keepBlanks;
 };
 
-/// The reader fills ids up with zeros to four digits but cuts none off.
+/// The reader fills ids up with zeros to four characters, also in front of a "0x", but cuts none off.
 std::optional<std::uint16_t> parseId(std::string_view text) {
   constexpr std::size_t kDigits = 4;
+  const std::string_view behindZeros = text.substr(std::min(text.find_first_not_of('0'), text.size()));
+  if (behindZeros.size() < text.size() && (behindZeros.starts_with('x') || behindZeros.starts_with('X')))
+    text = behindZeros.substr(1);
   while (text.size() > kDigits && text.front() == '0') text.remove_prefix(1);
   const auto number = parseHexadecimal(text, kDigits);
   return number ? std::optional(static_cast<std::uint16_t>(*number)) : std::nullopt;

@@ -35,10 +35,10 @@ TEST_F(SupportedDrivesTest, EveryPciInfoOfEveryDeviceIsANumber) {
       <PCIInfo vendorID="144D" deviceID="a54" subVendorID="1" subDeviceID="0000"/>
       <PCIInfo vendorID="144d" deviceID="0A55" subVendorID="00001" subDeviceID="ffff"/>
       <Display>A</Display></Device>
-    <Device componentID="2"><PCIInfo vendorID="8086" deviceID="5845" subVendorID="1af4" subDeviceID="1100"/></Device>)");
+    <Device componentID="2"><PCIInfo vendorID="0x8086" deviceID="0X5845" subVendorID="0x4" subDeviceID="0x01100"/></Device>)");
   EXPECT_THAT(supportedDrives(),
               ElementsAre(SPciIds{0x144D, 0x0A54, 0x0001, 0x0000}, SPciIds{0x144D, 0x0A55, 0x0001, 0xFFFF},
-                          SPciIds{0x8086, 0x5845, 0x1AF4, 0x1100}));
+                          SPciIds{0x8086, 0x5845, 0x0004, 0x1100}));
 }
 
 TEST_F(SupportedDrivesTest, AnEntryKeepsWhatItDoesNotSupplyFromTheOneBefore) {
@@ -50,12 +50,17 @@ TEST_F(SupportedDrivesTest, AnEntryKeepsWhatItDoesNotSupplyFromTheOneBefore) {
 }
 
 TEST_F(SupportedDrivesTest, AnEntryThatIsNotFourNumbersNamesNoDrive) {
-  for (const std::string ids : {R"(vendorID="144d" deviceID="a801" subVendorID="1028")", "",
-                                R"(vendorID="144g" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
-                                R"(vendorID="1144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
-                                R"(vendorID="144d" deviceID="0xa801" subVendorID="1028" subDeviceID="1fd9")",
-                                R"(vendorID=" 144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
-                                R"(vendorID="144d" deviceID="a801" subVendorID="1028" subDeviceID="-1")"}) {
+  for (const std::string ids :
+       {R"(vendorID="144d" deviceID="a801" subVendorID="1028")", "",
+        R"(vendorID="144g" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="1144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="a801x" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="1xa801" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="0x0xa801" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="0x" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="0x1a801" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID=" 144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="a801" subVendorID="1028" subDeviceID="-1")"}) {
     package("<Device componentID=\"1\"><PCIInfo " + ids + "/></Device>");
     EXPECT_THAT(supportedDrives(), IsEmpty()) << ids;
   }
