@@ -38,10 +38,35 @@ TEST(NvmeStatusTest, AbortsAndLostPathsAreNoAnswersOfTheDrive) {
   for (const int result : {0x006, 0x107, 0x10B, 0x4002}) EXPECT_FALSE(nvme::isLost(result)) << result;
 }
 
+TEST(NvmeStatusTest, NamesWhatADriveAnswersToFirmwareCommands) {
+  struct {
+    int status;
+    const char* description;
+  } const cases[] = {
+      {0x001, "Invalid Command Opcode (0x001)"},
+      {0x002, "Invalid Field in Command (0x002)"},
+      {0x006, "Internal Error (0x006)"},
+      {0x00B, "Invalid Namespace or Format (0x00B)"},
+      {0x01D, "Sanitize In Progress (0x01D)"},
+      {0x023, "Command Prohibited by Command and Feature Lockdown (0x023)"},
+      {0x084, "Format In Progress (0x084)"},
+      {0x106, "Invalid Firmware Slot (0x106)"},
+      {0x107, "Invalid Firmware Image (0x107)"},
+      {0x10B, "Firmware Activation Requires Conventional Reset (0x10B)"},
+      {0x110, "Firmware Activation Requires NVM Subsystem Reset (0x110)"},
+      {0x111, "Firmware Activation Requires Controller Level Reset (0x111)"},
+      {0x112, "Firmware Activation Requires Maximum Time Violation (0x112)"},
+      {0x113, "Firmware Activation Prohibited (0x113)"},
+      {0x114, "Overlapping Range (0x114)"},
+      {0x11E, "Boot Partition Write Prohibited (0x11E)"},
+      {0x371, "Command Aborted By Host (0x371)"},
+  };
+  for (const auto& [status, description] : cases) EXPECT_EQ(nvme::describe(status), description);
+}
+
 TEST(NvmeStatusTest, DescribesStatusesByNameAndNumber) {
   EXPECT_EQ(nvme::describe(0x107), "Invalid Firmware Image (0x107)");
   EXPECT_EQ(nvme::describe(0x6107), "Invalid Firmware Image (0x107, do not retry)");
-  EXPECT_EQ(nvme::describe(0x00B), "Invalid Namespace or Format (0x00B)");
   EXPECT_EQ(nvme::describe(0x7C1), "unnamed status (0x7C1)");
   EXPECT_EQ(nvme::describe(-ENODEV), "No such device (errno 19)");
 }
