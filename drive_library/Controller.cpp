@@ -107,7 +107,9 @@ int CController::lock() {
 }
 
 void CController::allowFor(std::chrono::milliseconds activation) {
-  m_timeout = static_cast<std::uint32_t>(std::max(activation, m_kernel.adminTimeout()).count());
+  constexpr std::chrono::milliseconds kLongest{std::numeric_limits<std::uint32_t>::max()};
+  m_timeout =
+      static_cast<std::uint32_t>(std::min(std::max(activation, m_kernel.adminTimeout()), kLongest).count());
 }
 
 int CController::identify(SIdentity& identity) {

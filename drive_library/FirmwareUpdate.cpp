@@ -13,12 +13,20 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t kLongestPayload = 128U << 20;  // an order of magnitude above any image
 constexpr std::size_t kUsualPiece = 4096;
-/// The driver maps a transfer in 127 pages at most, and a piece need not begin on a page's border.
-constexpr std::size_t kKernelTransfer = std::size_t{126} * 4096;
 
 constexpr std::chrono::milliseconds kIdleBound = 30s;
 constexpr std::chrono::milliseconds kSettleBound = 10s;
+constexpr std::chrono::milliseconds kLongestWait = 5min;
 constexpr std::chrono::milliseconds kPause = 500ms;
+
+/// As long as the drive may take to activate firmware, within bounds: it may state almost two hours.
+std::chrono::milliseconds waitFor(const SIdentity& identity, std::chrono::milliseconds atLeast) {
+  return std::clamp(identity.activation, atLeast, kLongestWait);
+}
+
+std::size_t smallerPiece(std::size_t size) {
+  return std::max(kUsualPiece, size / 2 / kUsualPiece * kUsualPiece);
+}
 
 bool isGone(int result) {
   return result == -ENODEV || result == -ENXIO;
@@ -40,9 +48,8 @@ std::optional<unsigned int> chooseSlot(const SIdentity& identity, const SFirmwar
 }
 
 std::size_t pieceSize(const SIdentity& identity) {
-  std::size_t size = identity.granularity != 0 ? identity.granularity : kUsualPiece;
-  if (identity.maximumTransfer != 0) size = std::min(size, identity.maximumTransfer);
-  return std::min(size, kKernelTransfer);
+  const std::size_t size = identity.granularity != 0 ? identity.granularity : kUsualPiece;
+  return identity.maximumTransfer != 0 ? std::min(size, identity.maximumTransfer) : size;
 }
 
 CFirmwareUpdate::CFirmwareUpdate(IKernel& kernel, const SPciController& controller)
@@ -52,7 +59,7 @@ int CFirmwareUpdate::run(const std::string& payloadPath) {
   int result = readPayload(payloadPath);
   if (result == 0) result = takeDrive();
   if (result == 0) result = identify();
-  if (result == 0) result = awaitIdle(std::max(kIdleBound, m_identity.activation));
+  if (result == 0) result = awaitIdle(waitFor(m_identity, kIdleBound));
   if (result == 0) result = prepareSlot();
   if (result == 0) result = download();
   if (result == 0) result = settle();
@@ -111,10 +118,21 @@ int CFirmwareUpdate::prepareSlot() {
 
 int CFirmwareUpdate::download() {
   const std::span<const std::uint8_t> image(m_payload);
-  const std::size_t size = pieceSize(m_identity);
-  for (std::size_t offset = 0; offset < image.size(); offset += size) {
+  std::size_t size = pieceSize(m_identity);
+  for (std::size_t offset = 0; offset < image.size();) {
     const auto piece = image.subspan(offset, std::min(size, image.size() - offset));
-    if (const int result = m_controller.download(piece, offset); result != 0) return result;
+    const int result = m_controller.download(piece, offset);
+    if (result == 0) {
+      offset += piece.size();
+    } else if (result == -EINVAL && piece.size() > kUsualPiece) {
+      // The kernel tells nowhere how much it transfers at once; a piece beyond that never reached the drive.
+      size = smallerPiece(piece.size());
+      m_controller.report(LOG_WARNING, "the kernel refused a piece of " + std::to_string(piece.size()) +
+                                           " bytes; pieces have " + std::to_string(size) +
+                                           " bytes from here on");
+    } else {
+      return result;
+    }
   }
   return 0;
 }
@@ -137,7 +155,7 @@ int CFirmwareUpdate::commit() {
 /// need a while before it answers again.
 void CFirmwareUpdate::checkOutcome() {
   const std::string before = printable(m_identity.revision);
-  const auto end = m_kernel.now() + std::max(kSettleBound, m_identity.activation);
+  const auto end = m_kernel.now() + waitFor(m_identity, kSettleBound);
   int result = 0;
   for (;;) {
     result = m_controller.readSlots(m_slots);
@@ -151,12 +169,11 @@ void CFirmwareUpdate::checkOutcome() {
   }
   const std::string now = printable(m_identity.revision);
   const std::string revisions = now == before ? "it runs " + now : "it ran " + before + " and runs " + now;
-  const std::string slot = std::to_string(m_slot);
+  const std::string slot = m_slot == 0 ? "a slot of its own choice" : "slot " + std::to_string(m_slot);
   if (m_slot == 0 || m_slots.next == m_slot || m_slots.running == m_slot) {
     const char* const when = m_slots.next == 0 ? "" : ", for the next reset";
-    m_controller.report(LOG_NOTICE, "committed to slot " + slot + when + "; " + revisions);
+    m_controller.report(LOG_NOTICE, "committed to " + slot + when + "; " + revisions);
   } else {
-    m_controller.report(LOG_WARNING,
-                        "committed to slot " + slot + ", but its log does not say so; " + revisions);
+    m_controller.report(LOG_WARNING, "committed to " + slot + ", but its log does not say so; " + revisions);
   }
 }

@@ -13,7 +13,7 @@
 std::optional<unsigned int> chooseSlot(const SIdentity& identity, const SFirmwareSlots& slots);
 
 /// How many bytes of an image one command takes: what the drive states as its granularity, 4 KiB when it
-/// states none, but never more than the drive and the kernel take at once.
+/// states none, but never more than the drive takes at once.
 std::size_t pieceSize(const SIdentity& identity);
 
 /// One update of one drive.

@@ -11,6 +11,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -85,7 +86,7 @@ TEST_F(FirmwareUpdateTest, PiecesHaveTheDrivesGranularity) {
   EXPECT_EQ(update(payload), 0);
 }
 
-TEST(PieceSizeTest, IsTheGranularityWithinTheLimitsOfDriveAndKernel) {
+TEST(PieceSizeTest, IsTheGranularityWithinTheLimitOfTheDrive) {
   const auto size = [](std::size_t granularity, std::size_t maximumTransfer) {
     SIdentity identity;
     identity.granularity = granularity;
@@ -97,7 +98,7 @@ TEST(PieceSizeTest, IsTheGranularityWithinTheLimitsOfDriveAndKernel) {
   EXPECT_EQ(size(16384, 0), 16384U);
   EXPECT_EQ(size(16384, 131072), 16384U);
   EXPECT_EQ(size(16384, 8192), 8192U);
-  EXPECT_EQ(size(254U * 4096, 0), 126U * 4096);
+  EXPECT_EQ(size(254U * 4096, 0), 254U * 4096);
 }
 
 TEST_F(FirmwareUpdateTest, ADriveWithoutRestrictionGetsUsualPieces) {
@@ -114,6 +115,32 @@ TEST_F(FirmwareUpdateTest, TransferLimitIsAPowerOfTwoOfPages) {
   ready({.transferShift = 1, .granularity = 4}).downloads(0, part(payload, 0, 8192));
   m_drive.downloads(8192, part(payload, 8192, 8192)).readsSlots().commits(2).readsSlots(kStaged).identifies();
   EXPECT_EQ(update(payload), 0);
+}
+
+TEST_F(FirmwareUpdateTest, PiecesShrinkToWhatTheKernelTransfersAtOnce) {
+  const Bytes payload = image(24580);
+  ready({.granularity = 5})
+      .downloads(0, part(payload, 0, 20480), -EINVAL)
+      .downloads(0, part(payload, 0, 8192))
+      .downloads(8192, part(payload, 8192, 8192), -EINVAL)
+      .downloads(8192, part(payload, 8192, 4096));
+  for (const std::size_t offset : {12288U, 16384U, 20480U}) {
+    m_drive.downloads(offset, part(payload, offset, 4096));
+  }
+  confirms(m_drive.downloads(24576, part(payload, 24576, 4)).readsSlots().commits(2));
+  EXPECT_EQ(update(payload), 0);
+  EXPECT_EQ(m_kernel.slept(), 0ms);
+  EXPECT_THAT(m_kernel.reports(),
+              Contains("warning: NVMe drive 0000:04:00.0: the kernel refused a piece of 20480 bytes; pieces "
+                       "have 8192 bytes from here on"));
+}
+
+TEST_F(FirmwareUpdateTest, AUsualPieceThatTheKernelRefusesEndsTheUpdate) {
+  const Bytes payload = image(2 * kPiece);
+  ready().downloads(0, part(payload, 0, kPiece), -EINVAL).within(0ms);
+  EXPECT_EQ(update(payload), -EINVAL);
+  ready({.granularity = 2}).downloads(0, m_tiny, -EINVAL);
+  EXPECT_EQ(update(m_tiny), -EINVAL);
 }
 
 // Payloads
@@ -181,6 +208,13 @@ TEST_F(FirmwareUpdateTest, WaitsAsLongAsTheDriveMayTakeToActivate) {
   EXPECT_EQ(m_kernel.slept(), 90s);
 }
 
+TEST_F(FirmwareUpdateTest, NeverWaitsLongerThanFiveMinutes) {
+  m_drive.opens().locks().identifies({.activation = 0xFFFF}).within(6553500ms);
+  for (int i = 0; i <= 600; ++i) m_drive.readsSlots({.activeInfo = 0x09});
+  EXPECT_EQ(update(m_tiny), -EALREADY);
+  EXPECT_EQ(m_kernel.slept(), 300s);
+}
+
 TEST_F(FirmwareUpdateTest, ADriveThatCountsItsOwnDownloadAsAnUpdateGetsItsCommit) {
   ready().downloads(0, m_tiny);
   for (int i = 0; i <= 20; ++i) m_drive.readsSlots({.activeInfo = 0x09});
@@ -194,8 +228,9 @@ TEST_F(FirmwareUpdateTest, CommandsMayTakeAsLongAsActivationButNeverLessThanTheK
     std::uint16_t activation;
     const char* kernel;
     std::chrono::milliseconds timeout;
-  } const cases[] = {
-      {0, "60", 60s}, {599, "60", 60s}, {601, "60", 60100ms}, {0xFFFF, "60", 6553500ms}, {601, "90", 90s}};
+  } const cases[] = {{0, "60", 60s},       {599, "60", 60s},
+                     {601, "60", 60100ms}, {0xFFFF, "60", 6553500ms},
+                     {601, "90", 90s},     {0, "4294968", 4294967295ms}};
   for (const auto& [activation, kernel, timeout] : cases) {
     SCOPED_TRACE(timeout.count());
     m_kernel.setAdminTimeout(kernel);
@@ -267,7 +302,8 @@ TEST_F(FirmwareUpdateTest, ADriveThatKeepsItsRunningSlotToItselfChooses) {
   const SlotLog log{.activeInfo = 0x00, .revisions = {}};
   downloaded(log).commits(0).readsSlots(log).identifies();
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_THAT(lastReport(), HasSubstr("notice: "));
+  EXPECT_EQ(lastReport(),
+            "notice: NVMe drive 0000:04:00.0: committed to a slot of its own choice; it runs OLD_REV");
 }
 
 // Statuses of the commit
