@@ -17,7 +17,8 @@ impossible() { say "NOT TESTED: $*" >&2; exit 77; }
 for tool in apt-get apt-cache dpkg; do
   command -v "$tool" >/dev/null || impossible "this needs a Debian machine's packages; there is no $tool"
 done
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libgtest-dev libgmock-dev
+scripts/install-packages.sh g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libgtest-dev libgmock-dev ||
+  impossible "the packages that the build needs are not to be had here"
 
 # Packages
 kernel_package() {
@@ -123,7 +124,7 @@ nvme=(
 say "booting $(basename "$kernel")"
 status=0
 begin=$SECONDS
-timeout 180 "${emulator[@]}" "${machine[@]}" "${nvme[@]}" >"$vm/console.log" 2>&1 </dev/null || status=$?
+timeout -k 10 280 "${emulator[@]}" "${machine[@]}" "${nvme[@]}" >"$vm/console.log" 2>&1 </dev/null || status=$?
 cat "$vm/console.log"
 say "the virtual machine ran for $((SECONDS - begin)) s"
 # What the guest ends the emulator with when its tests have passed. Other statuses are failed tests (3), a kernel that

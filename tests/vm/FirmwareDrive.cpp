@@ -51,13 +51,14 @@ void FirmwareDrive::reset() {
   log("reset running " + m_revisions.at(m_running));
 }
 
-Bytes FirmwareDrive::identity() const {
+Bytes FirmwareDrive::identity() {
   const std::lock_guard lock(m_mutex);
   Bytes data(4096);
   put(data, 4, 20, m_options.serial, ' ');
   put(data, 24, 40, m_options.model, ' ');
   put(data, 64, 8, m_revisions.at(m_running), ' ');
-  data[77] = m_options.transferShift;
+  const std::uint8_t first = std::exchange(m_options.firstTransferShift, std::uint8_t{0});
+  data[77] = first != 0 ? first : m_options.transferShift;
   put16(data, 78, 1);  // controller id, the one of Connect
   data[82] = 1;        // version 1.4
   data[81] = 4;

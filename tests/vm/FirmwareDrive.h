@@ -25,6 +25,7 @@ struct DriveOptions {
   std::uint8_t firmwareUpdates = 3 << 1;
   std::uint8_t granularity = 0;
   std::uint8_t transferShift = 5;
+  std::uint8_t firstTransferShift = 0;  ///< of the first identity, which the kernel asks for; 0: no other one
   std::uint16_t activation = 0;
   bool takesFirmware = true;
   bool isLive = false;                      ///< runs new firmware at once
@@ -46,7 +47,7 @@ class FirmwareDrive {
   /// The controller was reset: firmware that was committed for that runs now.
   void reset();
 
-  Bytes identity() const;
+  Bytes identity();
 
   /// Both return the status; 0 for success.
   std::uint16_t readSlots(Bytes& log);
@@ -59,7 +60,7 @@ class FirmwareDrive {
   void store(unsigned int slot);
 
   DriveOptions m_options;
-  mutable std::mutex m_mutex;
+  std::mutex m_mutex;
   std::ofstream m_log;
   std::array<std::string, 8> m_revisions;  ///< by slot; the first is unused
   unsigned int m_running = 1;

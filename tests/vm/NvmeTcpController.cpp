@@ -366,6 +366,7 @@ DriveOptions parseOptions(std::span<char*> arguments) {
       {"firmware-updates", [&](const auto& v) { o.firmwareUpdates = parse<std::uint8_t>(v); }},
       {"granularity", [&](const auto& v) { o.granularity = parse<std::uint8_t>(v); }},
       {"transfer-shift", [&](const auto& v) { o.transferShift = parse<std::uint8_t>(v); }},
+      {"first-transfer-shift", [&](const auto& v) { o.firstTransferShift = parse<std::uint8_t>(v); }},
       {"activation", [&](const auto& v) { o.activation = parse<std::uint16_t>(v); }},
       {"takes-firmware", [&](const auto& v) { o.takesFirmware = v == "yes"; }},
       {"live", [&](const auto& v) { o.isLive = v == "yes"; }},
