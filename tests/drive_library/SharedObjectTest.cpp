@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "AllocationFault.h"
 #include "NVMeRecords.h"
 #include "TestSupport.h"
 
@@ -76,6 +77,17 @@ TEST_F(SharedObjectTest, RefusesMissingArguments) {
   EXPECT_EQ(bind<NVMeGetDriveInfo>("NVMEGetDriveInfo")(&address, nullptr), -EINVAL);
   EXPECT_EQ(bind<NVMeUpdateFirmware>("NVMEUpdateFirmware")(nullptr, "image"), -EINVAL);
   EXPECT_EQ(bind<NVMeUpdateFirmware>("NVMEUpdateFirmware")(&address, nullptr), -EINVAL);
+}
+
+TEST_F(SharedObjectTest, LetsNoExceptionOutWhenMemoryIsShort) {
+  const std::string path(1000, 'x');
+  _NVME_ZOLT_BDF address{};
+  const auto update = bind<NVMeUpdateFirmware>("NVMEUpdateFirmware");
+  {
+    const AllocationFault copyOfThePath(AllocationFault::kThrowsBadAlloc, path.size() + 1);
+    EXPECT_EQ(update(&address, path.c_str()), -ENOMEM);
+  }
+  EXPECT_EQ(update(&address, path.c_str()), -ENODEV);
 }
 
 TEST_F(SharedObjectTest, KnowsNoDriveWhereThePackageNamesNone) {
