@@ -49,6 +49,10 @@ TEST(ControllerListTest, SortsByAddressNotByName) {
 TEST(ControllerListTest, OtherTransportsAndOtherEntriesAreNoDrives) {
   ScriptedKernel kernel;
   kernel.addController("nvme0", "traddr=127.0.0.1,trsvcid=4420", "144d:a801:1028:1fd9", "tcp");
+  for (const std::string transport : {"rdma", "fc", "loop", "apple-nvme", ""}) {
+    kernel.addController("nvme1", "0000:07:00.0", "144d:a801:1028:1fd9", transport);
+    EXPECT_THAT(listed(kernel), IsEmpty()) << transport;
+  }
   kernel.addController("nvme-subsys1", "0000:04:00.0");
   kernel.addController("nvme", "0000:05:00.0");
   kernel.addController("nvme3n1", "0000:06:00.0");
@@ -60,6 +64,7 @@ TEST(ControllerListTest, LeavesOutOtherPciDomains) {
   kernel.addController("nvme0", "0001:04:00.0");
   kernel.addController("nvme1", "10000:05:00.0");
   kernel.addController("nvme2", "0000:04:00.0");
+  kernel.removeAttribute("nvme1", "device/vendor");
   EXPECT_THAT(listed(kernel),
               ElementsAre("nvme0: it is in a PCI domain other than 0",
                           "nvme1: it is in a PCI domain other than 0", "nvme2 at 0000:04:00.0"));

@@ -19,6 +19,11 @@ constexpr const char* kPackage = R"(<SoftwareComponent><SupportedDevices><Device
   <PCIInfo vendorID="8086" deviceID="0a54" subVendorID="1028" subDeviceID="1fd9"/>
   </Device></SupportedDevices></SoftwareComponent>)";
 
+template <std::size_t Width>
+std::string textOf(const std::array<char, Width>& field) {
+  return {field.data(), field.size()};
+}
+
 class DriveLibraryTest : public ::testing::Test {
  protected:
   DriveLibraryTest() { writeFile(m_folder / "package.xml", kPackage); }
@@ -33,7 +38,7 @@ class DriveLibraryTest : public ::testing::Test {
   std::vector<std::string> serials() {
     std::vector<std::string> serials;
     for (const NVMeDriveRecord* drive : discover()) {
-      serials.emplace_back(drive->serialNumber.data(), drive->serialNumber.size());
+      serials.push_back(textOf(drive->serialNumber));
     }
     return serials;
   }
@@ -116,12 +121,18 @@ TEST_F(DriveLibraryTest, WhatCannotBeAddressedIsReportedAndNotListed) {
 TEST_F(DriveLibraryTest, ADriveThatDoesNotAnswerIsListedByWhatTheKernelRemembers) {
   m_kernel.addController("nvme0", "0000:04:00.0");
   m_kernel.writeAttribute("nvme0", "serial", "SN-SYSFS");
+  m_kernel.writeAttribute("nvme0", "model", std::string(40, 'm') + "cut off");
   m_kernel.drive("nvme0").opens().identifies({}, -EIO);
   m_kernel.addController("nvme1", "0000:05:00.0");
   m_kernel.drive("nvme1").opens(-ENODEV);
   m_kernel.addController("nvme2", "0000:06:00.0");
   m_kernel.drive("nvme2").opens().identifies();
-  EXPECT_THAT(serials(), ElementsAre("SN-SYSFS            ", "                    ", "SN-0001             "));
+  const auto drives = discover();
+  ASSERT_EQ(drives.size(), 3U);
+  EXPECT_EQ(textOf(drives[0]->serialNumber), "SN-SYSFS            ");
+  EXPECT_EQ(textOf(drives[0]->modelNumber), std::string(40, 'm'));
+  EXPECT_EQ(textOf(drives[1]->serialNumber), std::string(20, ' '));
+  EXPECT_EQ(textOf(drives[2]->serialNumber), "SN-0001             ");
 }
 
 TEST_F(DriveLibraryTest, RecordsStayWhateverIsCalledLater) {
@@ -129,8 +140,8 @@ TEST_F(DriveLibraryTest, RecordsStayWhateverIsCalledLater) {
   m_kernel.drive("nvme0").opens().identifies().opens().identifies({.serial = "OTHER               "});
   const auto before = discover();
   const auto after = discover();
-  EXPECT_STREQ(std::string(before.at(0)->serialNumber.data(), 7).c_str(), "SN-0001");
-  EXPECT_STREQ(std::string(after.at(0)->serialNumber.data(), 7).c_str(), "OTHER  ");
+  EXPECT_EQ(textOf(before.at(0)->serialNumber), "SN-0001             ");
+  EXPECT_EQ(textOf(after.at(0)->serialNumber), "OTHER               ");
 }
 
 TEST_F(DriveLibraryTest, TheRevisionIsTheDrivesOwnNotTheKernels) {
@@ -139,7 +150,7 @@ TEST_F(DriveLibraryTest, TheRevisionIsTheDrivesOwnNotTheKernels) {
   m_kernel.drive("nvme0").opens().identifies({.revision = "NEW_REV "});
   NVMeDriveInfo info{};
   EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), 0);
-  EXPECT_EQ(std::string(info.firmwareRevision.data(), 8), "NEW_REV ");
+  EXPECT_EQ(textOf(info.firmwareRevision), "NEW_REV ");
   EXPECT_THAT(info.unread, ::testing::Each(0));
 }
 
@@ -147,11 +158,13 @@ TEST_F(DriveLibraryTest, ARevisionThatCannotBeReadLeavesTheBufferAlone) {
   m_kernel.addController("nvme0", "0000:04:00.0");
   m_kernel.drive("nvme0").opens().identifies({}, 0x4006).opens(-EACCES);
   NVMeDriveInfo info{};
+  info.firmwareRevision.fill('?');
   EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), 0x006);
+  EXPECT_EQ(textOf(info.firmwareRevision), "????????");
   EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), -EACCES);
   EXPECT_EQ(m_library.driveInfo({4, 0, 1}, info), -ENODEV);
   EXPECT_EQ(m_kernel.reports().back(), "err: NVMe drive 0000:04:00.1: no supported drive has this address");
-  EXPECT_THAT(info.firmwareRevision, ::testing::Each('\0'));
+  EXPECT_EQ(textOf(info.firmwareRevision), "????????");
 }
 
 TEST_F(DriveLibraryTest, AnUpdateReachesTheDriveAtItsAddressAlone) {

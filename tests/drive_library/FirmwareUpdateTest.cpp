@@ -117,6 +117,15 @@ TEST_F(FirmwareUpdateTest, TransferLimitIsAPowerOfTwoOfPages) {
   EXPECT_EQ(update(payload), 0);
 }
 
+TEST_F(FirmwareUpdateTest, ATransferLimitBeyondAnyTransferIsNone) {
+  for (const std::uint8_t shift : std::initializer_list<std::uint8_t>{0, 16, 0xFF}) {
+    const Bytes payload = image(16384);
+    ready({.transferShift = shift, .granularity = 4}).downloads(0, payload);
+    confirms(m_drive.readsSlots().commits(2)).within(0ms);
+    EXPECT_EQ(update(payload), 0);
+  }
+}
+
 TEST_F(FirmwareUpdateTest, PiecesShrinkToWhatTheKernelTransfersAtOnce) {
   const Bytes payload = image(24580);
   ready({.granularity = 5})
@@ -133,6 +142,16 @@ TEST_F(FirmwareUpdateTest, PiecesShrinkToWhatTheKernelTransfersAtOnce) {
   EXPECT_THAT(m_kernel.reports(),
               Contains("warning: NVMe drive 0000:04:00.0: the kernel refused a piece of 20480 bytes; pieces "
                        "have 8192 bytes from here on"));
+}
+
+TEST_F(FirmwareUpdateTest, AShortPieceShrinksByItsOwnLength) {
+  const Bytes payload = image(8192);
+  ready({.granularity = 4})
+      .downloads(0, payload, -EINVAL)
+      .downloads(0, part(payload, 0, 4096))
+      .downloads(4096, part(payload, 4096, 4096));
+  confirms(m_drive.readsSlots().commits(2));
+  EXPECT_EQ(update(payload), 0);
 }
 
 TEST_F(FirmwareUpdateTest, AUsualPieceThatTheKernelRefusesEndsTheUpdate) {
@@ -156,6 +175,9 @@ TEST_F(FirmwareUpdateTest, RefusesABadPayloadBeforeItTouchesTheDrive) {
   const std::string endless = m_kernel.payload(m_tiny);
   std::filesystem::resize_file(endless, (128U << 20) + 4);
   EXPECT_EQ(updateFrom(endless), -EFBIG);
+  std::filesystem::resize_file(endless, 128U << 20);
+  m_drive.opens(-EACCES);
+  EXPECT_EQ(updateFrom(endless), -EACCES) << "the longest payload is none of the bad ones";
 }
 
 // The drive's own conditions
@@ -268,6 +290,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
       {"all full, the last runs", 3, false, 3, {full, full, full}, 1},
       {"all full, the last runs, first read-only", 3, true, 3, {full, full, full}, 2},
       {"seven slots", 7, true, 7, {full, full, full, full, full, none, full}, 6},
+      {"the running slot has no revision", 2, false, 1, {none, full}, 2},
       {"the running slot is not told", 3, true, 0, {full, none, none}, 0},
       {"the number of slots is not told", 0, true, 1, {full}, 0},
       {"a running slot that the drive does not have", 2, true, 5, {full, full}, 2},
@@ -304,6 +327,20 @@ TEST_F(FirmwareUpdateTest, ADriveThatKeepsItsRunningSlotToItselfChooses) {
   EXPECT_EQ(update(m_tiny), 0);
   EXPECT_EQ(lastReport(),
             "notice: NVMe drive 0000:04:00.0: committed to a slot of its own choice; it runs OLD_REV");
+}
+
+TEST_F(FirmwareUpdateTest, OtherBitsBesideSlotNumbersMeanNothing) {
+  const SlotLog log{.activeInfo = 0x81, .revisions = {"OLD_REV ", "OLDER   ", "OLDEST  "}};
+  ready({.firmwareUpdates = 0xF0 | 3 << 1}, log).downloads(0, m_tiny).readsSlots(log).commits(2);
+  m_drive.readsSlots({.activeInfo = 0xA1}).identifies();
+  EXPECT_EQ(update(m_tiny), 0);
+  EXPECT_THAT(lastReport(), HasSubstr("committed to slot 2, for the next reset"));
+}
+
+TEST_F(FirmwareUpdateTest, ADriveThatStillActivatesAfterTheCommitIsUnderstood) {
+  downloaded().commits(2).readsSlots({.activeInfo = 0x0A}).identifies();
+  EXPECT_EQ(update(m_tiny), 0);
+  EXPECT_EQ(lastReport(), "notice: NVMe drive 0000:04:00.0: committed to slot 2; it runs OLD_REV");
 }
 
 // Statuses of the commit
@@ -356,6 +393,12 @@ INSTANTIATE_TEST_SUITE_P(AllRows, CommitStatusTest,
                                            CommitRow{0x11E, 0x11E}, CommitRow{0x00B, 0x00B},
                                            CommitRow{0x001, 0x001}, CommitRow{0x006, 0x006}),
                          [](const auto& row) { return ::testing::PrintToString(row.param); });
+
+TEST_F(FirmwareUpdateTest, SuccessIsSuccessWhateverStandsAboveTheStatus) {
+  m_drive.opens().locks().identifies({}, 0x2000).within(kMinute).readsSlots({}, 0x4000);
+  confirms(m_drive.downloads(0, m_tiny, 0x1800).readsSlots().commits(2, 0x6000));
+  EXPECT_EQ(update(m_tiny), 0);
+}
 
 TEST_F(FirmwareUpdateTest, ARepeatedCommitCanSucceed) {
   confirms(downloaded().commits(2, 0x0006).commits(2, 0x2006).commits(2, 0x1806).commits(2));
@@ -475,9 +518,20 @@ TEST_F(FirmwareUpdateTest, ADriveThatStaysBusyAfterTheCommitIsCommittedAllTheSam
             "temporarily unavailable (errno 11)");
 }
 
-TEST_F(FirmwareUpdateTest, ADriveThatIsGoneAfterTheCommitIsNotWaitedFor) {
-  downloaded().commits(2).readsSlots({}, -ENODEV);
+TEST_F(FirmwareUpdateTest, ADriveMayStayBusyAfterTheCommitForAsLongAsActivationTakes) {
+  ready({.activation = 200}).downloads(0, m_tiny).readsSlots().commits(2);
+  for (int i = 0; i < 40; ++i) m_drive.readsSlots({}, -EAGAIN);
+  confirms(m_drive);
   EXPECT_EQ(update(m_tiny), 0);
+  EXPECT_EQ(m_kernel.slept(), 20s);
+  EXPECT_THAT(lastReport(), HasSubstr("committed to slot 2"));
+}
+
+TEST_F(FirmwareUpdateTest, ADriveThatIsGoneAfterTheCommitIsNotWaitedFor) {
+  for (const int gone : {-ENODEV, -ENXIO}) {
+    downloaded().commits(2).readsSlots({}, gone).within(0ms);
+    EXPECT_EQ(update(m_tiny), 0);
+  }
   EXPECT_EQ(m_kernel.slept(), 0ms);
 }
 
@@ -500,7 +554,7 @@ TEST_F(FirmwareUpdateTest, ASlotLogThatKnowsNothingOfTheCommitIsReported) {
 TEST(PrintableTest, CutsThePaddingAndHidesWhatIsNoText) {
   EXPECT_EQ(printable(std::string("REV 1   ")), "REV 1");
   EXPECT_EQ(printable(std::string("A\0\0\0", 4)), "A");
-  EXPECT_EQ(printable(std::string("\x1b[2J\xff", 5)), "?[2J?");
+  EXPECT_EQ(printable(std::string("\x1b[2J\xff\x7f~", 7)), "?[2J??~");
   EXPECT_EQ(printable(std::string("        ")), "");
 }
 

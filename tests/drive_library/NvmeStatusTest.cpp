@@ -20,7 +20,7 @@ TEST(NvmeStatusTest, ThreeStatusesOweAReset) {
     EXPECT_EQ(nvme::isResetOwed(status), owed) << status;
     EXPECT_EQ(nvme::isResetOwed(0x4000 | status), owed) << status;
   }
-  EXPECT_FALSE(nvme::isResetOwed(-0x10B));
+  EXPECT_FALSE(nvme::isResetOwed(0x10B - 0x800));
 }
 
 TEST(NvmeStatusTest, RepeatsOnlyWhatTheDriveDoesNotForbid) {

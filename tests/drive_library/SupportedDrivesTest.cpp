@@ -55,6 +55,7 @@ TEST_F(SupportedDrivesTest, AnEntryThatIsNotFourNumbersNamesNoDrive) {
         R"(vendorID="144g" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
         R"(vendorID="1144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
         R"(vendorID="144d" deviceID="a801x" subVendorID="1028" subDeviceID="1fd9")",
+        R"(vendorID="144d" deviceID="xa801" subVendorID="1028" subDeviceID="1fd9")",
         R"(vendorID="144d" deviceID="1xa801" subVendorID="1028" subDeviceID="1fd9")",
         R"(vendorID="144d" deviceID="0x0xa801" subVendorID="1028" subDeviceID="1fd9")",
         R"(vendorID="144d" deviceID="0x" subVendorID="1028" subDeviceID="1fd9")",
