@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 
 constexpr int kRepeats = 3;
 constexpr auto kBeforeRepeat = 500ms;
+constexpr auto kResetBound = 5s;
 
 constexpr std::uint8_t kGetLogPage = 0x02;
 constexpr std::uint8_t kIdentify = 0x06;
@@ -67,6 +68,11 @@ SFirmwareSlots parseSlots(const std::array<std::uint8_t, 512>& data) {
   return slots;
 }
 
+/// The kernel's words for a controller that does not come back: "dead", "deleting", "deleting (no IO)".
+bool isGivenUp(const std::string& state) {
+  return state == "dead" || state.starts_with("deleting");
+}
+
 bool isFirmwareCommand(const nvme_passthru_cmd& command) {
   return command.opcode == kFirmwareDownload || command.opcode == kFirmwareCommit;
 }
@@ -87,13 +93,21 @@ CController::CController(IKernel& kernel, const SPciController& controller)
     : m_kernel(kernel), m_controller(controller) {}
 
 int CController::open() {
+  const auto end = m_kernel.now() + kResetBound;
   int result = m_kernel.open(m_controller.name, m_device);
-  for (int repeat = 0; result == -EAGAIN && repeat < kRepeats; ++repeat) {  // it is being reset
+  while (result == -EAGAIN && !isGivenUp(state()) && m_kernel.now() < end) {
     m_kernel.sleep(kBeforeRepeat);
     result = m_kernel.open(m_controller.name, m_device);
   }
-  if (result != 0) report(LOG_ERR, m_controller.name + " cannot be opened: " + nvme::describe(result));
+  if (result != 0) {
+    report(LOG_ERR, m_controller.name + " cannot be opened: " + nvme::describe(result) +
+                        (result == -EAGAIN ? "; its state is " + state() : ""));
+  }
   return result;
+}
+
+std::string CController::state() {
+  return m_kernel.attribute(m_controller.name, "state").value_or("unknown");
 }
 
 int CController::lock() {

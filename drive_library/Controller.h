@@ -50,7 +50,7 @@ class CController {
   /// `kernel` and `controller` must outlive the object. Until `open` succeeds nothing else may be called.
   CController(IKernel& kernel, const SPciController& controller);
 
-  /// 0 or -errno. A controller that is being reset is waited for, but not for long.
+  /// 0 or -errno. A controller that is being reset (-EAGAIN) is waited for, 5 s at most.
   int open();
 
   /// Keeps other runs away from this drive until the object goes. 0; -EBUSY when one is at it; other -errno.
@@ -74,6 +74,7 @@ class CController {
   void report(int priority, const std::string& text);
 
  private:
+  std::string state();
   int send(const char* what, const nvme_passthru_cmd& command);
 
   IKernel& m_kernel;

@@ -460,12 +460,29 @@ TEST_F(FirmwareUpdateTest, ALostCommitIsNeverRepeated) {
 }
 
 TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForButNotForLong) {
-  m_drive.opens(-EAGAIN).opens(-EAGAIN).opens(-EAGAIN);
-  confirms(downloaded().commits(2)).within(0ms);
-  EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_EQ(m_kernel.slept(), 1500ms);
-  m_drive.opens(-EAGAIN).opens(-EAGAIN).opens(-EAGAIN).opens(-EAGAIN);
+  for (const char* const state : {"resetting", "connecting", "new", "live"}) {
+    SCOPED_TRACE(state);
+    m_kernel.writeAttribute("nvme0", "state", state);
+    const auto before = m_kernel.slept();
+    for (int i = 0; i < 10; ++i) m_drive.opens(-EAGAIN);
+    confirms(downloaded().commits(2)).within(0ms);
+    EXPECT_EQ(update(m_tiny), 0);
+    EXPECT_EQ(m_kernel.slept() - before, 5s);
+  }
+  for (int i = 0; i <= 10; ++i) m_drive.opens(-EAGAIN);
   EXPECT_EQ(update(m_tiny), -EAGAIN);
+}
+
+TEST_F(FirmwareUpdateTest, ADriveThatTheKernelHasGivenUpIsNotWaitedFor) {
+  for (const char* const state : {"dead", "deleting", "deleting (no IO)"}) {
+    m_kernel.writeAttribute("nvme0", "state", state);
+    m_drive.opens(-EAGAIN);
+    EXPECT_EQ(update(m_tiny), -EAGAIN) << state;
+  }
+  EXPECT_EQ(m_kernel.slept(), 0ms);
+  EXPECT_EQ(lastReport(),
+            "err: NVMe drive 0000:04:00.0: nvme0 cannot be opened: Resource temporarily unavailable (errno "
+            "11); its state is deleting (no IO)");
 }
 
 TEST_F(FirmwareUpdateTest, AStatusOfACommitThatADownloadReturnsIsNoSuccess) {
