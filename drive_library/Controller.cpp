@@ -53,7 +53,7 @@ SIdentity parseIdentity(const std::array<std::uint8_t, 4096>& data) {
   identity.takesFirmware = (data[256] & 0x04) != 0;
   identity.firstSlotReadOnly = (data[260] & 0x01) != 0;
   identity.slots = (data[260] >> 1) & 0x07;
-  identity.activation = 100ms * (data[270] | data[271] << 8);
+  identity.activation = std::chrono::milliseconds(100 * (data[270] | data[271] << 8));
   if (data[319] != kNoRestriction) identity.granularity = kPage * data[319];
   return identity;
 }
