@@ -3,7 +3,6 @@
 #include <libxml/parser.h>
 #include <strings.h>
 
-#include <algorithm>
 #include <array>
 #include <climits>
 #include <istream>
@@ -37,28 +36,36 @@ constexpr std::array<PciAttribute, 4> kPciAttributes{{{"deviceID", &SPCIInfo::de
                                                       {"vendorID", &SPCIInfo::vendorID},
                                                       {"subVendorID", &SPCIInfo::subVendorID}}};
 
-std::string asItStands(const char* text) {
-  return text;
+/// Sets the ids that the PCIInfo element supplies, as they stand, and leaves the others as they are.
+void readPciIds(const xmlNode* pciInfo, SPCIInfo& ids) {
+  for (const auto& [name, member] : kPciAttributes) {
+    if (const char* const value = libxml::attribute(pciInfo, name)) ids.*member = value;
+  }
 }
 
-/// As drives give their ids without zero-filling, only ids of four digits meet again.
+/// What the descriptor says of a supported device. The texts belong to the document, so that a query that
+/// returns none of them copies none.
+struct SupportedDevice {
+  const char* componentID = "";
+  std::array<const char*, kPciAttributes.size()> ids{};  ///< as `kPciAttributes`; null: no element had it yet
+  const char* displayName = "";
+};
+
+/// An id zero-filled to four characters, empty when there is none. As drives give their ids without
+/// zero-filling, only ids of four digits meet again.
 std::string zeroFilled(const char* text) {
+  if (text == nullptr) return {};
   std::string id = text;
   if (id.size() < 4) id.insert(0, 4 - id.size(), '0');
   return id;
 }
 
-/// Sets the ids that the PCIInfo element supplies and leaves the others as they are.
-void readPciIds(const xmlNode* pciInfo, SPCIInfo& ids, std::string (*form)(const char*)) {
-  for (const auto& [name, member] : kPciAttributes) {
-    if (const char* const value = libxml::attribute(pciInfo, name)) ids.*member = form(value);
+bool sameIds(const SPCIInfo& drive, const SupportedDevice& supported) {
+  for (std::size_t i = 0; i < kPciAttributes.size(); ++i) {
+    const std::string& id = drive.*kPciAttributes[i].member;
+    if (strcasecmp(id.c_str(), zeroFilled(supported.ids[i]).c_str()) != 0) return false;
   }
-}
-
-bool sameIds(const SPCIInfo& left, const SPCIInfo& right) {
-  return std::all_of(kPciAttributes.begin(), kPciAttributes.end(), [&](const PciAttribute& attribute) {
-    return strcasecmp((left.*attribute.member).c_str(), (right.*attribute.member).c_str()) == 0;
-  });
+  return true;
 }
 
 /// The text of the first Display behind `pciInfo` that has one, null without such a sibling.
@@ -69,6 +76,38 @@ const char* displayBehind(const xmlNode* pciInfo) {
     if (const char* const text = libxml::firstText(sibling)) return text;
   }
   return nullptr;
+}
+
+/// One entry a PCIInfo of the selected Device elements, in document order. An entry begins as a copy of the
+/// one before and keeps what its elements do not supply.
+std::vector<SupportedDevice> readSupportedDevices(const Selection& devices) {
+  std::vector<SupportedDevice> supported;
+  SupportedDevice working;
+  if (devices == nullptr) {
+    LOG("CSoftwareComponentInfo::GetSupportedDevices() Error during calculating xpath expression");
+  } else {
+    LOG("CSoftwareComponentInfo::GetSupportedDevices() Found Some Device Nodes");
+  }
+  for (const xmlNode* device : libxml::nodes(devices)) {
+    LOG("CSoftwareComponentInfo::GetSupportedDevices() Finding the Component ID and PCI Info");
+    working.componentID = libxml::attributeOrEmpty(device, "componentID");
+    for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
+      if (!libxml::isNamed(child, "PCIInfo")) continue;
+      LOG("CSoftwareComponentInfo::GetSupportedDevices() Found a PCI Device");
+      for (std::size_t i = 0; i < kPciAttributes.size(); ++i) {
+        if (const char* const id = libxml::attribute(child, kPciAttributes[i].name)) working.ids[i] = id;
+      }
+      if (const char* const display = displayBehind(child)) {
+        working.displayName = display;
+        LOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a PCI Device "
+            "as " +
+            std::string(display));
+      }
+      supported.push_back(working);
+    }
+  }
+  LOG("CSoftwareComponentInfo::GetSupportedDevices() Exiting");
+  return supported;
 }
 
 void logMissing(const char* what) {
@@ -123,7 +162,7 @@ void readDependencyChildren(const xmlNode* dependency, CDeviceInfo& record, SPCI
     } else if (libxml::isNamed(child, "PCIInfo")) {
       LOG("CSoftwareComponentInfo::getDependencyInfo() Found a PCI Device");
       record.setDeviceType(CDeviceInfo::DEVICE_TYPE_PCI);
-      readPciIds(child, working, asItStands);
+      readPciIds(child, working);
       record.setPCIInfo(working);
       identities.push_back(working);
     }
@@ -262,37 +301,21 @@ std::string CSoftwareComponentInfo::GetComponentDisplayString() {
 }
 
 std::vector<SPCIInfo> CSoftwareComponentInfo::GetSupportedDevices() {
-  std::vector<SPCIInfo> supported;
-  SPCIInfo working;
-  const Selection devices(ParseXmlUsingXpath(kDevices));
-  if (devices == nullptr) {
-    LOG("CSoftwareComponentInfo::GetSupportedDevices() Error during calculating xpath expression");
-  } else {
-    LOG("CSoftwareComponentInfo::GetSupportedDevices() Found Some Device Nodes");
-  }
-  for (xmlNode* device : libxml::nodes(devices)) {
-    LOG("CSoftwareComponentInfo::GetSupportedDevices() Finding the Component ID and PCI Info");
-    working.componentID = libxml::attributeOrEmpty(device, "componentID");
-    for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
-      if (!libxml::isNamed(child, "PCIInfo")) continue;
-      LOG("CSoftwareComponentInfo::GetSupportedDevices() Found a PCI Device");
-      readPciIds(child, working, zeroFilled);
-      if (const char* const display = displayBehind(child)) {
-        working.displayName = display;
-        LOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a PCI Device "
-            "as " +
-            working.displayName);
-      }
-      supported.push_back(working);
+  std::vector<SPCIInfo> devices;
+  for (const SupportedDevice& supported : readSupportedDevices(Selection(ParseXmlUsingXpath(kDevices)))) {
+    SPCIInfo& device = devices.emplace_back();
+    device.componentID = supported.componentID;
+    for (std::size_t i = 0; i < kPciAttributes.size(); ++i) {
+      device.*kPciAttributes[i].member = zeroFilled(supported.ids[i]);
     }
+    device.displayName = supported.displayName;
   }
-  LOG("CSoftwareComponentInfo::GetSupportedDevices() Exiting");
-  return supported;
+  return devices;
 }
 
 std::string CSoftwareComponentInfo::getMarketingNameForPCIDevice(SPCIInfo& device) {
-  std::string name;
-  for (const SPCIInfo& supported : GetSupportedDevices()) {
+  const char* name = "";
+  for (const SupportedDevice& supported : readSupportedDevices(Selection(ParseXmlUsingXpath(kDevices)))) {
     LOG("CSoftwareComponentInfo::getMarketingNameForPCIDevice() Finding a match with PCI Device");
     if (!sameIds(device, supported)) continue;
     name = supported.displayName;  // and on: the last match wins
