@@ -1,7 +1,9 @@
 #include "CommandLineParser.h"
 
-#include <iostream>
+#include <ostream>
 #include <string_view>
+
+#include "OutputFile.h"
 
 bool CCommandLineParser::parseCLI(int argc, char** argv) {
   Step step = argc <= 1 || argv == nullptr ? Step::Refused : Step::GoOn;
@@ -34,11 +36,11 @@ CCommandLineParser::Step CCommandLineParser::parseOption(int argc, char** argv) 
 }
 
 void CCommandLineParser::printUsage() {
-  std::cout << "\nUsage: -h\n\tProvides detailed help information\n"
-               "\nUsage: -i [-o <output filename>] [-debug]\n"
-               "\tProvides inventory information of all identified devices.\n"
-               "\t-o Specifies the output filename.\n"
-               "\t-d Specifies to create a debug log file.\n"
-               "\nUsage: -u [-s <image folder>] [-f] [-o <output filename>] [-debug [filename]]\n"
-               "===========================================================================\n";
+  standardOutput() << "\nUsage: -h\n\tProvides detailed help information\n"
+                      "\nUsage: -i [-o <output filename>] [-debug]\n"
+                      "\tProvides inventory information of all identified devices.\n"
+                      "\t-o Specifies the output filename.\n"
+                      "\t-d Specifies to create a debug log file.\n"
+                      "\nUsage: -u [-s <image folder>] [-f] [-o <output filename>] [-debug [filename]]\n"
+                      "===========================================================================\n";
 }

@@ -2,9 +2,17 @@
 
 #include <array>
 #include <ctime>
-#include <iomanip>
 
 CLogger* CLogger::m_ptrInstance = nullptr;
+
+namespace {
+
+std::string rightAligned(std::string text, std::size_t width) {
+  if (text.size() < width) text.insert(0, width - text.size(), ' ');
+  return text;
+}
+
+}  // namespace
 
 CLogger* CLogger::GetInstance() {
   if (m_ptrInstance == nullptr) m_ptrInstance = new CLogger();
@@ -13,14 +21,14 @@ CLogger* CLogger::GetInstance() {
 
 void CLogger::Initialize(const std::string& fileName) {
   m_strFileName = fileName;
-  m_stream.open(fileName, std::ios::out | std::ios::trunc);
-  if (m_stream.is_open()) m_bEnabled = true;
+  m_file.open(fileName);
+  if (m_file.isOpen()) m_bEnabled = true;
 }
 
 void CLogger::log(char* sourceFile, unsigned int line, const std::string& message) {
   if (!m_bEnabled) return;
   if (sourceFile == nullptr) {
-    m_stream.setstate(std::ios::badbit);
+    m_file.spoil();
     return;
   }
   std::array<char, 80> timeStamp{};
@@ -29,10 +37,16 @@ void CLogger::log(char* sourceFile, unsigned int line, const std::string& messag
   if (localtime_r(&now, &local) != nullptr) {  // does not look at the time zone's file for every line
     static_cast<void>(std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", &local));
   }
-  m_stream.seekp(0, std::ios::end);
-  m_stream << timeStamp.data() << ": " << std::setw(50) << sourceFile << ":" << std::setw(5) << line << ": "
-           << message << '\n'
-           << std::flush;
+  m_file.seekEnd();
+  m_file.write(timeStamp.data());
+  m_file.write(": ");
+  m_file.write(rightAligned(sourceFile, 50));
+  m_file.write(":");
+  m_file.write(rightAligned(std::to_string(line), 5));
+  m_file.write(": ");
+  m_file.write(message);
+  m_file.write("\n");
+  m_file.flush();
 }
 
 void logText(const char* text, const SLogSite& site) {

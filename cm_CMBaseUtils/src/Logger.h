@@ -4,8 +4,9 @@
 
 #pragma once
 
-#include <fstream>
 #include <string>
+
+#include "OutputFile.h"
 
 /// The process's single trace sink. It is off, and every call to `log` returns at once, until `Initialize`
 /// has opened a file. For the program's one thread only: there is no lock.
@@ -18,13 +19,13 @@ class CLogger {
   /// Opens `fileName` for writing (an existing file is emptied) and, when that succeeds, switches the log on.
   /// A file that cannot be opened leaves the log off; nothing reports it.
   ///
-  /// A second call on a log that is already on does not switch files: the stream refuses to open another one
-  /// and stays in its failed state, so no line is written from then on while the lines before are kept.
+  /// A second call on a log that is already on does not switch files: the open file refuses to be another one
+  /// and takes nothing more, so no line is written from then on while the lines before are kept.
   /// Callers depend on that.
   void Initialize(const std::string& fileName);
 
   /// Writes one line and flushes it, so that the log is whole even if the process dies. `sourceFile` is a
-  /// NUL-terminated path; a null pointer spoils the stream, and nothing more is written.
+  /// NUL-terminated path; a null pointer spoils the file, and nothing more is written.
   void log(char* sourceFile, unsigned int line, const std::string& message);
 
   /// True once a file has been opened, also after a second `Initialize` has silenced the log.
@@ -35,7 +36,7 @@ class CLogger {
 
  private:
   std::string m_strFileName = "debug.log";
-  std::ofstream m_stream;
+  COutputFile m_file;
   bool m_bEnabled = false;
 };
 

@@ -1,7 +1,7 @@
 #include "ResultDocument.h"
 
 #include <exception>
-#include <iostream>
+#include <ostream>
 
 namespace {
 
@@ -57,11 +57,11 @@ void CResultDocument::addRebootRequired(bool reboot) {
 void CResultDocument::print(const SLogSite& site) {
   logText(m_texts.printStart, site);
   try {
-    if (m_file.is_open()) {
-      m_file << m_text;
+    if (m_file.isOpen()) {
+      m_file.write(m_text);
       logText(m_texts.copied, site);
     } else {
-      std::cout << m_text;
+      standardOutput() << m_text;
     }
   } catch (const std::exception& exception) {
     logThrown(m_texts.printThrew, exception, site);

@@ -5,7 +5,6 @@
 
 #pragma once
 
-#include <fstream>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -13,6 +12,7 @@
 
 #include "DeviceInfo.h"
 #include "Logger.h"
+#include "OutputFile.h"
 
 inline constexpr char kXmlDeclaration[] = R"(<?xml version="1.0" encoding="UTF-8"?>)";
 inline constexpr char kInventoryStartTag[] = R"(<SVMInventory lang="en">)";
@@ -54,9 +54,8 @@ class CResultDocument {
     return *this;
   }
 
-  /// Opens the file to print to, emptying an existing one. A file that cannot be
-  /// opened is reported by nobody: the document goes to standard output instead. False only when opening
-  /// threw.
+  /// Opens the file to print to, emptying an existing one. A file that cannot be opened is reported by
+  /// nobody: the document goes to standard output instead. False only when opening threw.
   bool open(const std::string& path, const SLogSite& site);
 
   /// Appends one fragment a record, in list order. A record with a status other than 0, whatever its type, is
@@ -81,7 +80,7 @@ class CResultDocument {
  private:
   const SResultTexts& m_texts;
   std::string m_text;
-  std::ofstream m_file;
+  COutputFile m_file;
 };
 
 /// The attribute of a device element with the record's enumeration id, the blanks around it included; empty
