@@ -1,7 +1,7 @@
 // What a run cannot do without, and nothing else: the same libraries, one discovery, one revision read a
 // drive, the package descriptor parsed twice a drive, one selection and one pass over its entries, one
-// document; for an update, one flash a drive and the rollback library besides. No records, no trace, no care
-// for failures.
+// document; for an update, one flash a drive and the rollback library besides. No records, no trace, no file
+// looked for before it is read, no care for failures.
 //
 //   yardstick -i|-u document
 
@@ -12,10 +12,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "NVMeRecords.h"
 #include "UpdRollbackWrapper.h"
@@ -27,48 +29,70 @@ const char* attribute(const xmlNode* element, const char* name) {
   return reinterpret_cast<const char*>(found->children->content);
 }
 
-/// True when the id, zero-filled to four digits, is the drive's.
-bool same(const xmlNode* pciInfo, const char* name, unsigned id) {
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "%x", id);
-  return strcasecmp(attribute(pciInfo, name), text.data()) == 0;
+/// A drive's ids as documents and descriptors show them.
+struct Ids {
+  using Text = std::array<char, sizeof("ffff")>;
+  explicit Ids(const NVMeDriveRecord& drive)
+      : device(text(drive.deviceID)),
+        subDevice(text(drive.subDeviceID)),
+        vendor(text(drive.vendorID)),
+        subVendor(text(drive.subVendorID)) {}
+
+  static Text text(unsigned short id) {
+    Text text{};
+    std::to_chars(text.data(), text.data() + text.size(), id, 16);
+    return text;
+  }
+
+  Text device;
+  Text subDevice;
+  Text vendor;
+  Text subVendor;
+};
+
+bool same(const xmlNode* pciInfo, const char* name, const Ids::Text& id) {
+  return strcasecmp(attribute(pciInfo, name), id.data()) == 0;
 }
 
-std::string marketingName(const std::string& path, const NVMeDriveRecord& drive) {
-  xmlFreeDoc(xmlParseFile(path.c_str()));
-  xmlDoc* const document = xmlParseFile(path.c_str());
-  xmlXPathContext* const context = xmlXPathNewContext(document);
-  xmlXPathObject* const devices = xmlXPathEvalExpression(
-      reinterpret_cast<const xmlChar*>("//SoftwareComponent/SupportedDevices/Device"), context);
-  std::string name;
-  for (int i = 0; i < devices->nodesetval->nodeNr; ++i) {
-    for (xmlNode* child = devices->nodesetval->nodeTab[i]->children; child != nullptr; child = child->next) {
-      if (strcasecmp(reinterpret_cast<const char*>(child->name), "PCIInfo") != 0) continue;
-      if (!same(child, "deviceID", drive.deviceID) || !same(child, "subDeviceID", drive.subDeviceID) ||
-          !same(child, "vendorID", drive.vendorID) || !same(child, "subVendorID", drive.subVendorID)) {
-        continue;
+/// Of the last entry with the ids; belongs to the document.
+const char* marketingName(const xmlNodeSet& devices, const Ids& ids) {
+  const char* name = "";
+  for (int i = 0; i < devices.nodeNr; ++i) {
+    for (xmlNode* child = devices.nodeTab[i]->children; child != nullptr; child = child->next) {
+      if (std::strcmp(reinterpret_cast<const char*>(child->name), "PCIInfo") == 0 &&
+          same(child, "deviceID", ids.device) && same(child, "subDeviceID", ids.subDevice) &&
+          same(child, "vendorID", ids.vendor) && same(child, "subVendorID", ids.subVendor)) {
+        name = reinterpret_cast<const char*>(child->next->children->content);
       }
-      name = reinterpret_cast<const char*>(child->next->children->content);
     }
   }
-  xmlXPathFreeObject(devices);
-  xmlXPathFreeContext(context);
-  xmlFreeDoc(document);
   return name;
 }
 
-std::string field(const char* bytes, std::size_t width) {
+std::string_view field(const char* bytes, std::size_t width) {
   return {bytes, strnlen(bytes, width)};
 }
 
-/// A start tag up to the marketing name's end, with the blanks of an inventory or of an update document.
-std::string deviceStart(const NVMeDriveRecord& drive, const std::string& descriptor, const char* blanks) {
-  std::array<char, 128> ids{};
-  std::snprintf(ids.data(), ids.size(),
-                R"(<Device  vendorID="%x" deviceID="%x" subVendorID="%x" subDeviceID="%x"%sdisplay=")",
-                drive.vendorID, drive.deviceID, drive.subVendorID, drive.subDeviceID, blanks);
-  return ids.data() + marketingName(descriptor, drive) + R"(" enum = "Serial Number: )" +
-         field(drive.serialNumber.data(), drive.serialNumber.size()) + R"(" >)";
+/// Appends a start tag, with the blanks of an inventory or of an update document.
+void addDeviceStart(std::string& document, const NVMeDriveRecord& drive, const char* descriptor,
+                    const char* blanks) {
+  const Ids ids(drive);
+  xmlFreeDoc(xmlParseFile(descriptor));
+  xmlDoc* const package = xmlParseFile(descriptor);
+  xmlXPathContext* const context = xmlXPathNewContext(package);
+  xmlXPathObject* const devices = xmlXPathEvalExpression(
+      reinterpret_cast<const xmlChar*>("//SoftwareComponent/SupportedDevices/Device"), context);
+  document.append(R"(<Device  vendorID=")").append(ids.vendor.data());
+  document.append(R"(" deviceID=")").append(ids.device.data());
+  document.append(R"(" subVendorID=")").append(ids.subVendor.data());
+  document.append(R"(" subDeviceID=")").append(ids.subDevice.data());
+  document.append("\"").append(blanks).append(R"(display=")");
+  document.append(marketingName(*devices->nodesetval, ids));
+  document.append(R"(" enum = "Serial Number: )");
+  document.append(field(drive.serialNumber.data(), drive.serialNumber.size())).append(R"(" >)");
+  xmlXPathFreeObject(devices);
+  xmlXPathFreeContext(context);
+  xmlFreeDoc(package);
 }
 
 void keepForRollback(const std::string& payload) {
@@ -104,16 +128,16 @@ int main(int argc, char** argv) {
     _NVME_ZOLT_BDF address{drive.bus, drive.device, drive.function};
     NVMeDriveInfo info{};
     driveInfo(&address, &info);
-    const std::string revision = field(info.firmwareRevision.data(), info.firmwareRevision.size());
-    document += deviceStart(drive, descriptor, update ? " " : "  ");
+    addDeviceStart(document, drive, descriptor.c_str(), update ? " " : "  ");
+    document += update ? R"(<Application componentType="FRMW" version=")"
+                       : R"(<Application componentType="FRMW"  version=")";
+    document += field(info.firmwareRevision.data(), info.firmwareRevision.size());
     if (update) {
       if (flash(&address, payload.c_str()) != 0) return EXIT_FAILURE;
-      document += R"(<Application componentType="FRMW" version=")" + revision +
-                  R"(" display="" ><SPStatus result = "true" ><Message id="0" >Success</Message></SPStatus>)"
+      document += R"(" display="" ><SPStatus result = "true" ><Message id="0" >Success</Message></SPStatus>)"
                   "</Application></Device>";
     } else {
-      document +=
-          R"(<Application componentType="FRMW"  version=")" + revision + R"("  display=""/></Device>)";
+      document += R"("  display=""/></Device>)";
     }
   }
   document += update ? "</SVMExecution>" : "</SVMInventory>";

@@ -4,6 +4,7 @@ set logscale xy
 set key left top
 set grid
 set format y "10^{%L}"
-set xlabel "drives (50 entries), entries (4 drives)"
+set xlabel "number"
 set ylabel "instructions above start-up"
-plot data index 0 with linespoints pt 7 title "drives", data index 1 with linespoints pt 5 title "entries"
+plot data index 0 with linespoints pt 7 lw 2 title "drives (with 50 entries)", \
+     data index 1 with linespoints pt 5 lw 2 title "entries (with 4 drives)"
