@@ -6,7 +6,7 @@
   measure.py BUILD --growth FILE.tsv       instructions against drives and against entries
   measure.py BUILD --large DRIVESxENTRIES  time and memory of one inventory; fails above 1 GiB
 
-Instructions are callgrind's and repeat within 0.1 %; wall time is the median of interleaved runs with its spread
+Instructions are callgrind's and repeat within 0.5 %; wall time is the median of interleaved runs with its spread
 (median absolute deviation), memory the peak resident set, pages the minor page faults, system calls strace's. A
 difference of system calls is given without those that the behaviour forces (DRIVE_CALLS, UPDATE_CALLS).
 """
