@@ -7,6 +7,8 @@
 #include <ostream>
 #include <string_view>
 
+#include "TerminalText.h"
+
 namespace tool {
 
 namespace {
@@ -15,24 +17,6 @@ constexpr char kRed[] = "\033[31m";
 constexpr char kGreen[] = "\033[32m";
 constexpr char kBold[] = "\033[1m";
 constexpr char kPlain[] = "\033[0m";
-
-/// C0 and C1 control characters (which begin terminal commands) as dots; `text` is UTF-8.
-std::string withoutControls(const std::string& text) {
-  std::string shown;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const bool isC1 = byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
-    if (isC1) ++i;
-    shown += isC1 || byte < 0x20 || byte == 0x7F ? '.' : text[i];
-  }
-  return shown;
-}
-
-/// The number of characters, which begin at every byte but a continuation byte of UTF-8.
-std::size_t width(const std::string& text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](unsigned char byte) { return (byte & 0xC0U) != 0x80U; }));
-}
 
 struct Column {
   const char* title;
@@ -66,7 +50,8 @@ std::vector<Cells> cellsOf(const std::vector<ResultRow>& rows) {
   for (const Column& column : tableColumns()) {
     Cells cells{.title = column.title, .texts = {}, .width = 0};
     for (const ResultRow& row : rows) {
-      cells.width = std::max(cells.width, width(cells.texts.emplace_back(withoutControls(column.text(row)))));
+      cells.width =
+          std::max(cells.width, terminalWidth(cells.texts.emplace_back(forTerminal(column.text(row)))));
     }
     if (cells.width == 0) continue;
     cells.width = std::max(cells.width, cells.title.size());
@@ -80,9 +65,27 @@ void writeLine(std::ostream& out, const std::vector<Cells>& columns,
   std::string line;
   for (const Cells& column : columns) {
     const std::string text = cell(column);
-    line += text + std::string(column.width - width(text) + 2, ' ');
+    line += text + std::string(column.width - terminalWidth(text) + 2, ' ');
   }
   out << line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
+/// A table that is too wide for the terminal, turned: a block a record, without what it has no value for.
+void writeBlocks(std::ostream& out, const std::vector<Cells>& columns, std::size_t row) {
+  std::size_t indent = 0;
+  for (const Cells& column : columns) indent = std::max(indent, column.title.size());
+  for (const Cells& column : columns) {
+    const std::string& text = column.texts[row];
+    if (!text.empty())
+      out << column.title << std::string(indent - column.title.size() + 2, ' ') << text << '\n';
+  }
+}
+
+std::size_t widthOf(const std::vector<Cells>& columns) {
+  constexpr std::size_t kGap = 2;
+  std::size_t width = 0;
+  for (const Cells& column : columns) width += column.width + kGap;
+  return width - std::min(width, kGap);
 }
 
 std::string counted(std::size_t count, const std::string& what) {
@@ -100,7 +103,7 @@ std::string summaryText(const Results& results) {
   std::string revisions;
   for (const auto& [revision, count] : summary.revisions) {
     revisions += (revisions.empty() ? "; revisions " : ", ") +
-                 withoutControls(revision.empty() ? "(none)" : revision) + " x " + std::to_string(count);
+                 forTerminal(revision.empty() ? "(none)" : revision) + " x " + std::to_string(count);
   }
   text += revisions;
   if (!summary.reboots.empty()) text += "; reboot required in " + counted(summary.reboots.size(), "document");
@@ -126,8 +129,12 @@ nlohmann::ordered_json jsonOf(const ResultRow& row) {
           {"revision", record.getVersion()}};
 }
 
+/// A text that a spreadsheet would take for a formula, and run, gets a ' before it.
 std::string csvField(const nlohmann::ordered_json& value) {
   std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+  constexpr std::string_view kFormulas = "=+-@\t\r";
+  if (value.is_string() && !text.empty() && kFormulas.find(text.front()) != std::string_view::npos)
+    text.insert(0, 1, '\'');
   if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
   for (std::size_t place = 0; (place = text.find('"', place)) != std::string::npos; place += 2)
     text.insert(place, 1, '"');
@@ -136,11 +143,12 @@ std::string csvField(const nlohmann::ordered_json& value) {
 
 }  // namespace
 
-void writeTable(std::ostream& out, const Results& results, bool colour) {
-  const auto paint = [&](const char* code) { return colour ? code : ""; };
+void writeTable(std::ostream& out, const Results& results, const Terminal& terminal) {
+  const auto paint = [&](const char* code) { return terminal.colour ? code : ""; };
   const std::vector<ResultRow> rows = rowsOf(results);
   const std::vector<Cells> columns = cellsOf(rows);
-  if (!rows.empty()) {
+  const bool fits = terminal.columns == 0 || widthOf(columns) <= terminal.columns;
+  if (!rows.empty() && fits) {
     out << paint(kBold);
     writeLine(out, columns, [](const Cells& column) { return column.title; });
     out << paint(kPlain) << '\n';
@@ -148,10 +156,14 @@ void writeTable(std::ostream& out, const Results& results, bool colour) {
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const bool failed = isFailed(*rows[i].record);
     out << paint(failed ? kRed : "");
-    writeLine(out, columns, [i](const Cells& column) { return column.texts[i]; });
+    if (fits) {
+      writeLine(out, columns, [i](const Cells& column) { return column.texts[i]; });
+    } else {
+      writeBlocks(out, columns, i);
+    }
     out << paint(failed ? kPlain : "") << '\n';
   }
-  if (!rows.empty()) out << '\n';
+  if (!rows.empty() && fits) out << '\n';
   const bool anyFailed = summarize(results).failed > 0 || !results.unreadable.empty();
   out << paint(anyFailed ? kRed : kGreen) << summaryText(results) << paint(kPlain) << '\n';
   const auto isUpdate = [](const ResultFile& file) { return file.kind == DocumentKind::kUpdate; };

@@ -2,20 +2,29 @@
 
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 
 #include "Results.h"
 
 namespace tool {
 
-/// An aligned table, failed records first, and a summary line; in colour when `colour` is set. Columns
-/// without a value in any row are left out. Control characters in values are shown as dots.
-void writeTable(std::ostream& out, const Results& results, bool colour);
+/// What a table is shown on; as it stands, no terminal at all.
+struct Terminal {
+  bool colour = false;
+  std::size_t columns = 0;  ///< 0: as many as it takes
+};
+
+/// An aligned table, failed records first, and a summary line. Columns without a value in any row are left
+/// out. Where the columns do not fit the terminal, every record is a block of lines instead. What a terminal
+/// would obey is shown as dots.
+void writeTable(std::ostream& out, const Results& results, const Terminal& terminal);
 
 /// One object: the documents with their records, those that could not be read, and the summary's numbers.
 void writeJson(std::ostream& out, const Results& results);
 
-/// A header line and one line a record, failed ones first, as in RFC 4180.
+/// A header line and one line a record, failed ones first, as in RFC 4180. A text that begins like a formula
+/// of a spreadsheet has a ' before it.
 void writeCsv(std::ostream& out, const Results& results);
 
 }  // namespace tool

@@ -1,18 +1,23 @@
 #include "Results.h"
 
+#include <fcntl.h>
 #include <libxml/tree.h>
 #include <strings.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 
 #include "DeviceInventoryInfo.h"
 #include "LibXml.h"
@@ -24,6 +29,73 @@ namespace {
 
 using Selection = libxml::Owned<xmlXPathObject>;
 
+constexpr std::string_view kStandardInput = "-";
+
+std::string shownName(const std::string& source) {
+  return source == kStandardInput ? "standard input" : source;
+}
+
+[[noreturn]] void throwErrno() {
+  throw std::system_error(errno, std::generic_category());
+}
+
+/// A file that is closed with its object.
+class OpenFile {
+ public:
+  explicit OpenFile(int descriptor) : m_descriptor(descriptor) {
+    if (descriptor < 0) throwErrno();
+  }
+  ~OpenFile() { close(m_descriptor); }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  int descriptor() const { return m_descriptor; }
+
+ private:
+  int m_descriptor;
+};
+
+/// A document by a path under which it can be read more than once. What comes from standard input or a pipe
+/// is copied into memory for that.
+class Document {
+ public:
+  /// Throws std::system_error when `source` cannot be read.
+  explicit Document(const std::string& source)
+      : m_file(source == kStandardInput ? dup(STDIN_FILENO) : open(source.c_str(), O_RDONLY | O_CLOEXEC)),
+        m_path(source) {
+    struct stat status {};
+    if (fstat(m_file.descriptor(), &status) != 0) throwErrno();
+    if (S_ISDIR(status.st_mode)) throw std::system_error(EISDIR, std::generic_category());
+    if (S_ISREG(status.st_mode) && source != kStandardInput) return;
+    m_copy.emplace(memfd_create("document", MFD_CLOEXEC));
+    copy();
+    m_path = "/proc/self/fd/" + std::to_string(m_copy->descriptor());
+  }
+
+  const std::string& path() const { return m_path; }
+
+ private:
+  void copy() const {
+    std::array<char, 65536> buffer{};
+    for (;;) {
+      const ssize_t count = read(m_file.descriptor(), buffer.data(), buffer.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) throwErrno();
+      if (count == 0) return;
+      for (ssize_t written = 0; written < count;) {
+        const ssize_t more =
+            write(m_copy->descriptor(), buffer.data() + written, static_cast<std::size_t>(count - written));
+        if (more < 0) throwErrno();
+        written += more;
+      }
+    }
+  }
+
+  OpenFile m_file;
+  std::string m_path;
+  std::optional<OpenFile> m_copy;
+};
+
 /// Printable ASCII as it is, every other byte as a dot: what is shown of a damaged line is anything.
 std::string printable(std::string_view bytes) {
   std::string text(bytes);
@@ -32,25 +104,37 @@ std::string printable(std::string_view bytes) {
   return text;
 }
 
-/// The text around a place in a file, on lines of its own with a mark below the place. Documents are one long
-/// line, in which a number alone is hard to find.
-std::string excerpt(const std::string& source, const XmlError& error) {
+/// The text around a place, on lines of its own with a mark below the place. Documents are one long line, in
+/// which a number alone is hard to find.
+std::string excerpt(const std::string& content, const XmlError& error) {
   constexpr std::size_t kAround = 36;
-  std::ifstream file(source, std::ios::binary);
+  std::istringstream lines(content);
   std::string line;
-  for (long i = 0; i < error.line && std::getline(file, line);) ++i;
+  for (long i = 0; i < error.line && std::getline(lines, line);) ++i;
   const std::size_t place = std::min(static_cast<std::size_t>(std::max(error.column, 1L)) - 1, line.size());
   const std::size_t start = place - std::min(place, kAround);
   return "\n    " + printable(std::string_view(line).substr(start, 2 * kAround)) + "\n    " +
          std::string(place - start, ' ') + "^";
 }
 
-std::string notWellFormed(const std::string& source, const std::optional<XmlError>& error) {
+/// What mostly leads to documents like this one.
+std::string likelyCause(std::string_view content) {
+  constexpr std::string_view kDeclaration = "<?xml ";
+  if (content.find(kDeclaration, 1) != std::string_view::npos)
+    return "it holds two documents, as -i -u writes them to standard output: run them apart";
+  if (content.find("</SVM") == std::string_view::npos) return "it is cut off, or no result document";
+  return "mostly a value with &, <, \" or bytes that are no UTF-8, which documents hold unescaped";
+}
+
+std::string notWellFormed(const std::string& path, const std::optional<XmlError>& error) {
   if (!error) return "cannot be parsed";
+  std::ostringstream bytes;
+  bytes << std::ifstream(path, std::ios::binary).rdbuf();
+  const std::string content = bytes.str();
+  if (content.empty()) return "is empty";
   return "not well-formed at line " + std::to_string(error->line) + ", column " +
-         std::to_string(error->column) + ": " + error->message +
-         "; mostly a value with &, <, \" or bytes that are no UTF-8, which documents hold unescaped" +
-         excerpt(source, *error);
+         std::to_string(error->column) + ": " + error->message + "; " + likelyCause(content) +
+         excerpt(content, *error);
 }
 
 /// Reads a Device of an update document, which differs from an inventory's only in its name.
@@ -84,19 +168,17 @@ void readStatus(const xmlNode* status, CDeviceInfo& record) {
 /// selected from what it has parsed.
 class Reading {
  public:
-  explicit Reading(const std::string& source) : m_source(source), m_reader(source) {}
+  /// Throws std::system_error when `source` cannot be read.
+  explicit Reading(const std::string& source)
+      : m_source(source), m_document(source), m_reader(m_document.path()) {}
 
   /// Nothing, with `problem` set, when the document cannot be shown.
   std::optional<ResultFile> run(std::string& problem) {
-    if (!std::ifstream(m_source).is_open()) {
-      problem = std::string("cannot be read: ") + std::strerror(errno);
-      return std::nullopt;
-    }
     const XmlErrors errors;
     for (CDeviceInfo* device : m_reader.GetDeviceInfo()) m_inventory.emplace_back(device);
     const Selection root(m_reader.GetNodeSet("/*"));
     if (root == nullptr) {
-      problem = notWellFormed(m_source, errors.first());
+      problem = notWellFormed(m_document.path(), errors.first());
       return std::nullopt;
     }
     const std::string name = reinterpret_cast<const char*>(libxml::nodes(root).front()->name);
@@ -110,7 +192,7 @@ class Reading {
 
  private:
   ResultFile read(DocumentKind kind, const char* records) {
-    ResultFile file{.source = m_source, .kind = kind};
+    ResultFile file{.source = shownName(m_source), .kind = kind};
     const Selection selection(m_reader.GetNodeSet(records));
     std::size_t inventoryIndex = 0;
     for (xmlNode* node : libxml::nodes(selection)) {
@@ -136,6 +218,7 @@ class Reading {
   }
 
   std::string m_source;
+  Document m_document;
   CDeviceInventoryInfo m_reader;
   std::vector<std::unique_ptr<CDeviceInfo>> m_inventory;
 };
@@ -146,11 +229,15 @@ Results readResults(const std::vector<std::string>& sources) {
   Results results;
   for (const std::string& source : sources) {
     std::string problem;
-    if (std::optional<ResultFile> file = Reading(source).run(problem)) {
-      results.files.push_back(*std::move(file));
-    } else {
-      results.unreadable.push_back({source, problem});
+    try {
+      if (std::optional<ResultFile> file = Reading(source).run(problem)) {
+        results.files.push_back(*std::move(file));
+        continue;
+      }
+    } catch (const std::system_error& error) {
+      problem = "cannot be read: " + error.code().message();
     }
+    results.unreadable.push_back({shownName(source), problem});
   }
   return results;
 }

@@ -14,7 +14,7 @@ enum class DocumentKind { kInventory, kUpdate };
 
 /// An inventory or update document.
 struct ResultFile {
-  std::string source{};  ///< as it was named on the command line
+  std::string source{};  ///< as it was named on the command line, or "standard input"
   DocumentKind kind = DocumentKind::kInventory;
 
   /// In document order. A failed record has status 1 and its message, and nothing that tells which drive it
@@ -36,7 +36,8 @@ struct Results {
   std::vector<UnreadableFile> unreadable;
 };
 
-/// Reads every document; one that cannot be read does not keep the others from being shown.
+/// Reads every document, "-" from standard input; one that cannot be read does not keep the others from being
+/// shown.
 Results readResults(const std::vector<std::string>& sources);
 
 bool isFailed(const CDeviceInfo& record);

@@ -1,4 +1,4 @@
-#include <sys/stat.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -15,27 +15,33 @@
 #include "PackageCheck.h"
 #include "ReportPage.h"
 #include "ResultText.h"
+#include "TerminalText.h"
 
 namespace {
 
 enum ExitStatus { kClean = 0, kFindings = 1, kUsage = 2 };
 
-bool wantsColour() {
-  const char* const terminal = std::getenv("TERM");
+tool::Terminal terminal() {
+  if (isatty(STDOUT_FILENO) != 1) return {};
+  const char* const kind = std::getenv("TERM");
   const char* const refused = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0') &&
-         (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
+  winsize size{};
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
+  return {.colour =
+              (refused == nullptr || *refused == '\0') && (kind == nullptr || std::strcmp(kind, "dumb") != 0),
+          .columns = known ? size.ws_col : std::size_t{0}};
 }
 
 std::string placeOf(const tool::Finding& finding) {
-  return finding.file.string() + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
+  return tool::forTerminal(finding.file.string()) +
+         (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
 }
 
 void printFindings(const tool::Findings& findings, bool colour) {
   for (const tool::Finding& finding : findings) {
-    std::cout << (colour ? "\033[1m" : "") << placeOf(finding) << ": " << finding.problem
-              << (colour ? "\033[0m" : "") << "\n    at run time: " << finding.atRunTime
-              << "\n    to mend: " << finding.remedy << "\n";
+    std::cout << (colour ? "\033[1m" : "") << placeOf(finding) << ": " << tool::forTerminal(finding.problem)
+              << (colour ? "\033[0m" : "") << "\n    at run time: " << tool::forTerminal(finding.atRunTime)
+              << "\n    to mend: " << tool::forTerminal(finding.remedy) << "\n";
   }
   if (findings.empty()) {
     std::cout << "no findings\n";
@@ -61,7 +67,7 @@ int check(const std::string& folder, bool json) {
   if (json) {
     printFindingsAsJson(findings);
   } else {
-    printFindings(findings, wantsColour());
+    printFindings(findings, terminal().colour);
   }
   return findings.empty() ? kClean : kFindings;
 }
@@ -69,7 +75,8 @@ int check(const std::string& folder, bool json) {
 /// The table and the report show unreadable documents themselves as well; standard error has them always.
 tool::Results readAndComplain(const std::vector<std::string>& documents) {
   tool::Results results = tool::readResults(documents);
-  for (const auto& [source, problem] : results.unreadable) std::cerr << source << ": " << problem << '\n';
+  for (const auto& [source, problem] : results.unreadable)
+    std::cerr << tool::forTerminal(source) << ": " << problem << '\n';
   return results;
 }
 
@@ -84,7 +91,7 @@ int show(const std::vector<std::string>& documents, bool json, bool csv) {
   } else if (csv) {
     tool::writeCsv(std::cout, results);
   } else {
-    tool::writeTable(std::cout, results, wantsColour());
+    tool::writeTable(std::cout, results, terminal());
   }
   return statusOf(results);
 }
@@ -123,7 +130,7 @@ int main(int argc, char** argv) {
 
   CLI::App* const showCommand = app.add_subcommand("show", "Show inventory and update documents as a table");
   showCommand->footer("Exit status: 0 all documents read, 1 one could not be read, 2 usage.");
-  showCommand->add_option("DOCUMENT", documents, "Result documents")->required();
+  showCommand->add_option("DOCUMENT", documents, "Result documents, - for standard input")->required();
   CLI::Option* const jsonFlag = showCommand->add_flag("--json", json, "Write JSON");
   showCommand->add_flag("--csv", csv, "Write CSV")->excludes(jsonFlag);
   showCommand->callback([&] { command = [&] { return show(documents, json, csv); }; });
@@ -132,7 +139,7 @@ int main(int argc, char** argv) {
       app.add_subcommand("report", "Write a page about inventory and update documents");
   reportCommand->footer(
       "Exit status: 0 all documents read, 1 one could not be read or the page not written, 2 usage.");
-  reportCommand->add_option("DOCUMENT", documents, "Result documents")->required();
+  reportCommand->add_option("DOCUMENT", documents, "Result documents, - for standard input")->required();
   reportCommand->add_option("-o,--output", page, "HTML file to write")->required();
   reportCommand->callback([&] { command = [&] { return report(documents, page); }; });
 

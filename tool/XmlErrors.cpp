@@ -2,6 +2,8 @@
 
 #include <libxml/xmlerror.h>
 
+#include <algorithm>
+
 namespace tool {
 
 namespace {
@@ -13,6 +15,7 @@ void keepFirst(void* data, Error* error) {
   if (first || error->level < XML_ERR_ERROR) return;
   std::string message = error->message == nullptr ? "unknown error" : error->message;
   while (!message.empty() && message.back() == '\n') message.pop_back();
+  std::replace(message.begin(), message.end(), '\n', ' ');
   first = XmlError{error->line, error->int2, message};
 }
 

@@ -8,8 +8,8 @@ namespace tool {
 /// Where and why an XML file is not well-formed.
 struct XmlError {
   long line = 0;
-  long column = 0;  ///< in characters or bytes, as libxml2 counts it; 0 where it tells none
-  std::string message;
+  long column = 0;      ///< in characters or bytes, as libxml2 counts it; 0 where it tells none
+  std::string message;  ///< one line
 };
 
 /// Takes what libxml2 has to say about the files that this thread parses while the object lives; without one

@@ -55,9 +55,9 @@ class Results : public testing::Test {
     return results.unreadable.empty() ? "" : results.unreadable.front().problem;
   }
 
-  static std::string table(const tool::Results& results, bool colour = false) {
+  static std::string table(const tool::Results& results, const tool::Terminal& terminal = {}) {
     std::ostringstream out;
-    tool::writeTable(out, results, colour);
+    tool::writeTable(out, results, terminal);
     return out.str();
   }
 
@@ -123,10 +123,33 @@ TEST_F(Results, ColumnsStayAlignedAndTerminalsSafe) {
       "1 document, 2 records: 2 fine, 0 failed; revisions 1 x 1, 22 x 1\n");
 }
 
+TEST_F(Results, ATableThatIsTooWideBecomesBlocks) {
+  const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
+  const std::string wide = table(results);
+  const std::size_t title = wide.find('\n') + 1;
+  const std::size_t width = wide.find('\n', title) - title;  // the line with the longest message
+  EXPECT_EQ(table(results, {.columns = width}), wide);
+  EXPECT_EQ(table(results, {.columns = width - 1}),
+            "DOCUMENT       1.xml\n"
+            "#              2\n"
+            "OUTCOME        failed\n"
+            "MESSAGE        It broke\n"
+            "\n"
+            "DOCUMENT       1.xml\n"
+            "#              1\n"
+            "OUTCOME        listed\n"
+            "REVISION       R1\n"
+            "NAME           One\n"
+            "SERIAL NUMBER  S1\n"
+            "PCI IDS        f101:a801 f1a0:1001\n"
+            "\n"
+            "1 document, 2 records: 1 fine, 1 failed; revisions R1 x 1\n");
+}
+
 TEST_F(Results, ColourIsUsedOnlyWhenAskedFor) {
   const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
   EXPECT_THAT(table(results), Not(HasSubstr("\033")));
-  EXPECT_THAT(table(results, true), HasSubstr("\033[31m1.xml     2  failed"));
+  EXPECT_THAT(table(results, {.colour = true}), HasSubstr("\033[31m1.xml     2  failed"));
 }
 
 TEST_F(Results, JsonHoldsEverything) {
@@ -151,6 +174,32 @@ TEST_F(Results, CsvQuotesWhatItMust) {
             "1.xml,inventory,1,false,0,,\"Package, \"\"quoted\"\"\",12345,,,,,,,APP,3.1\r\n");
 }
 
+TEST_F(Results, CsvKeepsSpreadsheetsFromRunningValues) {
+  const auto fieldFor = [&](const std::string& name) {
+    std::ostringstream out;
+    tool::writeCsv(out, read({inventory("<Device componentID=\"1\" display=\"" + name +
+                                        "\" ><Application version=\"1\"/></Device>")}));
+    const std::string text = out.str();
+    const std::string before = "1.xml,inventory,1,false,0,,";
+    const std::size_t start = text.find(before) + before.size();
+    return text.substr(start, text.find(",1,,,,,,,", start) - start);
+  };
+  EXPECT_EQ(fieldFor("=1+2"), "'=1+2");
+  EXPECT_EQ(fieldFor("+1"), "'+1");
+  EXPECT_EQ(fieldFor("-1"), "'-1");
+  EXPECT_EQ(fieldFor("@A1,x"), "\"'@A1,x\"");
+  EXPECT_EQ(fieldFor("&#9;x"), "'\tx");
+  EXPECT_EQ(fieldFor("1-2"), "1-2");
+  EXPECT_EQ(fieldFor("two&#10;lines"), "\"two\nlines\"");
+}
+
+TEST_F(Results, TheLikelyCauseIsTold) {
+  EXPECT_THAT(problemOf(inventory("") + update("")),
+              HasSubstr("; it holds two documents, as -i -u writes them"));
+  EXPECT_THAT(problemOf("<SVMInventory><Device"), HasSubstr("; it is cut off, or no result document"));
+  EXPECT_THAT(problemOf(inventory("<Device display=\"&\"/>")), HasSubstr("; mostly a value with &, <, "));
+}
+
 TEST_F(Results, ADocumentThatIsNotWellFormedIsToldWithLineAndColumn) {
   const std::string spoilt =
       inventory(std::string(kDrive) + R"(<Device  display="A & B" ><Application/></Device>)");
@@ -169,7 +218,8 @@ TEST_F(Results, ADocumentThatIsNotWellFormedIsToldWithLineAndColumn) {
 TEST_F(Results, WhatIsNoResultDocumentIsToldSo) {
   EXPECT_THAT(problemOf("<PIEConfig/>"),
               StartsWith("is not a result document: its root element is PIEConfig"));
-  EXPECT_THAT(problemOf(""), StartsWith("not well-formed at line 1, column 1: Document is empty"));
+  EXPECT_EQ(problemOf(""), "is empty");
+  EXPECT_EQ(tool::readResults({m_folder.path()}).unreadable.at(0).problem, "cannot be read: Is a directory");
   EXPECT_THAT(problemOf(inventory("\xFF")), HasSubstr("not proper UTF-8"));
   const tool::Results missing = tool::readResults({"missing.xml"});
   EXPECT_EQ(missing.unreadable.at(0).problem, "cannot be read: No such file or directory");

@@ -28,8 +28,9 @@ class Tool : public testing::Test {
   };
 
   /// Runs the tool with a shell's words as its arguments.
-  static Outcome run(const std::string& arguments, const std::string& command = TOOL_EXECUTABLE) {
-    const int status = std::system((command + " " + arguments + " >out.txt 2>err.txt </dev/null").c_str());
+  static Outcome run(const std::string& arguments, const std::string& command = TOOL_EXECUTABLE,
+                     const std::string& input = "/dev/null") {
+    const int status = std::system((command + " " + arguments + " >out.txt 2>err.txt <" + input).c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile("out.txt"), readFile("err.txt")};
   }
 
@@ -98,6 +99,25 @@ TEST_F(Tool, ShowEndsWithOneWhenADocumentCannotBeRead) {
               AllOf(HasSubstr("good.xml  1  listed"), HasSubstr("; 2 documents unreadable;")));
 }
 
+TEST_F(Tool, ShowFitsTheTerminal) {
+  writeFile("good.xml", kInventory);
+  const auto on = [](const std::string& columns) {
+    return run("", "script -qec 'stty cols " + columns + "; " TOOL_EXECUTABLE " show good.xml' /dev/null")
+        .output;
+  };
+  EXPECT_THAT(on("80"), HasSubstr("good.xml  1  listed   R1"));
+  EXPECT_THAT(on("30"), HasSubstr("REVISION   R1"));
+}
+
+TEST_F(Tool, NamesOfFilesAreNotObeyedByTerminals) {
+  std::filesystem::create_directory("component");
+  writeFile("component/a\033[31mb", "x");
+  ASSERT_EQ(std::system("chmod -R 777 component"), 0);
+  EXPECT_THAT(run("check component").output,
+              AllOf(HasSubstr("component/a.[31mb: may be written by everybody"), Not(HasSubstr("\033"))));
+  EXPECT_THAT(run("show \"$(printf 'a\\033[31mb')\"").complaints, StartsWith("a.[31mb: cannot be read: "));
+}
+
 TEST_F(Tool, ShowUsesColourOnATerminalOnly) {
   writeFile("good.xml", kInventory);
   EXPECT_THAT(run("show good.xml").output, Not(HasSubstr("\033")));
@@ -106,11 +126,15 @@ TEST_F(Tool, ShowUsesColourOnATerminalOnly) {
   EXPECT_THAT(run("", "TERM=xterm NO_COLOR=1 " + onTerminal).output, Not(HasSubstr("\033")));
 }
 
-TEST_F(Tool, ShowReadsFromAPipe) {
+TEST_F(Tool, ShowReadsFromStandardInputAndPipes) {
   writeFile("good.xml", kInventory);
-  const std::string command = std::string("cat good.xml | ") + TOOL_EXECUTABLE + " show /dev/stdin >out.txt";
-  EXPECT_EQ(std::system(command.c_str()), 0);
-  EXPECT_THAT(readFile("out.txt"), HasSubstr("/dev/stdin  1  listed   R1"));
+  EXPECT_THAT(run("show -", TOOL_EXECUTABLE, "good.xml").output, HasSubstr("standard input  1  listed   R1"));
+  ASSERT_EQ(std::system("mkfifo pipe && (cat good.xml >pipe &)"), 0);
+  EXPECT_THAT(run("show pipe").output, HasSubstr("pipe      1  listed   R1"));
+  // The place in a document is shown, though a pipe can be read only once.
+  writeFile("bad.xml", "<SVMInventory lang=\"&\"></SVMInventory>");
+  ASSERT_EQ(std::system("(cat bad.xml >pipe &)"), 0);
+  EXPECT_THAT(run("show pipe").complaints, HasSubstr("\n    <SVMInventory lang=\"&\"></SVMInventory>\n"));
 }
 
 TEST_F(Tool, ReportWritesThePage) {

@@ -1,0 +1,72 @@
+#include "TerminalText.h"
+
+#include <clocale>
+#include <cwchar>
+#include <functional>
+
+namespace tool {
+
+namespace {
+
+/// Documents are UTF-8, whatever the user's locale is. Where the system lacks this one, all but ASCII becomes
+/// dots.
+class Utf8Locale {
+ public:
+  Utf8Locale() : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+    if (m_locale != nullptr) m_before = uselocale(m_locale);
+  }
+  ~Utf8Locale() {
+    if (m_locale == nullptr) return;
+    uselocale(m_before);
+    freelocale(m_locale);
+  }
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+
+ private:
+  locale_t m_locale;
+  locale_t m_before = nullptr;
+};
+
+bool turnsDirection(wchar_t character) {
+  return character == 0x61C || character == 0x200E || character == 0x200F ||
+         (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+}
+
+/// Every character with its columns, -1 for what is not to be shown: a single byte where there is no
+/// character.
+void forEachCharacter(std::string_view text, const std::function<void(std::string_view, int)>& visit) {
+  const Utf8Locale locale;
+  std::mbstate_t state{};
+  while (!text.empty()) {
+    wchar_t character = 0;
+    std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
+    const bool valid = length > 0 && length <= text.size();
+    if (!valid) {
+      length = 1;
+      state = {};
+    }
+    visit(text.substr(0, length), valid && !turnsDirection(character) ? wcwidth(character) : -1);
+    text.remove_prefix(length);
+  }
+}
+
+}  // namespace
+
+std::string forTerminal(std::string_view text) {
+  std::string shown;
+  forEachCharacter(text, [&shown](std::string_view character, int columns) {
+    shown += columns < 0 ? std::string_view(".") : character;
+  });
+  return shown;
+}
+
+std::size_t terminalWidth(std::string_view text) {
+  std::size_t width = 0;
+  forEachCharacter(text, [&width](std::string_view, int columns) {
+    width += columns < 0 ? 1U : static_cast<std::size_t>(columns);
+  });
+  return width;
+}
+
+}  // namespace tool

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tool {
+
+/// `text`, which may hold anything, as one line that a terminal shows and does not obey: control characters,
+/// those that turn the direction of writing, and bytes that are no UTF-8 become dots.
+std::string forTerminal(std::string_view text);
+
+/// How many columns a text from `forTerminal` takes there: an ideograph two, a combining accent none.
+std::size_t terminalWidth(std::string_view text);
+
+}  // namespace tool
