@@ -2,17 +2,19 @@
 
 #include <libxml/parser.h>
 #include <strings.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "LibXml.h"
@@ -113,9 +115,22 @@ class Reading {
         checkName(child);
       }
     }
-    if (!identified) {
+    if (identified) {
+      reportUnusedNames(device);
+    } else {
       report(device, "Device has no PCIInfo", "no drive ever matches it, and its Display is never used",
              "add a PCIInfo with the drive's four ids before the Display");
+    }
+  }
+
+  /// One Display names all of the PCIInfo elements before it, as far as the Display before.
+  void reportUnusedNames(const xmlNode* device) {
+    for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
+      if (!libxml::isNamed(child, "Display") || libxml::firstText(child) == nullptr) continue;
+      if (m_namesTold.contains(child)) continue;
+      report(child, "Display " + inQuotes(libxml::firstText(child)) + " is never used",
+             "no drive is shown under it: there is no PCIInfo between it and the Display or Device before it",
+             "remove it, or move it behind the PCIInfo that it names");
     }
   }
 
@@ -167,6 +182,7 @@ class Reading {
       if (const char* const text = libxml::firstText(sibling)) {
         m_working.displayName = text;
         m_nameLine = xmlGetLineNo(sibling);
+        m_namesTold.insert(sibling);
         return;
       }
       emptyDisplay = sibling;
@@ -180,6 +196,7 @@ class Reading {
       report(emptyDisplay, "Display is empty", consequence,
              "give the Display the drive's marketing name as its text");
     } else if (const xmlNode* const before = libxml::firstChildNamed(pciInfo->parent, "Display")) {
+      m_namesTold.insert(before);
       report(before, "Display stands before its PCIInfo (" + onLine(xmlGetLineNo(pciInfo)) + ")", consequence,
              "move the Display behind the last PCIInfo that it names");
     } else {
@@ -280,27 +297,43 @@ class Reading {
   std::array<long, kIds.size()> m_idLines{};  // where each id of m_working was written, 0: nowhere yet
   long m_nameLine = 0;                        // likewise for its name
   std::map<std::string, Named> m_named;       // by identity: the last entry so far
+  std::set<const xmlNode*> m_namesTold;       // the Displays that name an entry, or were reported
   Descriptor m_descriptor;
 };
 
 constexpr char kNoNames[] = "every drive is shown without a name; nothing reports it";
+constexpr char kNoNamesButNoise[] =
+    "every drive is shown without a name; only libxml2 complains, on standard error, for every drive twice";
+
+/// Why nothing can be read from `file`, as nothing is where there is.
+std::optional<Finding> unreadable(const std::filesystem::path& file) {
+  constexpr char kRemedy[] = "put package.xml into the component folder, readable for the component";
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(file, error);
+  if (std::filesystem::is_directory(status))
+    return Finding{file, 0, "descriptor is a folder", kNoNamesButNoise, kRemedy};
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    return Finding{file, 0, "descriptor is not a regular file",
+                   "what a run reads from it is not a package's; from a pipe it waits, maybe for ever",
+                   kRemedy};
+  }
+  if (access(file.c_str(), R_OK) == 0) return std::nullopt;
+  return Finding{file, 0, std::string("descriptor cannot be read: ") + std::strerror(errno), kNoNames,
+                 kRemedy};
+}
 
 }  // namespace
 
 Descriptor checkDescriptor(const std::filesystem::path& file) {
-  if (!std::ifstream(file).is_open()) {
-    return {
-        .findings = {{file, 0, std::string("descriptor cannot be read: ") + std::strerror(errno), kNoNames,
-                      "put package.xml into the component folder, readable for the component"}}};
-  }
+  if (const std::optional<Finding> finding = unreadable(file)) return {.findings = {*finding}};
   const XmlErrors errors;
   // The options make the tree that the component's own parsing makes, and keep line numbers besides.
   const libxml::Owned<xmlDoc> document(
       xmlReadFile(file.c_str(), nullptr, XML_PARSE_NOBLANKS | XML_PARSE_NONET | XML_PARSE_BIG_LINES));
   if (document == nullptr) {
     const XmlError error = errors.first().value_or(XmlError{0, 0, "it cannot be parsed"});
-    return {.findings = {{file, error.line, "descriptor is not well-formed: " + error.message, kNoNames,
-                          "mend the XML; xmllint shows the place as well"}}};
+    return {.findings = {{file, error.line, "descriptor is not well-formed: " + error.message,
+                          kNoNamesButNoise, "mend the XML; xmllint shows the place as well"}}};
   }
   return Reading(file, document.get()).run();
 }

@@ -84,8 +84,10 @@ struct Elf64 {
 template <class Elf>
 class Image {
  public:
-  Image(const Bytes& bytes, bool executable) : m_bytes(bytes) {
+  Image(const Bytes& bytes, bool executable)
+      : m_bytes(bytes), m_namesLeft(kNamesAByte * (bytes.size() + kNamesAtLeast)) {
     const auto header = bytes.at<typename Elf::Header>(0);
+    checkSystem(header);
     if (header.e_type == ET_EXEC && !executable) throw Refusal("is an executable, not a library");
     if (header.e_type != ET_DYN && header.e_type != ET_EXEC) throw Refusal("is not a shared library");
     if (header.e_phentsize != sizeof(typename Elf::Segment)) throw Refusal("is damaged: no program headers");
@@ -104,6 +106,7 @@ class Image {
     for (const auto tag : {DT_RUNPATH, DT_RPATH}) {
       if (file.searchPath.empty() && find(tag) != nullptr) file.searchPath = name(value(tag));
     }
+    readVersions(file);
     if (find(DT_SYMTAB) == nullptr) return;
     const std::uint64_t symbols = fileOffset(value(DT_SYMTAB));
     const std::uint64_t count = symbolCount();
@@ -113,6 +116,19 @@ class Image {
   }
 
  private:
+  /// What no library's names come to, in bytes, for every byte of its file; damaged ones may share theirs.
+  static constexpr std::uint64_t kNamesAByte = 64;
+  static constexpr std::uint64_t kNamesAtLeast = 4096;
+
+  static void checkSystem(const typename Elf::Header& header) {
+    if (header.e_ident[EI_VERSION] != EV_CURRENT || header.e_version != EV_CURRENT)
+      throw Refusal("has an unknown ELF version");
+    const unsigned char system = header.e_ident[EI_OSABI];
+    if (system != ELFOSABI_SYSV && system != ELFOSABI_GNU) throw Refusal("is for another operating system");
+    if (system == ELFOSABI_SYSV && header.e_ident[EI_ABIVERSION] != 0)
+      throw Refusal("is for another binary interface of the system");
+  }
+
   void readSegments(std::uint64_t offset, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
       const auto segment = m_bytes.at<typename Elf::Segment>(offset + i * sizeof(typename Elf::Segment));
@@ -164,7 +180,41 @@ class Image {
     const std::uint64_t table = fileOffset(value(DT_STRTAB));
     const std::uint64_t size = value(DT_STRSZ);
     if (index >= size) throw Refusal("is damaged: a name in it lies outside its table of names");
-    return m_bytes.text(table + index, table + size);
+    std::string text = m_bytes.text(table + index, table + size);
+    const std::uint64_t cost = text.size() + sizeof(text);
+    if (cost > m_namesLeft) throw Refusal("is damaged: its names are longer than the file can hold");
+    m_namesLeft -= cost;
+    return text;
+  }
+
+  /// The records are alike in both widths.
+  void readVersions(ElfFile& file) const {
+    forEachLinked<Elf64_Verneed>(DT_VERNEED, &Elf64_Verneed::vn_next, [&](const auto& library, auto place) {
+      std::set<std::string>& versions = file.neededVersions[name(library.vn_file)];
+      place += library.vn_aux;
+      for (unsigned i = 0; i < library.vn_cnt; ++i) {
+        const auto version = m_bytes.at<Elf64_Vernaux>(place);
+        std::string text = name(version.vna_name);
+        if ((version.vna_flags & VER_FLG_WEAK) == 0) versions.insert(std::move(text));
+        place += version.vna_next;
+      }
+    });
+    forEachLinked<Elf64_Verdef>(DT_VERDEF, &Elf64_Verdef::vd_next, [&](const auto& version, auto place) {
+      file.versions.insert(name(m_bytes.at<Elf64_Verdaux>(place + version.vd_aux).vda_name));
+    });
+  }
+
+  /// Every record of a list whose records say how far away the next one is, 0 for the last.
+  template <class Record, class Next, class Visit>
+  void forEachLinked(std::int64_t tag, Next next, const Visit& visit) const {
+    if (find(tag) == nullptr) return;
+    std::uint64_t place = fileOffset(value(tag));
+    for (;;) {
+      const auto record = m_bytes.at<Record>(place);
+      visit(record, place);
+      if (record.*next == 0) return;
+      place += record.*next;
+    }
   }
 
   /// The table of symbols does not say how many there are; the tables to look them up by do.
@@ -213,6 +263,7 @@ class Image {
   }
 
   const Bytes& m_bytes;
+  mutable std::uint64_t m_namesLeft;  // so that damage ends the reading
   std::vector<typename Elf::Segment> m_load;
   std::optional<typename Elf::Segment> m_dynamicSegment;
   std::vector<typename Elf::Dynamic> m_dynamic;

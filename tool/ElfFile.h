@@ -38,12 +38,15 @@ struct ElfFile {
   std::set<std::string> imports{};        ///< what must be bound for the file to load
   std::vector<std::string> needed{};      ///< the libraries that it asks for, by name
   std::string searchPath{};               ///< its own folders to look for them in, between colons
+
+  std::set<std::string> versions{};  ///< that its symbols have, as "GLIBC_2.36"; none without versions
+  std::map<std::string, std::set<std::string>> neededVersions{};  ///< by library: those that it must have
 };
 
-/// Reads a file's bytes. Anything is fair input: every offset in the file is checked before it is followed.
-/// False, with the reason in `file.refusal`, when the bytes are no ELF file at all; true with a reason there
-/// when they are one that would not load as a library. An executable is read in full when `executable` is
-/// set.
+/// Reads a file's bytes. Anything is fair input: every offset in the file is checked before it is followed,
+/// and time and memory stay in proportion to its size. False, with the reason in `file.refusal`, when the
+/// bytes are no ELF file at all; true with a reason there when they are one that would not load as a library.
+/// An executable is read in full when `executable` is set.
 bool readElf(std::span<const std::byte> bytes, bool executable, ElfFile& file);
 
 /// Likewise for the file at `path`, which is mapped, not read.

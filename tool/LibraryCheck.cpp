@@ -1,10 +1,13 @@
 #include "LibraryCheck.h"
 
 #include <glob.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -26,8 +29,12 @@ constexpr std::array<const char*, 3> kEntryPoints{"NVMEDiscoverDrives", "NVMEGet
 
 constexpr char kNothingWorks[] =
     "an inventory is an empty document with exit status 0, an update ends with exit status 1";
+/// The loader passes over what is not there, and over libraries of other machines.
 constexpr char kOtherLibrary[] =
     "a libnvme.so on the loader's search path is opened instead, be it an unrelated one; without one ";
+/// It stops at the first of the others that it cannot load, and this one lies beside the executable.
+constexpr char kNoOtherLibrary[] =
+    "the loader looks no further than here, but for the folders of LD_LIBRARY_PATH: without a libnvme.so there ";
 
 std::vector<fs::path> split(const std::string& folders) {
   std::vector<fs::path> list;
@@ -84,10 +91,13 @@ class LoadScope {
   /// Takes in a file of `folder` and all that it needs, however indirectly.
   void add(const ElfFile& file, const fs::path& folder) {
     m_exports.insert(file.exports.begin(), file.exports.end());
+    for (const auto& [library, versions] : file.neededVersions)
+      m_neededVersions[library].insert(versions.begin(), versions.end());
     for (const std::string& name : file.needed) {
       if (!m_loaded.insert(name).second) continue;
       ElfFile library;
       if (const auto path = find(name, file, folder, library)) {
+        m_versions[name] = library.versions;
         add(library, path->parent_path());
       } else {
         m_missing.push_back(name);
@@ -97,6 +107,20 @@ class LoadScope {
 
   const std::vector<std::string>& missing() const { return m_missing; }
   const std::map<std::string, bool>& exports() const { return m_exports; }
+
+  /// Versions of symbols that a library is to have and has not, as "GLIBC_2.38 of libc.so.6".
+  std::vector<std::string> missingVersions() const {
+    std::vector<std::string> list;
+    for (const auto& [library, needed] : m_neededVersions) {
+      const auto loaded = m_versions.find(library);
+      // The loader only warns of a library without any versions.
+      if (loaded == m_versions.end() || loaded->second.empty()) continue;
+      for (const std::string& version : needed) {
+        if (!loaded->second.contains(version)) list.push_back(version + " of " + library);
+      }
+    }
+    return list;
+  }
 
  private:
   std::optional<fs::path> find(const std::string& name, const ElfFile& user, const fs::path& folder,
@@ -132,6 +156,8 @@ class LoadScope {
   std::map<std::string, bool> m_exports;
   std::set<std::string> m_loaded;
   std::vector<std::string> m_missing;
+  std::map<std::string, std::set<std::string>> m_versions;        // by library: those that it has
+  std::map<std::string, std::set<std::string>> m_neededVersions;  // likewise: those that others need
 };
 
 class Inspection {
@@ -146,14 +172,19 @@ class Inspection {
     if (!fs::exists(m_path, error)) {
       report("drive library is missing", std::string(kOtherLibrary) + kNothingWorks,
              "put the drive maker's library into the component folder under this name");
+    } else if (access(m_path.c_str(), R_OK) != 0) {
+      report(std::string("drive library cannot be read: ") + std::strerror(errno),
+             std::string(kOtherLibrary) + kNothingWorks, "chmod a+r " + m_path.string());
     } else if (!readElf(m_path, false, m_library)) {
-      reportRefusal(m_library.refusal);
+      reportRefusal(m_library.refusal, kNoOtherLibrary);
     } else if (m_library.architecture != m_process.architecture) {
       reportRefusal("is for " + m_library.architecture.name() + ", while " +
-                    (m_hasExecutable ? "nvmepcissd" : "this machine") + " is " +
-                    m_process.architecture.name());
+                        (m_hasExecutable ? "nvmepcissd" : "this machine") + " is " +
+                        m_process.architecture.name(),
+                    m_library.architecture.byteOrder == m_process.architecture.byteOrder ? kOtherLibrary
+                                                                                         : kNoOtherLibrary);
     } else if (!m_library.refusal.empty()) {
-      reportRefusal(m_library.refusal);
+      reportRefusal(m_library.refusal, kNoOtherLibrary);
     } else {
       checkBindings();
     }
@@ -165,8 +196,8 @@ class Inspection {
     m_findings.push_back({m_path, 0, std::move(problem), std::move(atRunTime), std::move(remedy)});
   }
 
-  void reportRefusal(const std::string& reason) {
-    report("drive library cannot be loaded: it " + reason, std::string(kOtherLibrary) + kNothingWorks,
+  void reportRefusal(const std::string& reason, const std::string& consequence) {
+    report("drive library cannot be loaded: it " + reason, consequence + kNothingWorks,
            "ship the drive maker's library for the servers' architecture, whole and unchanged");
   }
 
@@ -178,12 +209,18 @@ class Inspection {
     for (const std::string& name : own.missing()) {
       report(
           "drive library cannot be loaded: " + name + ", which it needs, is not on the loader's search path",
-          std::string(kOtherLibrary) + kNothingWorks,
+          std::string(kNoOtherLibrary) + kNothingWorks,
           "install " + name +
               " on the servers; beside the drive library it is found only when the latter was "
               "linked with the run path $ORIGIN");
     }
-    if (own.missing().empty()) reportUnbound(own, process);
+    for (const std::string& version : own.missingVersions()) {
+      report("drive library cannot be loaded: it was linked for " + version + ", which is older here",
+             std::string(kNoOtherLibrary) + kNothingWorks,
+             "have the library built for the oldest system that it is to run on; check on one of the servers "
+             "when they are newer than this machine");
+    }
+    if (own.missing().empty() && own.missingVersions().empty()) reportUnbound(own, process);
     for (const char* const name : kEntryPoints) checkEntryPoint(name, own.exports());
   }
 
@@ -193,7 +230,8 @@ class Inspection {
       if (own.exports().contains(name) || process.exports().contains(name)) continue;
       report("drive library cannot be loaded: " + name +
                  ", which it uses, is in none of the libraries that it needs",
-             std::string(kOtherLibrary) + kNothingWorks, "have the library linked with what defines " + name);
+             std::string(kNoOtherLibrary) + kNothingWorks,
+             "have the library linked with what defines " + name);
     }
   }
 

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <system_error>
 #include <utility>
@@ -21,10 +23,9 @@ void append(Findings& all, Findings more) {
   all.insert(all.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
-/// The names in a folder, sorted; empty when it cannot be read.
-std::vector<std::string> namesIn(const fs::path& folder) {
+/// The names in a folder, sorted; none, with `error` set, when it cannot be read.
+std::vector<std::string> namesIn(const fs::path& folder, std::error_code& error) {
   std::vector<std::string> names;
-  std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     names.push_back(entry->path().filename());
   }
@@ -47,7 +48,8 @@ Findings checkPayload(const fs::path& folder) {
   if (!fs::is_directory(payload, error))
     return {{payload, 0, "payload folder is missing", kRefused, kRemedy}};
 
-  const std::vector<std::string> names = namesIn(payload);
+  const std::vector<std::string> names = namesIn(payload, error);
+  if (error) return {{payload, 0, "payload folder cannot be read: " + error.message(), kRefused, kRemedy}};
   if (names.empty()) return {{payload, 0, "payload folder is empty", kRefused, kRemedy}};
   if (names.size() > 1) {
     return {
@@ -62,6 +64,11 @@ Findings checkPayload(const fs::path& folder) {
   }
   if (fs::file_size(file, error) == 0) {
     return {{file, 0, "payload is empty", "the drive library is told to flash an empty file", kRemedy}};
+  }
+  if (access(file.c_str(), R_OK) != 0) {
+    return {{file, 0, std::string("payload cannot be read: ") + std::strerror(errno),
+             "the drive library is told to flash a file that it cannot read, unless it runs as root",
+             "chmod a+r " + file.string()}};
   }
   return {};
 }
@@ -105,7 +112,7 @@ Findings checkInstallScript(const fs::path& folder) {
 Findings checkFolderName(const fs::path& folder) {
   std::error_code error;
   const std::string path = fs::canonical(folder, error);
-  const std::size_t place = path.find_first_of(" \t\n'\"\\$`&|;<>()*?[");
+  const std::size_t place = path.find_first_of(" \t\n'\"\\$`&|;<>()*?[{");
   if (place == std::string::npos) return {};
   return {
       {folder, 0, std::string("the folder's path holds the character '") + path[place] + "'",
@@ -114,9 +121,19 @@ Findings checkFolderName(const fs::path& folder) {
        "use a path of letters, digits, '-', '_', '.' and '/'"}};
 }
 
+/// What lies beside the executable is looked for beside the file that a link leads to.
+Findings checkExecutable(const fs::path& folder) {
+  const fs::path executable = folder / "nvmepcissd";
+  std::error_code error;
+  if (!fs::is_symlink(executable, error)) return {};
+  return {{executable, 0, "the executable is a link",
+           "payload/ and librbkl.so.0 are looked for beside the file that it leads to, not in this folder",
+           "put the executable itself into the component folder"}};
+}
+
 Findings checkMarker(const fs::path& folder) {
   const fs::path marker = folder / "enabledebug.txt";
-  if (!std::ifstream(marker).is_open()) return {};
+  if (access(marker.c_str(), R_OK) != 0) return {};
   return {
       {marker, 0, "marker file for the debug log was left in place",
        "every run with a drive empties and writes baseutils.log in the working directory, and a log asked for "
@@ -124,35 +141,58 @@ Findings checkMarker(const fs::path& folder) {
        "remove the file before the package is shipped"}};
 }
 
-/// Whoever may write a file here decides what the component, which mostly runs as root, loads and runs.
-Findings checkPermissions(const fs::path& folder) {
-  Findings findings;
-  const auto check = [&findings](const fs::path& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return;
-    const bool everybody = (status.st_mode & S_IWOTH) != 0;
-    findings.push_back({path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
-                        "who may write here decides what the component reads, loads or runs, mostly as root",
-                        "chmod go-w " + path.filename().string()});
-  };
-  check(folder);
-  std::vector<fs::path> paths;
-  std::error_code error;
-  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    paths.push_back(entry->path());
+/// Goes through a folder and what lies in it: whoever may write something there decides what the component,
+/// which mostly runs as root, loads and runs.
+class PermissionCheck {
+ public:
+  explicit PermissionCheck(const fs::path& folder) : m_folder(folder) {}
+
+  Findings run() {
+    visit(m_folder);
+    return std::move(m_findings);
   }
-  std::sort(paths.begin(), paths.end());
-  std::for_each(paths.begin(), paths.end(), check);
-  return findings;
+
+ private:
+  void visit(const fs::path& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return;  // a link to nowhere, which nobody can write to
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+      const bool everybody = (status.st_mode & S_IWOTH) != 0;
+      m_findings.push_back(
+          {path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
+           "who may write here decides what the component reads, loads or runs, mostly as root",
+           "chmod go-w " + path.string()});
+    }
+    // Links lead anywhere; but what payload/ holds is used in any case.
+    std::error_code error;
+    if (S_ISDIR(status.st_mode) && (!fs::is_symlink(path, error) || path == m_folder / "payload"))
+      visitEntries(path);
+  }
+
+  void visitEntries(const fs::path& folder) {
+    std::error_code error;
+    for (const std::string& name : namesIn(folder, error)) visit(folder / name);
+    if (error) {
+      m_findings.push_back({folder, 0, "cannot be looked into: " + error.message(),
+                            "unknown: nothing in it was checked",
+                            "check the package as a user who may read it"});
+    }
+  }
+
+  fs::path m_folder;
+  Findings m_findings;
+};
+
+Findings checkPermissions(const fs::path& folder) {
+  return PermissionCheck(folder).run();
 }
 
 }  // namespace
 
 Findings checkPackage(const fs::path& folder) {
   Findings findings = checkDescriptor(folder / "package.xml").findings;
-  for (const auto check :
-       {checkPayload, checkLibrary, checkInstallScript, checkFolderName, checkMarker, checkPermissions}) {
+  for (const auto check : {checkPayload, checkLibrary, checkInstallScript, checkExecutable, checkFolderName,
+                           checkMarker, checkPermissions}) {
     append(findings, check(folder));
   }
   return findings;

@@ -66,6 +66,11 @@ TEST_F(DescriptorCheck, AFileThatIsMissingOrMalformedIsOneFinding) {
   EXPECT_THAT(problems("<SoftwareComponent>\n<SupportedDevices>\n</SoftwareComponent>"),
               ElementsAre(HasSubstr("3: descriptor is not well-formed: Opening and ending tag mismatch")));
   EXPECT_THAT(problems(""), ElementsAre(HasSubstr("descriptor is not well-formed: Document is empty")));
+  std::filesystem::remove(m_folder / "package.xml");
+  std::filesystem::create_directory(m_folder / "package.xml");
+  const tool::Descriptor folder = tool::checkDescriptor(m_folder / "package.xml");
+  ASSERT_EQ(folder.findings.size(), 1U);
+  EXPECT_EQ(folder.findings[0].problem, "descriptor is a folder");
 }
 
 TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
@@ -85,6 +90,17 @@ TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
       {"Display first",
        device(display + "\n" + pciInfo()),
        {"3: Display stands before its PCIInfo (line 4)"}},
+      {"two names",
+       device(pciInfo() + display + "<Display>Two</Display>"),
+       {"4: Display \"Two\" is never used"}},
+      {"a name before and behind",
+       device("<Display>Zero</Display>" + pciInfo() + display),
+       {"3: Display \"Zero\" is never used"}},
+      {"a name for each",
+       device(pciInfo() + display +
+              pciInfo(R"(deviceID="a802" subDeviceID="1" vendorID="f101" subVendorID="f1a0")") +
+              "<Display>Two</Display>"),
+       {"4: subDeviceID=\"1\" has less than four digits"}},
       {"empty Display", device(pciInfo() + "<Display></Display>"), {"4: Display is empty"}},
       {"blank Display", device(pciInfo() + "<Display>  </Display>"), {"4: Display is empty but for blanks"}},
       {"no Display", device(pciInfo()), {"3: PCIInfo has no Display behind it in its Device"}},

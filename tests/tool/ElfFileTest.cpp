@@ -3,6 +3,7 @@
 #include <elf.h>
 #include <gmock/gmock.h>
 
+#include <array>
 #include <cstring>
 
 #include "TestSupport.h"
@@ -54,6 +55,15 @@ TEST(ElfFile, ImportsAndDataAreToldFromFunctions) {
               Contains(Pair("NVMEUpdateFirmware", false)));
 }
 
+TEST(ElfFile, VersionsAreToldOnBothSides) {
+  EXPECT_THAT(read(readFile(kLibraries / "versioned.so")).file.neededVersions["libversioned_helper.so"],
+              testing::ElementsAre("HELPER_2"));
+  EXPECT_THAT(read(readFile(kLibraries / "newer" / "libversioned_helper.so")).file.versions,
+              Contains("HELPER_2"));
+  EXPECT_THAT(read(readFile(kLibraries / "older" / "libversioned_helper.so")).file.versions,
+              testing::AllOf(Contains("HELPER_1"), Not(Contains("HELPER_2"))));
+}
+
 TEST(ElfFile, AnExecutableIsRefusedAsALibraryAndReadAsAnExecutable) {
   const std::string bytes = readFile(COMPONENT_EXECUTABLE);
   EXPECT_EQ(read(bytes).file.refusal, "is an executable, not a library");
@@ -100,6 +110,12 @@ TEST(ElfFile, RefusalsAreThoseOfTheLoader) {
        "is damaged"},
       {"odd segments", withField<std::uint16_t>(whole, offsetof(Elf64_Ehdr, e_phentsize), 1),
        "no program headers"},
+      {"another ELF version", withField<unsigned char>(whole, EI_VERSION, 2), "unknown ELF version"},
+      {"another header version", withField<std::uint32_t>(whole, offsetof(Elf64_Ehdr, e_version), 2),
+       "unknown ELF version"},
+      {"another system", withField<unsigned char>(whole, EI_OSABI, ELFOSABI_FREEBSD),
+       "another operating system"},
+      {"another interface", withField<unsigned char>(whole, EI_ABIVERSION, 1), "another binary interface"},
       {"half a file", whole.substr(0, whole.find("NVMEDiscoverDrives")), "is cut off"},
   };
   for (const Case& c : cases) {
@@ -107,6 +123,40 @@ TEST(ElfFile, RefusalsAreThoseOfTheLoader) {
     EXPECT_THAT(read(c.bytes).file.refusal, HasSubstr(c.refusal)) << c.what;
     EXPECT_THAT(read(c.bytes).file.exports, IsEmpty()) << c.what;
   }
+}
+
+/// A file whose symbols all are named after one long text, each with one character less than the one before.
+TEST(ElfFile, NamesThatShareTheirBytesEndTheReading) {
+  constexpr std::size_t kSymbols = 20000;
+  constexpr std::size_t kName = 400000;
+  struct Layout {
+    Elf64_Ehdr header;
+    std::array<Elf64_Phdr, 2> segments;
+    std::array<Elf64_Dyn, 5> dynamic;
+    std::array<std::uint32_t, 2> hash;
+  } layout{};
+  const std::size_t symbols = sizeof(Layout);
+  const std::size_t names = symbols + kSymbols * sizeof(Elf64_Sym);
+  std::memcpy(&layout.header, library().data(), sizeof(layout.header));
+  layout.header.e_phoff = offsetof(Layout, segments);
+  layout.header.e_phnum = 2;
+  layout.segments[0].p_type = PT_LOAD;
+  layout.segments[0].p_filesz = names + kName;
+  layout.segments[1] = {PT_DYNAMIC, 0, offsetof(Layout, dynamic), 0, 0, sizeof(layout.dynamic), 0, 0};
+  layout.dynamic = {{{DT_HASH, {offsetof(Layout, hash)}},
+                     {DT_SYMTAB, {symbols}},
+                     {DT_STRTAB, {names}},
+                     {DT_STRSZ, {kName}},
+                     {DT_NULL, {0}}}};
+  layout.hash = {0, kSymbols};
+  std::string file(names + kName, 'x');
+  file.back() = '\0';
+  std::memcpy(file.data(), &layout, sizeof(layout));
+  for (std::size_t i = 0; i < kSymbols; ++i) {
+    const Elf64_Sym symbol{static_cast<Elf64_Word>(i), ELF64_ST_INFO(STB_GLOBAL, STT_FUNC), 0, 1, 0, 0};
+    std::memcpy(file.data() + symbols + i * sizeof(symbol), &symbol, sizeof(symbol));
+  }
+  EXPECT_EQ(read(file).file.refusal, "is damaged: its names are longer than the file can hold");
 }
 
 /// Nothing is asserted but that reading ends: the sanitizers watch every access.

@@ -1,5 +1,6 @@
 #include "PackageCheck.h"
 
+#include <elf.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -42,6 +43,13 @@ class PackageCheck : public testing::Test {
   void write(const std::string& name, const std::string& content) {
     writeFile(folder() / name, content);
     setMode(name, 0644);
+  }
+
+  /// What the one finding says of the run.
+  std::string atRunTime() const {
+    const tool::Findings findings = tool::checkPackage(folder());
+    EXPECT_EQ(findings.size(), 1U);
+    return findings.empty() ? "" : findings.front().atRunTime;
   }
 
   /// "file: problem" of every finding, the file as seen from the folder.
@@ -106,6 +114,41 @@ TEST_F(PackageCheck, ALibraryThatTheLoaderRefusesIsFound) {
               ElementsAre("libnvme.so: drive library cannot be loaded: it is an executable, not a library"));
 }
 
+/// The loader passes over libraries of other machines and stops at those that it cannot load.
+TEST_F(PackageCheck, AnotherLibraryIsOpenedOnlyInPlaceOfOneThatIsPassedOver) {
+  const std::string bytes = readFile(folder() / "libnvme.so");
+  const auto outcomeWith = [&](std::size_t place, char value) {
+    std::string changed = bytes;
+    changed[place] = value;
+    write("libnvme.so", changed);
+    return atRunTime();
+  };
+  constexpr std::size_t kMachine = 18;
+  EXPECT_THAT(outcomeWith(EI_CLASS, ELFCLASS32),
+              StartsWith("a libnvme.so on the loader's search path is opened"));
+  EXPECT_THAT(outcomeWith(kMachine, '\xB7'),
+              StartsWith("a libnvme.so on the loader's search path is opened"));
+  constexpr std::size_t kFatal[] = {EI_MAG1, EI_DATA, EI_VERSION, EI_OSABI};
+  for (const std::size_t place : kFatal)
+    EXPECT_THAT(outcomeWith(place, '\x02'), StartsWith("the loader looks no further than here")) << place;
+  useLibrary("needy.so");
+  EXPECT_THAT(atRunTime(), StartsWith("the loader looks no further than here"));
+  fs::remove(folder() / "libnvme.so");
+  EXPECT_THAT(atRunTime(), StartsWith("a libnvme.so on the loader's search path is opened"));
+}
+
+TEST_F(PackageCheck, ALibraryForANewerSystemIsFound) {
+  useLibrary("versioned.so");
+  fs::copy_file(kLibraries / "newer" / "libversioned_helper.so", folder() / "libversioned_helper.so");
+  setMode("libversioned_helper.so", 0644);
+  EXPECT_THAT(problems(), IsEmpty());
+  fs::copy_file(kLibraries / "older" / "libversioned_helper.so", folder() / "libversioned_helper.so",
+                fs::copy_options::overwrite_existing);
+  EXPECT_THAT(problems(),
+              ElementsAre("libnvme.so: drive library cannot be loaded: it was linked for HELPER_2 of "
+                          "libversioned_helper.so, which is older here"));
+}
+
 TEST_F(PackageCheck, TheLibraryIsMeasuredAgainstTheExecutableInTheFolder) {
   std::string executable = readFile(COMPONENT_EXECUTABLE);
   executable[18] = static_cast<char>(0xB7);
@@ -133,6 +176,11 @@ TEST_F(PackageCheck, WhatTheLibraryNeedsMustBeFoundToo) {
   unsetenv("LD_LIBRARY_PATH");
 }
 
+TEST_F(PackageCheck, AnExecutableThatIsALinkIsFound) {
+  fs::create_symlink(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");
+  EXPECT_THAT(problems(), Contains("nvmepcissd: the executable is a link"));
+}
+
 TEST_F(PackageCheck, TheInstallScriptMustBeThereAndExecutable) {
   setMode("fwkitinstall.sh", 0644);
   EXPECT_THAT(problems(), ElementsAre("fwkitinstall.sh: install script is not executable"));
@@ -151,6 +199,18 @@ TEST_F(PackageCheck, TheMarkerFileIsNotToBeShipped) {
   EXPECT_THAT(problems(), ElementsAre("enabledebug.txt: marker file for the debug log was left in place"));
 }
 
+/// Opening a pipe waits for somebody at its other end.
+TEST_F(PackageCheck, PipesAreNotOpened) {
+  for (const char* const name : {"package.xml", "libnvme.so", "fwkitinstall.sh", "enabledebug.txt"}) {
+    fs::remove(folder() / name);
+    ASSERT_EQ(mkfifo((folder() / name).c_str(), 0644), 0) << name;
+  }
+  EXPECT_THAT(problems(), ElementsAre("package.xml: descriptor is not a regular file",
+                                      "libnvme.so: drive library cannot be loaded: it is not a regular file",
+                                      "fwkitinstall.sh: install script is not a regular file",
+                                      "enabledebug.txt: marker file for the debug log was left in place"));
+}
+
 TEST_F(PackageCheck, WhatOthersMayWriteIsFound) {
   setMode("payload/firmware.bin", 0666);
   setMode("libnvme.so", 0664);
@@ -158,6 +218,17 @@ TEST_F(PackageCheck, WhatOthersMayWriteIsFound) {
   EXPECT_THAT(problems(),
               ElementsAre(".: may be written by everybody", "libnvme.so: may be written by its group",
                           "payload/firmware.bin: may be written by everybody"));
+}
+
+TEST_F(PackageCheck, ThePayloadIsLookedAtThroughLinksAndOtherLinksAreNotFollowed) {
+  const fs::path elsewhere = m_scratch.path() / "elsewhere";
+  fs::rename(folder() / "payload", elsewhere);
+  ASSERT_EQ(chmod((elsewhere / "firmware.bin").c_str(), 0666), 0);
+  fs::create_directory_symlink(elsewhere, folder() / "payload");
+  fs::create_directory_symlink(elsewhere, folder() / "more");
+  fs::create_directory_symlink("..", folder() / "round");
+  fs::create_symlink("nowhere", folder() / "dangling");
+  EXPECT_THAT(problems(), ElementsAre("payload/firmware.bin: may be written by everybody"));
 }
 
 TEST_F(PackageCheck, AFolderThatTheShellWouldTakeApartIsFound) {
