@@ -11,8 +11,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <ostream>
+#include <set>
 #include <system_error>
+
+#include "DocumentSchemas.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -182,7 +186,34 @@ Outcome ComponentFolder::run(const std::vector<std::string>& arguments) const {
     ::_exit(kNotStarted);
   }
   const int exitStatus = exitStatusOf(child);
-  return {exitStatus, readFile(output), readFile(errors)};
+  Outcome outcome{exitStatus, readFile(output), readFile(errors)};
+  checkDocuments(writtenDocuments(arguments, outcome.standardOutput));
+  return outcome;
+}
+
+/// Those on standard output, and those in the file after -o, which may be a relative name in either folder.
+std::vector<std::string> ComponentFolder::writtenDocuments(const std::vector<std::string>& arguments,
+                                                           const std::string& standardOutput) const {
+  std::vector<std::string> documents = documentsIn(standardOutput);
+  const auto option = std::find(arguments.rbegin(), arguments.rend(), "-o");
+  if (option == arguments.rbegin() || option == arguments.rend()) return documents;
+  const std::string& name = *std::prev(option);
+  for (const fs::path& file : std::set<fs::path>{settings.workingFolder / name, m_path / name}) {
+    if (!fs::is_regular_file(file)) continue;
+    for (std::string& document : documentsIn(readFile(file))) documents.push_back(std::move(document));
+  }
+  return documents;
+}
+
+void ComponentFolder::checkDocuments(const std::vector<std::string>& documents) const {
+  for (const std::string& document : documents) {
+    const DocumentVerdict verdict = validate(document);
+    if (settings.breaksDocuments) {
+      EXPECT_FALSE(verdict.isWellFormed) << document << " is well-formed";
+    } else {
+      EXPECT_EQ(verdict.complaint, "") << document;
+    }
+  }
 }
 
 std::vector<std::string> ComponentFolder::recorded(std::string_view name) const {

@@ -63,10 +63,13 @@ class ComponentFolder {
     std::map<std::string, std::string> environment;  ///< all of it, PATH and the sanitizers' options aside
     bool isPrivileged = true;  ///< false: the permissions of files bind, also when the tests run as root
     bool mayLeak = false;      ///< true: the leak sanitizer does not look
+    /// True: values that are not escaped are to make every document of a run not well-formed. Otherwise each
+    /// of them is to be as its schema describes it.
+    bool breaksDocuments = false;
   };
   Settings settings;
 
-  /// Runs the program to its end.
+  /// Runs the program to its end, and holds the documents that it wrote against their schemas.
   Outcome run(const std::vector<std::string>& arguments) const;
 
   /// What the stand-ins were asked, one call a line (tabs between its parts), and since the last
@@ -85,6 +88,9 @@ class ComponentFolder {
   static std::vector<std::string> namesIn(const std::filesystem::path& folder);
 
  private:
+  std::vector<std::string> writtenDocuments(const std::vector<std::string>& arguments,
+                                            const std::string& standardOutput) const;
+  void checkDocuments(const std::vector<std::string>& documents) const;
   std::vector<std::string> recorded(std::string_view name) const;
   std::filesystem::path record(std::string_view name) const { return m_root / "records" / name; }
 

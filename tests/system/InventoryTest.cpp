@@ -88,6 +88,7 @@ struct DriveCase {
   const char* name;
   json changes;
   std::string fragment;
+  bool breaksDocuments = false;
 };
 
 void PrintTo(const DriveCase& drive, std::ostream* stream) {
@@ -99,6 +100,7 @@ class DescribedDrive : public testing::TestWithParam<DriveCase> {};
 TEST_P(DescribedDrive, IsListedAs) {
   ComponentFolder component;
   component.setDrives({drive(1, GetParam().changes), drive(2)});
+  component.settings.breaksDocuments = GetParam().breaksDocuments;
   EXPECT_EQ(component.run({"-i"}),
             (Outcome{0, inventoryDocument({GetParam().fragment, listed(expectedDrive(2))}), ""}));
 }
@@ -111,6 +113,13 @@ json padded(const char* text, char padding) {
 
 DriveCase serialCase(const char* name, const json& field, const char* serialNumber) {
   return {name, {{"serial", field}}, listed({.serialNumber = serialNumber})};
+}
+
+/// A serial number that is written without escaping all the same.
+DriveCase breakingSerialCase(const char* name, const char* field, const char* serialNumber) {
+  DriveCase breaking = serialCase(name, field, serialNumber);
+  breaking.breaksDocuments = true;
+  return breaking;
 }
 
 DriveCase revisionCase(const char* name, const json& field, const char* revision) {
@@ -131,8 +140,8 @@ const DriveCase kDescribed[] = {
     serialCase("SerialOfOneCharacter", "S", "S"),
     serialCase("SerialOfFullWidth", "ABCDEFGHIJKLMNOPQRST", "ABCDEFGHIJKLMNOPQRST"),
     serialCase("SerialOfFullWidthInX", padded("ABCDEFGHIJKLMNOPQRS", 'x'), "ABCDEFGHIJKLMNOPQRSx"),
-    serialCase("MarkupIsNotEscaped", "<a&b>\"'", "<a&b>\"'"),
-    serialCase("RawBytesAreKept", "S\u00e9\u00ff\u0080\u0001", "S\xe9\xff\x80\x01"),
+    breakingSerialCase("MarkupIsNotEscaped", "<a&b>\"'", "<a&b>\"'"),
+    breakingSerialCase("RawBytesAreKept", "S\u00e9\u00ff\u0080\u0001", "S\xe9\xff\x80\x01"),
     revisionCase("RevisionKeepsItsBlanks", " A ", " A      "),
     revisionCase("RevisionOfBlanks", "", "        "),
     revisionCase("RevisionOfNulsIsEmpty", padded("", '\0'), ""),
