@@ -133,6 +133,8 @@ void writeTable(std::ostream& out, const std::vector<ResultRow>& rows) {
 void writeReport(std::ostream& out, const Results& results) {
   const ResultSummary summary = summarize(results);
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; "
+         "script-src 'unsafe-inline'\">\n"
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
          "<meta name=\"color-scheme\" content=\"light dark\">\n<title>NVMe firmware report</title>\n<style>\n"
       << kReportStyle

@@ -33,14 +33,27 @@ class Browser:
     def run(self, script, *arguments):
         return self.call("POST", "/execute/sync", {"script": script, "args": list(arguments)})
 
+    def element(self, selector):
+        found = self.call("POST", "/element", {"using": "css selector", "value": selector})
+        return f"/element/{found[ELEMENT]}"
+
     def click(self, selector):
-        element = self.call("POST", "/element", {"using": "css selector", "value": selector})
-        self.call("POST", f"/element/{element[ELEMENT]}/click", {})
+        self.call("POST", self.element(selector) + "/click", {})
 
     def type(self, selector, text):
-        element = self.call("POST", "/element", {"using": "css selector", "value": selector})
-        self.call("POST", f"/element/{element[ELEMENT]}/clear", {})
-        self.call("POST", f"/element/{element[ELEMENT]}/value", {"text": text})
+        element = self.element(selector)
+        self.call("POST", element + "/clear", {})
+        self.call("POST", element + "/value", {"text": text})
+
+    def spoken(self, selector):
+        """What a screen reader calls an element."""
+        element = self.element(selector)
+        return self.call("GET", element + "/computedrole"), self.call("GET", element + "/computedlabel")
+
+    def press(self, *keys):
+        """Keys for whatever has the focus."""
+        strokes = [{"type": kind, "value": key} for key in keys for kind in ("keyDown", "keyUp")]
+        self.call("POST", "/actions", {"actions": [{"type": "key", "id": "keyboard", "actions": strokes}]})
 
     def devtools(self, command, **parameters):
         return self.call("POST", "/goog/cdp/execute", {"cmd": command, "params": parameters})
@@ -120,6 +133,24 @@ def check_table(page):
     assert page.run("return document.querySelector('th:nth-child(2)').getAttribute('aria-sort')") == "descending"
 
 
+def check_keyboard(page):
+    """Everything can be reached and used without a mouse, and has a name."""
+    tab, enter, down = "\ue004", "\ue007", "\ue015"
+    assert page.spoken("#filter") == ("searchbox", "Filter"), page.spoken("#filter")
+    assert page.spoken("#outcome") == ("combobox", "Outcome"), page.spoken("#outcome")
+    assert page.spoken("#records th:nth-child(6) button") == ("button", "Serial number")
+    page.run("document.getElementById('filter').focus()")
+    page.press(*"s2", tab, down, down)
+    rows = visible(page)
+    assert rows == [] and page.run("return document.activeElement.id") == "outcome", rows  # no failed record has a name
+    page.press("\ue013", "\ue013", tab, enter)
+    names = [row[0] for row in visible(page)]
+    assert len(set(names)) > 1 and names == sorted(names), names
+    page.press(enter)
+    assert [row[0] for row in visible(page)][0] == names[-1], "Enter does not turn the order"
+    page.call("POST", "/refresh", {})
+
+
 def check_looks(page, pictures):
     page.size(1200, 900)
     page.media(scheme="light")
@@ -157,8 +188,10 @@ def main():
         # The page, and nothing else, was loaded.
         assert page.run("return performance.getEntriesByType('resource').length") == 0
         assert page.run("return document.querySelectorAll('[src], link').length") == 0
+        assert "default-src 'none'" in page.run("return document.querySelector('meta[http-equiv]').content")
         check_looks(page, pictures)
         page.media(scheme="light")
+        check_keyboard(page)
         check_table(page)
         complaints = page.call("POST", "/se/log", {"type": "browser"})
         assert complaints == [], complaints
