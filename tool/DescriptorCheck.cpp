@@ -9,7 +9,6 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -65,13 +64,15 @@ std::string unmatchable(const std::string& id) {
   return id.starts_with('0') ? "has a leading zero" : "";
 }
 
-/// Every element at or below `node`, in document order.
-void forEachElement(const xmlNode* node, const std::function<void(const xmlNode*)>& visit) {
-  for (; node != nullptr; node = node->next) {
-    if (node->type != XML_ELEMENT_NODE) continue;
-    visit(node);
-    forEachElement(node->children, visit);
+/// The node behind `node` in document order; null at the end.
+const xmlNode* following(const xmlNode* node) {
+  // What an entity holds is no child of the reference to it.
+  if (node->type == XML_ELEMENT_NODE && node->children != nullptr) return node->children;
+  while (node->next == nullptr) {
+    node = node->parent;
+    if (node->type != XML_ELEMENT_NODE) return nullptr;
   }
+  return node->next;
 }
 
 /// Goes through the descriptor in the order of the component, with the one record that it never clears.
@@ -142,20 +143,20 @@ class Reading {
   }
 
   void readId(const xmlNode* pciInfo, std::size_t i) {
-    const auto& [name, member] = kIds[i];
+    const auto& [name, member] = kIds.at(i);
     std::string& id = m_working.*member;
     const char* const written = libxml::attribute(pciInfo, name);
     if (written == nullptr) {
       report(pciInfo, std::string("PCIInfo has no ") + name,
-             m_idLines[i] == 0 ? "the id stays empty: no drive matches this entry"
-                               : "it takes over " + inQuotes(id) + " from " + onLine(m_idLines[i]),
+             m_idLines.at(i) == 0 ? "the id stays empty: no drive matches this entry"
+                                  : "it takes over " + inQuotes(id) + " from " + onLine(m_idLines.at(i)),
              std::string("add ") + name + "=\"....\" with the four hexadecimal digits of the drive's id" +
                  misspelt(pciInfo, name));
       return;
     }
     id = written;
     if (id.size() < kIdDigits) id.insert(0, kIdDigits - id.size(), '0');
-    m_idLines[i] = xmlGetLineNo(pciInfo);
+    m_idLines.at(i) = xmlGetLineNo(pciInfo);
     if (const std::string reason = unmatchable(id); !reason.empty())
       reportUnmatchable(pciInfo, name, written, id, reason);
   }
@@ -211,8 +212,9 @@ class Reading {
     if (isFirst) return;
     const Named before = std::exchange(place->second, current);
     report(pciInfo, "PCIInfo has the same four ids as " + onLine(before.line),
-           "the last one wins: drives with these ids are shown as " + inQuotes(current.name) + ", never as " +
-               inQuotes(before.name),
+           current.name == before.name ? "no difference: both give the name " + inQuotes(current.name)
+                                       : "the last one wins: drives with these ids are shown as " +
+                                             inQuotes(current.name) + ", never as " + inQuotes(before.name),
            "remove one of the two");
   }
 
@@ -250,7 +252,7 @@ class Reading {
   void reportUnread(const std::set<const xmlNode*>& read) {
     bool lookalike = false;
     const xmlNode* const root = xmlDocGetRootElement(m_document);
-    forEachElement(root, [&](const xmlNode* element) {
+    for (const xmlNode* element = root; element != nullptr; element = following(element)) {
       if (libxml::isNamed(element, "Device") && !read.contains(element)) {
         lookalike = true;
         report(
@@ -261,7 +263,7 @@ class Reading {
         report(element, "this PCIInfo is never read: it stands in " + elementName(element->parent),
                "no drive matches it", "move it into its Device, before the Display");
       }
-    });
+    }
     if (read.empty() && !lookalike) {
       report(root, "no Device in SoftwareComponent/SupportedDevices", "every drive is shown without a name",
              "list the supported drives, one Device a model");

@@ -44,7 +44,7 @@ class Bytes {
       throw Refusal("is damaged: it refers to byte " + std::to_string(offset) + " and has " +
                     std::to_string(m_bytes.size()));
     }
-    T value;
+    T value{};
     std::memcpy(&value, m_bytes.data() + offset, sizeof(T));
     return value;
   }
@@ -67,7 +67,10 @@ class Bytes {
 struct Elf32 {
   using Header = Elf32_Ehdr;
   using Segment = Elf32_Phdr;
-  using Dynamic = Elf32_Dyn;
+  struct Dynamic {  // Elf32_Dyn, whose value is a union of two types that are alike
+    Elf32_Sword tag;
+    Elf32_Word value;
+  };
   using Symbol = Elf32_Sym;
   using HashWord = Elf32_Addr;
 };
@@ -75,7 +78,10 @@ struct Elf32 {
 struct Elf64 {
   using Header = Elf64_Ehdr;
   using Segment = Elf64_Phdr;
-  using Dynamic = Elf64_Dyn;
+  struct Dynamic {  // Elf64_Dyn, whose value is a union of two types that are alike
+    Elf64_Sxword tag;
+    Elf64_Xword value;
+  };
   using Symbol = Elf64_Sym;
   using HashWord = Elf64_Addr;
 };
@@ -100,7 +106,7 @@ class Image {
 
   void describe(ElfFile& file) const {
     for (const typename Elf::Dynamic& entry : m_dynamic) {
-      if (entry.d_tag == DT_NEEDED) file.needed.push_back(name(entry.d_un.d_val));
+      if (entry.tag == DT_NEEDED) file.needed.push_back(name(entry.value));
     }
     // DT_RPATH counts only without a DT_RUNPATH.
     for (const auto tag : {DT_RUNPATH, DT_RPATH}) {
@@ -149,14 +155,14 @@ class Image {
     for (std::uint64_t i = 0; i < count; ++i) {
       const auto entry =
           m_bytes.at<typename Elf::Dynamic>(m_dynamicSegment->p_offset + i * sizeof(typename Elf::Dynamic));
-      if (entry.d_tag == DT_NULL) break;
+      if (entry.tag == DT_NULL) break;
       m_dynamic.push_back(entry);
     }
   }
 
   const typename Elf::Dynamic* find(std::int64_t tag) const {
     for (const typename Elf::Dynamic& entry : m_dynamic) {
-      if (entry.d_tag == tag) return &entry;
+      if (entry.tag == tag) return &entry;
     }
     return nullptr;
   }
@@ -164,7 +170,7 @@ class Image {
   /// 0 without such an entry.
   std::uint64_t value(std::int64_t tag) const {
     const typename Elf::Dynamic* const entry = find(tag);
-    return entry == nullptr ? 0 : entry->d_un.d_val;
+    return entry == nullptr ? 0 : entry->value;
   }
 
   std::uint64_t fileOffset(std::uint64_t address) const {
@@ -181,7 +187,8 @@ class Image {
     const std::uint64_t size = value(DT_STRSZ);
     if (index >= size) throw Refusal("is damaged: a name in it lies outside its table of names");
     std::string text = m_bytes.text(table + index, table + size);
-    const std::uint64_t cost = text.size() + sizeof(text);
+    constexpr std::uint64_t kOwnCost = 32;
+    const std::uint64_t cost = text.size() + kOwnCost;
     if (cost > m_namesLeft) throw Refusal("is damaged: its names are longer than the file can hold");
     m_namesLeft -= cost;
     return text;

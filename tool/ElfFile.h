@@ -47,7 +47,7 @@ struct ElfFile {
 /// and time and memory stay in proportion to its size. False, with the reason in `file.refusal`, when the
 /// bytes are no ELF file at all; true with a reason there when they are one that would not load as a library.
 /// An executable is read in full when `executable` is set.
-bool readElf(std::span<const std::byte> bytes, bool executable, ElfFile& file);
+bool readElf(std::span<const std::byte> content, bool executable, ElfFile& file);
 
 /// Likewise for the file at `path`, which is mapped, not read.
 bool readElf(const std::filesystem::path& path, bool executable, ElfFile& file);

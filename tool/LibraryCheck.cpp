@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -52,11 +53,12 @@ std::vector<fs::path> filesMatching(const std::string& pattern) {
   return {found.gl_pathv, found.gl_pathv + found.gl_pathc};
 }
 
-/// The folders that a configuration file of the loader names, the files that it includes among them.
-void readLoaderConfiguration(const fs::path& file, int depth, std::vector<fs::path>& folders) {
-  constexpr int kDepth = 8;  // a file may include itself
+/// Adds the folders that a configuration file of the loader names to `folders`, and the files that it
+/// includes to `files`, once each: a file may include itself.
+void readLoaderConfiguration(const fs::path& file, std::vector<fs::path>& folders,
+                             std::vector<fs::path>& files) {
   std::ifstream stream(file);
-  for (std::string line; depth < kDepth && std::getline(stream, line);) {
+  for (std::string line; std::getline(stream, line);) {
     std::istringstream words(line.substr(0, line.find('#')));
     std::string word;
     if (!(words >> word)) continue;
@@ -65,9 +67,9 @@ void readLoaderConfiguration(const fs::path& file, int depth, std::vector<fs::pa
       continue;
     }
     while (words >> word) {
-      const fs::path pattern = file.parent_path() / word;
-      for (const fs::path& included : filesMatching(pattern))
-        readLoaderConfiguration(included, depth + 1, folders);
+      for (const fs::path& included : filesMatching(file.parent_path() / word)) {
+        if (std::find(files.begin(), files.end(), included) == files.end()) files.push_back(included);
+      }
     }
   }
 }
@@ -76,7 +78,9 @@ void readLoaderConfiguration(const fs::path& file, int depth, std::vector<fs::pa
 const std::vector<fs::path>& systemFolders() {
   static const std::vector<fs::path> kFolders = [] {
     std::vector<fs::path> folders;
-    readLoaderConfiguration("/etc/ld.so.conf", 0, folders);
+    std::vector<fs::path> files{"/etc/ld.so.conf"};
+    for (std::size_t i = 0; i < files.size(); ++i)
+      readLoaderConfiguration(fs::path(files[i]), folders, files);
     folders.insert(folders.end(), {"/lib", "/usr/lib", "/lib64", "/usr/lib64"});
     return folders;
   }();
@@ -90,19 +94,8 @@ class LoadScope {
 
   /// Takes in a file of `folder` and all that it needs, however indirectly.
   void add(const ElfFile& file, const fs::path& folder) {
-    m_exports.insert(file.exports.begin(), file.exports.end());
-    for (const auto& [library, versions] : file.neededVersions)
-      m_neededVersions[library].insert(versions.begin(), versions.end());
-    for (const std::string& name : file.needed) {
-      if (!m_loaded.insert(name).second) continue;
-      ElfFile library;
-      if (const auto path = find(name, file, folder, library)) {
-        m_versions[name] = library.versions;
-        add(library, path->parent_path());
-      } else {
-        m_missing.push_back(name);
-      }
-    }
+    std::deque<Loaded> queue{{file, folder}};
+    for (; !queue.empty(); queue.pop_front()) addOne(queue.front(), queue);
   }
 
   const std::vector<std::string>& missing() const { return m_missing; }
@@ -116,13 +109,36 @@ class LoadScope {
       // The loader only warns of a library without any versions.
       if (loaded == m_versions.end() || loaded->second.empty()) continue;
       for (const std::string& version : needed) {
-        if (!loaded->second.contains(version)) list.push_back(version + " of " + library);
+        if (!loaded->second.contains(version))
+          list.push_back(std::string(version).append(" of ").append(library));
       }
     }
     return list;
   }
 
  private:
+  struct Loaded {
+    ElfFile file;
+    fs::path folder;
+  };
+
+  /// What it needs itself goes to the end of `queue`.
+  void addOne(const Loaded& user, std::deque<Loaded>& queue) {
+    m_exports.insert(user.file.exports.begin(), user.file.exports.end());
+    for (const auto& [library, versions] : user.file.neededVersions)
+      m_neededVersions[library].insert(versions.begin(), versions.end());
+    for (const std::string& name : user.file.needed) {
+      if (!m_loaded.insert(name).second) continue;
+      ElfFile library;
+      if (const auto path = find(name, user.file, user.folder, library)) {
+        m_versions[name] = library.versions;
+        queue.push_back({std::move(library), path->parent_path()});
+      } else {
+        m_missing.push_back(name);
+      }
+    }
+  }
+
   std::optional<fs::path> find(const std::string& name, const ElfFile& user, const fs::path& folder,
                                ElfFile& library) const {
     const auto fits = [&](const fs::path& path) {
@@ -175,9 +191,7 @@ class Inspection {
     } else if (access(m_path.c_str(), R_OK) != 0) {
       report(std::string("drive library cannot be read: ") + std::strerror(errno),
              std::string(kOtherLibrary) + kNothingWorks, "chmod a+r " + m_path.string());
-    } else if (!readElf(m_path, false, m_library)) {
-      reportRefusal(m_library.refusal, kNoOtherLibrary);
-    } else if (m_library.architecture != m_process.architecture) {
+    } else if (readElf(m_path, false, m_library) && m_library.architecture != m_process.architecture) {
       reportRefusal("is for " + m_library.architecture.name() + ", while " +
                         (m_hasExecutable ? "nvmepcissd" : "this machine") + " is " +
                         m_process.architecture.name(),

@@ -141,50 +141,37 @@ Findings checkMarker(const fs::path& folder) {
        "remove the file before the package is shipped"}};
 }
 
-/// Goes through a folder and what lies in it: whoever may write something there decides what the component,
-/// which mostly runs as root, loads and runs.
-class PermissionCheck {
- public:
-  explicit PermissionCheck(const fs::path& folder) : m_folder(folder) {}
-
-  Findings run() {
-    visit(m_folder);
-    return std::move(m_findings);
-  }
-
- private:
-  void visit(const fs::path& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) return;  // a link to nowhere, which nobody can write to
-    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-      const bool everybody = (status.st_mode & S_IWOTH) != 0;
-      m_findings.push_back(
-          {path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
-           "who may write here decides what the component reads, loads or runs, mostly as root",
-           "chmod go-w " + path.string()});
-    }
-    // Links lead anywhere; but what payload/ holds is used in any case.
+/// What lies in the component folder, however deep, after the folder itself. Links lead anywhere and are not
+/// followed, but for that of payload/, whose entries are used in any case.
+std::vector<fs::path> everythingIn(const fs::path& component, Findings& findings) {
+  std::vector<fs::path> paths{component};
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    const fs::path folder = paths[i];
     std::error_code error;
-    if (S_ISDIR(status.st_mode) && (!fs::is_symlink(path, error) || path == m_folder / "payload"))
-      visitEntries(path);
-  }
-
-  void visitEntries(const fs::path& folder) {
-    std::error_code error;
-    for (const std::string& name : namesIn(folder, error)) visit(folder / name);
+    if (!fs::is_directory(folder, error)) continue;
+    if (i > 0 && fs::is_symlink(folder, error) && folder != component / "payload") continue;
+    for (const std::string& name : namesIn(folder, error)) paths.push_back(folder / name);
     if (error) {
-      m_findings.push_back({folder, 0, "cannot be looked into: " + error.message(),
-                            "unknown: nothing in it was checked",
-                            "check the package as a user who may read it"});
+      findings.push_back({folder, 0, "cannot be looked into: " + error.message(),
+                          "unknown: nothing in it was checked",
+                          "check the package as a user who may read it"});
     }
   }
+  return paths;
+}
 
-  fs::path m_folder;
-  Findings m_findings;
-};
-
+/// Whoever may write a file here decides what the component, which mostly runs as root, loads and runs.
 Findings checkPermissions(const fs::path& folder) {
-  return PermissionCheck(folder).run();
+  Findings findings;
+  for (const fs::path& path : everythingIn(folder, findings)) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) continue;
+    const bool everybody = (status.st_mode & S_IWOTH) != 0;
+    findings.push_back({path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
+                        "who may write here decides what the component reads, loads or runs, mostly as root",
+                        "chmod go-w " + path.string()});
+  }
+  return findings;
 }
 
 }  // namespace

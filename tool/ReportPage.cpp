@@ -56,9 +56,9 @@ void writeTiles(std::ostream& out, const Results& results, const ResultSummary& 
 /// read.
 void writeBar(std::ostream& out, const std::string& label, std::size_t number, std::size_t whole,
               const char* style) {
-  out << "<div class=\"bar " << style << "\"><span class=\"label\">" << orDash(label)
-      << "</span><span class=\"track\"><span class=\"fill\" style=\"width:"
-      << (whole == 0 ? 0 : (number * 100 + whole / 2) / whole) << "%\"></span></span><span class=\"number\">"
+  out << R"(<div class="bar )" << style << R"("><span class="label">)" << orDash(label)
+      << R"(</span><span class="track"><span class="fill" style="width:)"
+      << (whole == 0 ? 0 : (number * 100 + whole / 2) / whole) << R"(%"></span></span><span class="number">)"
       << number << "</span></div>\n";
 }
 
@@ -112,7 +112,7 @@ void writeTable(std::ostream& out, const std::vector<ResultRow>& rows) {
          "<option value=\"failed\">failed</option></select></label>\n"
          "<output id=\"shown\"></output></div>\n<table id=\"records\">\n<thead><tr>";
   for (const char* const title : kTitles)
-    out << "<th scope=\"col\"><button type=\"button\">" << title << "</button></th>";
+    out << R"(<th scope="col"><button type="button">)" << title << "</button></th>";
   out << "</tr></thead>\n<tbody>\n";
   for (const ResultRow& row : rows) {
     const CDeviceInfo& record = *row.record;
@@ -121,7 +121,7 @@ void writeTable(std::ostream& out, const std::vector<ResultRow>& rows) {
         record.getDeviceName(), serialNumber(record),         pciIds(record),   record.getErrorMsg()};
     out << "<tr class=\"" << (isFailed(record) ? "failed" : "fine") << "\">";
     for (std::size_t i = 0; i < cells.size(); ++i) {
-      out << "<td data-title=\"" << kTitles[i] << "\">" << orDash(cells[i]) << "</td>";
+      out << "<td data-title=\"" << kTitles.at(i) << "\">" << orDash(cells.at(i)) << "</td>";
     }
     out << "</tr>\n";
   }

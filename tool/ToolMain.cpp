@@ -3,8 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -108,9 +110,7 @@ int report(const std::vector<std::string>& documents, const std::string& path) {
   return statusOf(results);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app("Checks component folders and shows result documents of nvmepcissd.", "nvmepcissd-tool");
   app.set_version_flag("--version", TOOL_VERSION);
   app.require_subcommand(1);
@@ -155,4 +155,15 @@ int main(int argc, char** argv) {
     return kFindings;
   }
   return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    static_cast<void>(std::fprintf(stderr, "nvmepcissd-tool: %s\n", error.what()));
+    return kFindings;
+  }
 }

@@ -181,6 +181,8 @@ TEST_F(DescriptorCheck, TheLastOfTheSameIdsIsSaidToWin) {
   ASSERT_EQ(twins.findings.size(), 1U);
   EXPECT_EQ(twins.findings[0].atRunTime,
             "the last one wins: drives with these ids are shown as \"Two\", never as \"One\"");
+  const std::string one = device(pciInfo() + "<Display>One</Display>");
+  EXPECT_EQ(check(descriptor(one + one)).findings.at(0).atRunTime, "no difference: both give the name \"One\"");
 }
 
 /// A descriptor put together at random, from pieces that trap each other.
