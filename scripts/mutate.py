@@ -33,7 +33,7 @@ FIRST = (("cm_CMBaseUtils/src/SoftwareComponentInfo", "reader_tests"), ("cm_CMBa
 BUILD_SECONDS = 3600
 TEST_SECONDS = 120
 CPU_SECONDS = 40  # of each process
-FILE_BYTES = 100_000_000
+FILE_BYTES = 400_000_000  # the largest that the build makes: a precompiled header
 MEMORY_BYTES = 4_000_000_000
 # Of the slower tests, those that a mutant is most likely to be noticed by.
 SLOW_TESTS = "^Faults.(Allocations|DriveLibrary|Folders)|^Model.1000"
