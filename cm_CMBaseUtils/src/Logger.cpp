@@ -25,6 +25,7 @@ void CLogger::Initialize(const std::string& fileName) {
   if (m_file.isOpen()) m_bEnabled = true;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): a signature that callers rely on
 void CLogger::log(char* sourceFile, unsigned int line, const std::string& message) {
   if (!m_bEnabled) return;
   if (sourceFile == nullptr) {
