@@ -3,6 +3,7 @@
 #include <libxml/parser.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <istream>
@@ -27,29 +28,36 @@ constexpr char kDependencies[] =
 constexpr char QUERYCOMPID[] = "/SVMInventory/Device[@componentID = \"";
 constexpr char XPATH_SUFFIX[] = "\"]";
 
+/// What the descriptor says of a supported device. The texts belong to the document, so that a query that
+/// returns none of them copies none; an id is null until an element has had it.
+struct SupportedDevice {
+  const char* componentID = "";
+  const char* deviceID = nullptr;
+  const char* subDeviceID = nullptr;
+  const char* vendorID = nullptr;
+  const char* subVendorID = nullptr;
+  const char* displayName = "";
+};
+
+/// An id's attribute of PCIInfo, and where it is kept.
 struct PciAttribute {
   const char* name;
   std::string SPCIInfo::*member;
+  const char* SupportedDevice::*text;
 };
-constexpr std::array<PciAttribute, 4> kPciAttributes{{{"deviceID", &SPCIInfo::deviceID},
-                                                      {"subDeviceID", &SPCIInfo::subDeviceID},
-                                                      {"vendorID", &SPCIInfo::vendorID},
-                                                      {"subVendorID", &SPCIInfo::subVendorID}}};
+constexpr std::array<PciAttribute, 4> kPciAttributes{{
+    {"deviceID", &SPCIInfo::deviceID, &SupportedDevice::deviceID},
+    {"subDeviceID", &SPCIInfo::subDeviceID, &SupportedDevice::subDeviceID},
+    {"vendorID", &SPCIInfo::vendorID, &SupportedDevice::vendorID},
+    {"subVendorID", &SPCIInfo::subVendorID, &SupportedDevice::subVendorID},
+}};
 
 /// Sets the ids that the PCIInfo element supplies, as they stand, and leaves the others as they are.
 void readPciIds(const xmlNode* pciInfo, SPCIInfo& ids) {
-  for (const auto& [name, member] : kPciAttributes) {
-    if (const char* const value = libxml::attribute(pciInfo, name)) ids.*member = value;
+  for (const PciAttribute& id : kPciAttributes) {
+    if (const char* const value = libxml::attribute(pciInfo, id.name)) ids.*id.member = value;
   }
 }
-
-/// What the descriptor says of a supported device. The texts belong to the document, so that a query that
-/// returns none of them copies none.
-struct SupportedDevice {
-  const char* componentID = "";
-  std::array<const char*, kPciAttributes.size()> ids{};  ///< as `kPciAttributes`; null: no element had it yet
-  const char* displayName = "";
-};
 
 /// An id zero-filled to four characters, empty when there is none. As drives give their ids without
 /// zero-filling, only ids of four digits meet again.
@@ -61,11 +69,9 @@ std::string zeroFilled(const char* text) {
 }
 
 bool sameIds(const SPCIInfo& drive, const SupportedDevice& supported) {
-  for (std::size_t i = 0; i < kPciAttributes.size(); ++i) {
-    const std::string& id = drive.*kPciAttributes[i].member;
-    if (strcasecmp(id.c_str(), zeroFilled(supported.ids[i]).c_str()) != 0) return false;
-  }
-  return true;
+  return std::all_of(kPciAttributes.begin(), kPciAttributes.end(), [&](const PciAttribute& id) {
+    return strcasecmp((drive.*id.member).c_str(), zeroFilled(supported.*id.text).c_str()) == 0;
+  });
 }
 
 /// The text of the first Display behind `pciInfo` that has one, null without such a sibling.
@@ -94,8 +100,8 @@ std::vector<SupportedDevice> readSupportedDevices(const Selection& devices) {
     for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
       if (!libxml::isNamed(child, "PCIInfo")) continue;
       LOG("CSoftwareComponentInfo::GetSupportedDevices() Found a PCI Device");
-      for (std::size_t i = 0; i < kPciAttributes.size(); ++i) {
-        if (const char* const id = libxml::attribute(child, kPciAttributes[i].name)) working.ids[i] = id;
+      for (const PciAttribute& id : kPciAttributes) {
+        if (const char* const value = libxml::attribute(child, id.name)) working.*id.text = value;
       }
       if (const char* const display = displayBehind(child)) {
         working.displayName = display;
@@ -305,9 +311,7 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::GetSupportedDevices() {
   for (const SupportedDevice& supported : readSupportedDevices(Selection(ParseXmlUsingXpath(kDevices)))) {
     SPCIInfo& device = devices.emplace_back();
     device.componentID = supported.componentID;
-    for (std::size_t i = 0; i < kPciAttributes.size(); ++i) {
-      device.*kPciAttributes[i].member = zeroFilled(supported.ids[i]);
-    }
+    for (const PciAttribute& id : kPciAttributes) device.*id.member = zeroFilled(supported.*id.text);
     device.displayName = supported.displayName;
   }
   return devices;
