@@ -13,7 +13,7 @@ extern ostream cout;  // NOLINT(readability-redundant-declaration)
 }  // namespace std
 
 std::ostream& standardOutput() {
-  static const std::ios_base::Init setUp;  // its end, at exit, flushes the stream
+  [[maybe_unused]] static const std::ios_base::Init setUp;  // its end, at exit, flushes the stream
   return std::cout;
 }
 
