@@ -64,13 +64,17 @@ class Bytes {
   std::span<const std::byte> m_bytes;
 };
 
+/// Elf32_Dyn or Elf64_Dyn, whose value is a union of two types that are alike.
+template <class Tag, class Value>
+struct DynamicEntry {
+  Tag tag;
+  Value value;
+};
+
 struct Elf32 {
   using Header = Elf32_Ehdr;
   using Segment = Elf32_Phdr;
-  struct Dynamic {  // Elf32_Dyn, whose value is a union of two types that are alike
-    Elf32_Sword tag;
-    Elf32_Word value;
-  };
+  using Dynamic = DynamicEntry<Elf32_Sword, Elf32_Word>;
   using Symbol = Elf32_Sym;
   using HashWord = Elf32_Addr;
 };
@@ -78,10 +82,7 @@ struct Elf32 {
 struct Elf64 {
   using Header = Elf64_Ehdr;
   using Segment = Elf64_Phdr;
-  struct Dynamic {  // Elf64_Dyn, whose value is a union of two types that are alike
-    Elf64_Sxword tag;
-    Elf64_Xword value;
-  };
+  using Dynamic = DynamicEntry<Elf64_Sxword, Elf64_Xword>;
   using Symbol = Elf64_Sym;
   using HashWord = Elf64_Addr;
 };

@@ -2,30 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <memory>
-#include <sstream>
 #include <string_view>
 
 #include "CommandLineParser.h"
 #include "FuzzSupport.h"
+#include "OutputCapture.h"
 
 namespace {
-
-/// Catches what is written to standard output while it lives.
-class OutputCapture {
- public:
-  OutputCapture() : m_before(std::cout.rdbuf(m_text.rdbuf())) {}
-  ~OutputCapture() { std::cout.rdbuf(m_before); }
-  OutputCapture(const OutputCapture&) = delete;
-  OutputCapture& operator=(const OutputCapture&) = delete;
-
-  std::string text() const { return m_text.str(); }
-
- private:
-  std::ostringstream m_text;
-  std::streambuf* m_before;
-};
 
 /// The arguments as a process gets them, each in a block of its own, with a null pointer behind the last.
 class Arguments {

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
-#include <sstream>
 
 #include "CoreTest.h"
 #include "InventoryXMLWriter.h"
 #include "NVMePCISSDInventory.h"
 #include "NVMePCISSDUpdate.h"
+#include "OutputCapture.h"
 #include "UpdateXMLWriter.h"
 
 namespace {
@@ -27,21 +26,6 @@ constexpr char kNoDrivesInventory[] =
     "WARNING: vDeviceInfo is empty, No NVMe PCISSD devices found. Possibility for an ERROR.";
 constexpr char kNoDrivesUpdate[] =
     "WARNING: m_vDevicesInfo is empty. There seems to be no NVMe PCISSD disk ??";
-
-/// Standard output while it lives.
-class OutputCapture {
- public:
-  OutputCapture() : m_before(std::cout.rdbuf(m_text.rdbuf())) {}
-  ~OutputCapture() { std::cout.rdbuf(m_before); }
-  OutputCapture(const OutputCapture&) = delete;
-  OutputCapture& operator=(const OutputCapture&) = delete;
-
-  std::string text() const { return m_text.str(); }
-
- private:
-  std::ostringstream m_text;
-  std::streambuf* m_before;
-};
 
 class NVMePCISSDManagerTest : public CoreTest {
  protected:
