@@ -9,8 +9,8 @@ cmake --install "$build" --prefix "$scratch/clean" >/dev/null
 mv "$scratch/clean" "$scratch/moved"
 try_component "$scratch/moved"
 
-for file in share/man/man8/nvmepcissd.8.gz share/man/man1/nvmepcissd-tool.1.gz share/nvmepcissd/schema/package.xsd \
-  share/nvmepcissd/sample-package/package.xml share/nvmepcissd/sample-package/payload/SampleFirmware.bin \
+for file in libexec/nvmepcissd/drive_library/libnvme.so share/man/man8/nvmepcissd.8.gz \
+  share/man/man1/nvmepcissd-tool.1.gz share/nvmepcissd/schema/package.xsd share/nvmepcissd/sample-package/package.xml share/nvmepcissd/sample-package/payload/SampleFirmware.bin \
   share/bash-completion/completions/nvmepcissd-tool share/doc/nvmepcissd/README.md; do
   [ -f "$scratch/first/$file" ] || fail "$file is not installed"
 done
@@ -18,4 +18,4 @@ grep -q 'No licence has been chosen' "$scratch/first/share/doc/nvmepcissd/copyri
 
 # Without the simulator, nothing simulated is there.
 cmake --install "$build" --prefix "$scratch/runtime" --component runtime >/dev/null
-[ "$(ls "$scratch/runtime/libexec/nvmepcissd")" = nvmepcissd ] || fail "more than the executable in the component folder"
+[ "$(cd "$scratch/runtime/libexec/nvmepcissd" && echo *)" = "drive_library nvmepcissd" ] || fail "simulated things are there"

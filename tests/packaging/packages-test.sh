@@ -21,6 +21,7 @@ for tree in deb rpm; do
   [ -z "$writable" ] || fail "$tree: others may write $writable"
 done
 rpm -qp --qf '%{NAME} %{LICENSE}\n' ./*.rpm | grep -c ' none chosen$' | grep -qx 2 || fail "licence of the RPM packages"
+! rpm -qp --provides ./*.rpm | grep -F .so || fail "the RPM packages provide libraries that are not for everybody"
 ! rpm -qp --requires ./nvmepcissd-1*.rpm | grep librbkl || fail "the RPM package requires the platform's library"
 dpkg-deb -f ./nvmepcissd_*.deb Depends | grep -q libxml2 || fail "the Debian package does not depend on libxml2"
 
