@@ -12,7 +12,7 @@ done
 echo "Installing packages: ${missing[*]}" >&2
 as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-export DEBIAN_FRONTEND=noninteractive
-"${as_root[@]}" apt-get update -qq >&2
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-  apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+"${as_root[@]}" sh -c 'apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"' sh \
+  "${missing[@]}" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
