@@ -38,15 +38,9 @@ void CLogger::log(char* sourceFile, unsigned int line, const std::string& messag
   if (localtime_r(&now, &local) != nullptr) {  // does not look at the time zone's file for every line
     static_cast<void>(std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", &local));
   }
+  const std::string origin = rightAligned(sourceFile, 50) + ":" + rightAligned(std::to_string(line), 5);
   m_file.seekEnd();
-  m_file.write(timeStamp.data());
-  m_file.write(": ");
-  m_file.write(rightAligned(sourceFile, 50));
-  m_file.write(":");
-  m_file.write(rightAligned(std::to_string(line), 5));
-  m_file.write(": ");
-  m_file.write(message);
-  m_file.write("\n");
+  m_file.write(timeStamp.data() + (": " + origin) + ": " + message + "\n");
   m_file.flush();
 }
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <ostream>
@@ -11,6 +12,13 @@
 namespace std {       // NOLINT(cert-dcl58-cpp)
 extern ostream cout;  // NOLINT(readability-redundant-declaration)
 }  // namespace std
+
+namespace {
+
+/// A text of this size or more is not held back.
+constexpr std::size_t kLongText = 1024;
+
+}  // namespace
 
 std::ostream& standardOutput() {
   [[maybe_unused]] static const std::ios_base::Init setUp;  // its end, at exit, flushes the stream
@@ -33,9 +41,12 @@ void COutputFile::open(const std::string& path) {
 
 void COutputFile::write(std::string_view text) {
   if (!m_takesText) return;
-  if (text.size() > BUFSIZ - m_used) flush();
-  if (text.size() > BUFSIZ) return writeOut(text);
-  m_used += text.copy(m_buffer.get() + m_used, text.size());
+  if (text.size() < std::min(kLongText, BUFSIZ - m_used)) {
+    m_used += text.copy(m_buffer.get() + m_used, text.size());
+    return;
+  }
+  flush();
+  if (m_takesText) writeOut(text);
 }
 
 void COutputFile::flush() {

@@ -27,7 +27,7 @@ class COutputFile {
   /// True from the first `open` on that found its file.
   bool isOpen() const { return m_descriptor >= 0; }
 
-  /// Takes `text`, and holds it back as long as the buffer has room.
+  /// Takes `text`, and holds it back while it is short and the buffer has room.
   void write(std::string_view text);
 
   /// Writes what is held back.

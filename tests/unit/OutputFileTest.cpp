@@ -53,6 +53,45 @@ TEST_F(OutputFile, WritesAtItsEndWhatItHoldsBack) {
   EXPECT_EQ(content("a"), "one");
 }
 
+TEST_F(OutputFile, HoldsNoLongTextBack) {
+  open("a");
+  m_file.write("one ");
+  m_file.write(std::string(1023, 'x'));
+  EXPECT_EQ(content("a"), "");
+  m_file.write(std::string(1024, 'y'));
+  EXPECT_EQ(content("a"), "one " + std::string(1023, 'x') + std::string(1024, 'y'));
+}
+
+TEST_F(OutputFile, IsForAllWhomTheUmaskLeaves) {
+  for (const mode_t mask : {0000U, 0027U}) {
+    const mode_t before = umask(mask);
+    COutputFile file;
+    const std::string path = (m_folder / std::to_string(mask)).string();
+    file.open(path);
+    umask(before);
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0666U & ~mask);
+  }
+}
+
+TEST_F(OutputFile, FollowsALinkAndLeavesNothingOpen) {
+  writeFile(m_folder / "target", "earlier");
+  std::filesystem::create_symlink("target", m_folder / "link");
+  const int before = dup(0);
+  close(before);
+  {
+    COutputFile file;
+    file.open((m_folder / "link").string());
+    file.write("now");
+  }
+  const int after = dup(0);
+  close(after);
+  EXPECT_EQ(after, before);
+  EXPECT_EQ(content("target"), "now");
+  EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link"));
+}
+
 TEST_F(OutputFile, WritesTextsOfEverySizeInOrder) {
   std::string all;
   open("a");
