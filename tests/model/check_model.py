@@ -8,6 +8,7 @@ one alone, --keep leaves its folder.
 import argparse
 import concurrent.futures
 import difflib
+import functools
 import json
 import os
 import pprint
@@ -157,8 +158,9 @@ def main():
     first = options.seed if options.seed is not None else random.SystemRandom().randrange(1_000_000_000)
     print(f"{options.count} scenarios from seed {first}", flush=True)
     failed = 0
-    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
-        for report in pool.map(lambda seed: check(seed, options), range(first, first + options.count)):
+    # Processes, not threads: while one of them copies an executable, no other may hold it open for writing in a child.
+    with concurrent.futures.ProcessPoolExecutor(options.jobs) as pool:
+        for report in pool.map(functools.partial(check, options=options), range(first, first + options.count)):
             if report is not None:
                 failed += 1
                 print(report, flush=True)
