@@ -92,11 +92,12 @@ void WholeFile::commit() {
   constexpr mode_t kReadableByAll = 0644;
   require(::fchmod(m_file.get(), kReadableByAll) == 0, m_target);
   require(::fsync(m_file.get()) == 0, m_target);
+  const Descriptor folder(::open(m_target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  require(folder.get() >= 0, m_target);
   require(::rename(m_temporary.c_str(), m_target.c_str()) == 0, m_target);
   m_temporary.clear();
   // The new name itself survives a power cut only once the folder is on the disk.
-  const Descriptor folder(::open(m_target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  require(folder.get() >= 0 && ::fsync(folder.get()) == 0, m_target);
+  require(::fsync(folder.get()) == 0, m_target);
 }
 
 void copyWhole(const std::filesystem::path& source, const std::filesystem::path& target) {
