@@ -22,6 +22,7 @@ fi
 # Branches that only an exception takes (every call has one) are no decisions of the component.
 report=(gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches
   --filter 'src/' --filter 'cm_BackPlane/src/' --filter 'cm_CMBaseUtils/src/')
-"${report[@]}" --json build/coverage/coverage.json --txt build/coverage/lines.txt --print-summary "${pages[@]}"
+"${report[@]}" --json build/coverage/coverage.json --txt build/coverage/lines.txt "${pages[@]}"
 cat build/coverage/lines.txt
-gcovr --root . --add-tracefile build/coverage/coverage.json --branches
+gcovr --root . --add-tracefile build/coverage/coverage.json --branches --print-summary \
+  --fail-under-line 98 --fail-under-branch 90

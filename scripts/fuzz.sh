@@ -8,6 +8,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [target ...]}
+[[ $seconds =~ ^[1-9][0-9]*$ ]] || { echo "fuzz.sh: no number of seconds: $seconds" >&2; exit 2; }
 shift
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli)
