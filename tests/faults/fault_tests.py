@@ -5,6 +5,7 @@ import argparse
 import os
 import resource
 import shutil
+import signal
 import subprocess
 import sys
 import unittest
@@ -344,6 +345,102 @@ class Descriptors(FaultTest):
                 self.assertTrue(is_whole(result.stdout, INVENTORY_ROOT), str(result))
                 whole += result.stdout.count("<Device ") == 3
         self.assertGreater(whole, 0)
+
+    def test_every_number_of_descriptors_for_an_update(self):
+        """A document calls a drive a success that was flashed, or none was: as any refused payload does."""
+        whole = 0
+        for limit in range(3, 20):
+            with self.subTest(limit=limit):
+                component = self.component()
+                result = component.run("-u", preexec_fn=lambda limit=limit: resource.setrlimit(
+                    resource.RLIMIT_NOFILE, (limit, limit)), variables={"ASAN_OPTIONS": "detect_leaks=0"})
+                if result.status == 127:
+                    self.assertEqual(result.stdout, "", str(result))
+                    continue
+                devices = result.stdout.count("<Device ")
+                self.assertEnds(result, 0 if devices or "<SPStatus" in result.stdout else 1)
+                self.assertTrue(is_whole(result.stdout, UPDATE_ROOT), str(result))
+                flashed = [bus for bus, revision in component.revisions().items() if revision.startswith("NEW")]
+                self.assertIn(len(flashed), (0, devices), str(result))
+                whole += len(flashed) == 3
+        self.assertGreater(whole, 0)
+
+
+class Limits(FaultTest):
+    """What holds a run up or ends it from outside."""
+
+    FILE_BYTES = 256
+
+    def limited(self, component, *words, **keywords):
+        return component.run(*words, variables={"ASAN_OPTIONS": "detect_leaks=0"}, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_FSIZE, (self.FILE_BYTES, self.FILE_BYTES)), **keywords)
+
+    def test_a_log_beyond_the_largest_file_ends_the_process(self):
+        component = self.component()
+        result = self.limited(component, "-u", "-d", "log.txt", restore_signals=True)
+        self.assertEnds(result, -signal.SIGXFSZ)
+        self.assertEqual(len(component.read("log.txt")), self.FILE_BYTES)
+        self.assertEqual(result.stdout, "")
+        self.assertEqual(component.revisions(), {})
+
+    def test_with_the_signal_ignored_log_and_document_are_cut(self):
+        component = self.component()
+        result = self.limited(component, "-i", "-d", "log.txt", "-o", "out.xml", restore_signals=False)
+        self.assertEnds(result, 0)
+        self.assertEqual(len(component.read("log.txt")), self.FILE_BYTES)
+        self.assertFalse(is_whole(component.read("out.xml"), INVENTORY_ROOT))
+
+    def blocked(self, component, *words):
+        """The process, once it has been waiting for a second."""
+        process = subprocess.Popen([component.program_folder + "/nvmepcissd", *words], cwd=component.working_folder,
+                                   env=component.environment(None, {}), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                   stdin=subprocess.DEVNULL)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(1)
+        return process
+
+    def test_a_document_into_a_pipe_waits_for_its_reader(self):
+        component = self.component()
+        pipe = component.program_folder + "/pipe"
+        os.mkfifo(pipe)
+        process = self.blocked(component, "-i", "-o", "pipe")
+        with open(pipe, encoding="utf-8") as reader:
+            self.assertDocument(reader.read(), INVENTORY_ROOT, devices=3)
+        self.assertEqual(process.wait(30), 0)
+
+    def test_a_log_into_a_pipe_waits_for_its_reader_and_stays_empty(self):
+        component = self.component()
+        pipe = component.program_folder + "/pipe"
+        os.mkfifo(pipe)
+        process = self.blocked(component, "-i", "-d", "pipe")
+        self.assertEqual(component.calls("nvme-calls"), [])
+        with open(pipe, encoding="utf-8") as reader:
+            self.assertEqual(reader.read(), "")
+        self.assertDocument(process.stdout.read().decode(), INVENTORY_ROOT, devices=3)
+        self.assertEqual(process.wait(30), 0)
+
+    def test_a_signal_ends_the_run_where_it_is(self):
+        for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
+            with self.subTest(signal=number):
+                component = self.component()
+                component.scenario([component.drive(1), component.drive(2, updateMilliseconds=60_000)])
+                process = self.blocked(component, "-u")
+                process.send_signal(number)
+                self.assertEqual(process.wait(30), -number)
+                self.assertEqual(process.stdout.read(), b"")
+                self.assertEqual(component.revisions()["01:00.0"], "NEW     ")
+                self.assertEqual(component.calls("rollback-calls"), [])
+
+    def test_a_log_in_the_payload_folder_is_a_second_payload(self):
+        component = self.component()
+        result = component.run("-u", "-d", "payload/log.txt")
+        self.assertEnds(result, 0)
+        self.assertDocument(result.stdout, UPDATE_ROOT, devices=3)
+        self.assertEqual(component.revisions(), {})
+        self.assertIn("ERROR: Zero or more than one payload file found", component.read("payload/log.txt"))
 
 
 class Folders(FaultTest):
