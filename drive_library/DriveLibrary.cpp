@@ -31,7 +31,7 @@ int identify(IKernel& kernel, const SPciController& found, SIdentity& identity) 
 CDriveLibrary::CDriveLibrary(IKernel& kernel) : m_kernel(kernel) {}
 
 int CDriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
-  const std::set<SPciIds> supported = supportedDrives();
+  const std::set<SPciIds> supported = supportedDrives(m_kernel);
   SDriveList list;
   for (const SPciController& controller : listControllers(m_kernel)) {
     const std::string subject =
@@ -72,7 +72,7 @@ NVMeDriveRecord CDriveLibrary::makeRecord(const SPciController& controller) {
 
 std::optional<SPciController> CDriveLibrary::find(const _NVME_ZOLT_BDF& address) {
   const SPciAddress wanted{address.bus, address.device, address.function};
-  const std::set<SPciIds> supported = supportedDrives();
+  const std::set<SPciIds> supported = supportedDrives(m_kernel);
   for (const SPciController& controller : listControllers(m_kernel)) {
     if (controller.address == wanted && controller.leftOutBecause.empty() &&
         supported.contains(controller.ids)) {

@@ -5,7 +5,7 @@
 #include "ControllerList.h"
 
 /// The drives that the package of the working directory is for: the ids of every PCIInfo in its
-/// "package.xml", as the package descriptor's reader gives them. An entry whose four ids are not all
-/// hexadecimal numbers of 16 bits, with or without "0x", names no drive. None without the file, or when it
-/// cannot be parsed.
-std::set<SPciIds> supportedDrives();
+/// "package.xml". An id that an entry leaves out is that of the entry before. An entry whose four ids are not
+/// all hexadecimal numbers of 16 bits, with or without "0x", names no drive. When there are none, one line to
+/// `kernel` tells whether the file is missing, cannot be parsed or names none.
+std::set<SPciIds> supportedDrives(IKernel& kernel);
