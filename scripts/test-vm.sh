@@ -66,9 +66,18 @@ if [ -x "$unpacked/usr/bin/qemu-system-x86_64" ]; then
   emulator=(env LD_LIBRARY_PATH="$unpacked/usr/lib/x86_64-linux-gnu:$unpacked/lib/x86_64-linux-gnu"
     "$unpacked/usr/bin/qemu-system-x86_64" -L "$unpacked/usr/share/qemu" -L "$unpacked/usr/share/seabios")
 fi
-kernel=$(echo "$unpacked"/boot/vmlinuz-*)
-modules=$(echo "$unpacked"/lib/modules/*)
-busybox=$unpacked/bin/busybox
+# first_of WHAT PATH...: the first path that exists; newer packages have theirs below usr/.
+first_of() {
+  local what=$1 path
+  shift
+  for path; do
+    [ ! -e "$path" ] || { echo "$path"; return; }
+  done
+  impossible "the unpacked packages have no $what"
+}
+kernel=$(first_of kernel "$unpacked"/{,usr/}boot/vmlinuz-* "$unpacked"/usr/lib/modules/*/vmlinuz)
+modules=$(first_of "kernel modules" "$unpacked"/{,usr/}lib/modules/*)
+busybox=$(first_of busybox "$unpacked"/{,usr/}bin/busybox)
 
 # The component, the library and the guest's programs
 say "building"
@@ -94,6 +103,7 @@ for library in $(ldd "$guest"/component/{nvmepcissd,libnvme.so,librbkl.so.0} "$g
   mkdir -p "$guest$(dirname "$library")"
   cp -L "$library" "$guest$library"
 done
+[ -n "$(find "$modules" -name 'nvme-tcp.ko*')" ] || impossible "the kernel's package has no module nvme-tcp"
 # In the order in which they need each other; newer kernels have more of them.
 for module in nvme-keyring nvme-auth nvme-fabrics nvme-tcp; do
   file=$(find "$modules" -name "$module.ko*" | head -1)
