@@ -120,6 +120,16 @@ int CController::lock() {
   return result;
 }
 
+int CController::confirm() {
+  const std::string opened = m_device->number();
+  const bool isItsNode = m_kernel.attribute(m_controller.name, "dev").value_or(opened) == opened;
+  if (isItsNode && isStillThere(m_kernel, m_controller)) return 0;
+  report(LOG_ERR, m_controller.name +
+                      (isItsNode ? " is another drive by now" : " is the node of another drive") +
+                      "; the update is refused");
+  return -ENODEV;
+}
+
 void CController::allowFor(std::chrono::milliseconds activation) {
   constexpr std::chrono::milliseconds kLongest{std::numeric_limits<std::uint32_t>::max()};
   m_timeout =
@@ -169,7 +179,7 @@ int CController::commit(unsigned int slot) {
 int CController::send(const char* what, const nvme_passthru_cmd& command) {
   for (int repeat = 0;; ++repeat) {
     nvme_passthru_cmd sent = command;  // the kernel writes into it
-    sent.timeout_ms = m_timeout;
+    sent.timeout_ms = isFirmwareCommand(command) ? m_timeout : 0;
     const int result = m_device->admin(sent);
     if (isDone(command, result)) return nvme::statusOf(result) == 0 ? 0 : nvme::kResetOwed;
     const bool isLast = repeat == kRepeats || !nvme::mayRepeat(result) ||

@@ -56,8 +56,12 @@ class CController {
   /// Keeps other runs away from this drive until the object goes. 0; -EBUSY when one is at it; other -errno.
   int lock();
 
-  /// From here on a command may take as long as the drive needs to activate firmware; never less than the
-  /// kernel's own time-out.
+  /// To be called under the lock: 0, or -ENODEV when what was opened is not, or no longer, the drive that the
+  /// list of controllers described.
+  int confirm();
+
+  /// From here on a firmware command may take as long as the drive needs to activate firmware; never less
+  /// than the kernel's own time-out, which stays that of the other commands.
   void allowFor(std::chrono::milliseconds activation);
 
   int identify(SIdentity& identity);
@@ -80,7 +84,7 @@ class CController {
   IKernel& m_kernel;
   const SPciController& m_controller;
   std::unique_ptr<IDevice> m_device;
-  std::uint32_t m_timeout = 0;  ///< of a command, in milliseconds; 0: the kernel's
+  std::uint32_t m_timeout = 0;  ///< of a firmware command, in milliseconds; 0: the kernel's
 };
 
 /// A padded text without its padding, unprintable characters replaced.

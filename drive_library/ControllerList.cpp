@@ -87,6 +87,11 @@ std::vector<SPciController> listControllers(IKernel& kernel) {
   return found;
 }
 
+bool isStillThere(IKernel& kernel, const SPciController& controller) {
+  const SPciController now = describeController(kernel, controller.name);
+  return now.leftOutBecause.empty() && now.address == controller.address && now.ids == controller.ids;
+}
+
 std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits) {
   if (text.empty() || text.size() > digits) return std::nullopt;
   unsigned int number = 0;

@@ -45,5 +45,9 @@ struct SPciController {
 /// sysfs does not describe them, they are outside domain 0 or another one has their address.
 std::vector<SPciController> listControllers(IKernel& kernel);
 
+/// True while the kernel's name still means the controller at this address and with these ids: the kernel
+/// gives the name of a drive that was pulled to the next one.
+bool isStillThere(IKernel& kernel, const SPciController& controller);
+
 /// A hexadecimal number of one to `digits` digits and nothing else around it; nothing for any other text.
 std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits);

@@ -77,8 +77,10 @@ int CFirmwareUpdate::readPayload(const std::string& path) {
 }
 
 int CFirmwareUpdate::takeDrive() {
-  const int result = m_controller.open();
-  return result != 0 ? result : m_controller.lock();
+  int result = m_controller.open();
+  if (result == 0) result = m_controller.lock();
+  if (result == 0) result = m_controller.confirm();
+  return result;
 }
 
 int CFirmwareUpdate::identify() {

@@ -27,6 +27,7 @@ class CFirmwareUpdate {
   /// what never reached the drive or got no answer, and these:
   ///   -ENODATA, -EINVAL, -EFBIG  the file is empty; no regular file or no multiple of 4 bytes; too long
   ///   -EBUSY                     another run is updating this drive
+  ///   -ENODEV                    the controller is not, or no longer, the one that was found
   ///   -EOPNOTSUPP                the drive takes no firmware
   ///   -EALREADY                  the drive went on saying that an update is in progress
   ///   -EROFS                     no slot can be written

@@ -21,6 +21,9 @@ class IDevice {
   /// the lock; any other -errno.
   virtual int lock() = 0;
 
+  /// The device number, as sysfs writes it: "major:minor".
+  virtual std::string number() = 0;
+
   /// Sends an admin command and waits for its end. 0 when the controller carried it out; the NVMe status as
   /// the kernel gives it (15 bits, positive) when it did not; -errno when the command never reached the
   /// controller or got no answer. The data of a command that did not return 0 is undefined.

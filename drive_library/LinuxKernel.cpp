@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -40,6 +41,12 @@ class CLinuxDevice : public IDevice {
   int lock() override {
     if (flock(m_descriptor.get(), LOCK_EX | LOCK_NB) == 0) return 0;
     return errno == EWOULDBLOCK ? -EBUSY : -errno;
+  }
+
+  std::string number() override {
+    struct stat status {};
+    if (fstat(m_descriptor.get(), &status) != 0) return {};
+    return std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
   }
 
   int admin(nvme_passthru_cmd& command) override {

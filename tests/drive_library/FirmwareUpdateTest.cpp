@@ -22,6 +22,8 @@ constexpr std::size_t kPiece = 4096;
 /// One drive at 0000:04:00.0, and updates of it.
 class FirmwareUpdateTest : public ::testing::Test {
  protected:
+  FirmwareUpdateTest() { m_kernel.addController("nvme0", "0000:04:00.0"); }
+
   int update(const Bytes& payload) { return updateFrom(m_kernel.payload(payload)); }
 
   int updateFrom(const std::string& path) { return CFirmwareUpdate(m_kernel, m_controller).run(path); }
@@ -47,7 +49,7 @@ class FirmwareUpdateTest : public ::testing::Test {
   SPciController m_controller{.name = "nvme0",
                               .addressText = "0000:04:00.0",
                               .address = SPciAddress{4, 0, 0},
-                              .ids = {},
+                              .ids = {0x144D, 0xA801, 0x1028, 0x1FD9},
                               .leftOutBecause = ""};
   DriveScript& m_drive = m_kernel.drive("nvme0");
   Bytes m_tiny = image(4);
@@ -197,6 +199,30 @@ TEST_F(FirmwareUpdateTest, ADriveThatCannotBeOpenedOrLockedKeepsItsErrorNumber) 
   EXPECT_EQ(update(m_tiny), -ENOLCK);
 }
 
+TEST_F(FirmwareUpdateTest, ADriveThatGotTheNameOfTheOneThatWasFoundIsNotTouched) {
+  for (const auto& [address, ids] :
+       {std::pair{"0000:05:00.0", "144d:a801:1028:1fd9"}, std::pair{"0000:04:00.0", "144d:a802:1028:1fd9"},
+        std::pair{"0000:04:00.0", "144d:a801:1028:1fda"}, std::pair{"", ""}}) {
+    m_kernel.addController("nvme0", "0000:04:00.0");
+    m_drive.opens().locks().whenLocked(
+        [this, where = address, what = ids] { m_kernel.addController("nvme0", where, what); });
+    EXPECT_EQ(update(m_tiny), -ENODEV) << address << ids;
+    EXPECT_EQ(lastReport(),
+              "err: NVMe drive 0000:04:00.0: nvme0 is another drive by now; the update is refused");
+  }
+}
+
+TEST_F(FirmwareUpdateTest, ANodeOfAnotherDriveIsNotTouched) {
+  m_kernel.writeAttribute("nvme0", "dev", "240:1");
+  m_drive.opens().locks();
+  EXPECT_EQ(update(m_tiny), -ENODEV);
+  EXPECT_EQ(lastReport(),
+            "err: NVMe drive 0000:04:00.0: nvme0 is the node of another drive; the update is refused");
+  m_kernel.writeAttribute("nvme0", "dev", "240:0");
+  confirms(downloaded().commits(2));
+  EXPECT_EQ(update(m_tiny), 0);
+}
+
 TEST_F(FirmwareUpdateTest, ADriveWithoutFirmwareCommandsIsLeftAlone) {
   m_drive.opens().locks().identifies({.optionalCommands = 0xFFFB});
   EXPECT_EQ(update(m_tiny), -EOPNOTSUPP);
@@ -245,7 +271,7 @@ TEST_F(FirmwareUpdateTest, ADriveThatCountsItsOwnDownloadAsAnUpdateGetsItsCommit
   EXPECT_EQ(m_kernel.slept(), 10s);
 }
 
-TEST_F(FirmwareUpdateTest, CommandsMayTakeAsLongAsActivationButNeverLessThanTheKernelAllows) {
+TEST_F(FirmwareUpdateTest, FirmwareCommandsMayTakeAsLongAsActivationButNeverLessThanTheKernelAllows) {
   struct {
     std::uint16_t activation;
     const char* kernel;

@@ -37,7 +37,13 @@ class ScriptedDevice : public IDevice {
  public:
   explicit ScriptedDevice(DriveScript& script) : m_script(script) {}
 
-  int lock() override { return next("lock", {}).result; }
+  int lock() override {
+    const int result = next("lock", {}).result;
+    if (m_script.m_whenLocked) m_script.m_whenLocked();
+    return result;
+  }
+
+  std::string number() override { return "240:0"; }
 
   int admin(nvme_passthru_cmd& command) override {
     const DriveScript::Step step = next("command", command);
@@ -138,7 +144,8 @@ DriveScript& DriveScript::within(std::chrono::milliseconds timeout) {
 
 DriveScript& DriveScript::add(Step step) {
   step.command.addr = step.command.data_len != 0;
-  step.command.timeout_ms = static_cast<std::uint32_t>(m_timeout.count());
+  const bool isFirmwareCommand = step.command.opcode == 0x10 || step.command.opcode == 0x11;
+  if (isFirmwareCommand) step.command.timeout_ms = static_cast<std::uint32_t>(m_timeout.count());
   m_steps.push_back(std::move(step));
   return *this;
 }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -49,7 +50,10 @@ class DriveScript {
   DriveScript& downloads(std::size_t offset, const Bytes& piece, int result = 0);
   DriveScript& commits(unsigned int slot, int result = 0);
 
-  /// The time-out that every command from here on must name.
+  /// Something that happens to the system while the drive is being locked.
+  void whenLocked(std::function<void()> event) { m_whenLocked = std::move(event); }
+
+  /// The time-out that every download and commit from here on must name; other commands name none.
   DriveScript& within(std::chrono::milliseconds timeout);
 
  private:
@@ -68,6 +72,7 @@ class DriveScript {
 
   std::chrono::milliseconds m_timeout{0};
   std::deque<Step> m_steps;
+  std::function<void()> m_whenLocked;
 };
 
 /// A kernel with scripted drives, on a sysfs tree of the test's own. Its clock moves only when it is slept
