@@ -1,7 +1,5 @@
 #include "Controller.h"
 
-#include <syslog.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <limits>
@@ -136,25 +134,25 @@ void CController::allowFor(std::chrono::milliseconds activation) {
       static_cast<std::uint32_t>(std::min(std::max(activation, m_kernel.adminTimeout()), kLongest).count());
 }
 
-int CController::identify(SIdentity& identity) {
+int CController::identify(SIdentity& identity, int failure) {
   std::array<std::uint8_t, 4096> data{};
   nvme_passthru_cmd command{};
   command.opcode = kIdentify;
   command.cdw10 = kIdentifyController;
   pointTo(command, data);
-  const int result = send("Identify Controller", command);
+  const int result = send("Identify Controller", command, failure);
   identity = parseIdentity(data);
   return result;
 }
 
-int CController::readSlots(SFirmwareSlots& slots) {
+int CController::readSlots(SFirmwareSlots& slots, int failure) {
   std::array<std::uint8_t, 512> data{};
   nvme_passthru_cmd command{};
   command.opcode = kGetLogPage;
   command.nsid = kAllNamespaces;
   command.cdw10 = kFirmwareSlotLog | static_cast<std::uint32_t>(data.size() / kDword - 1) << 16;
   pointTo(command, data);
-  const int result = send("Get Log Page, firmware slots", command);
+  const int result = send("Get Log Page, firmware slots", command, failure);
   slots = parseSlots(data);
   return result;
 }
@@ -176,7 +174,7 @@ int CController::commit(unsigned int slot) {
   return send("Firmware Commit", command);
 }
 
-int CController::send(const char* what, const nvme_passthru_cmd& command) {
+int CController::send(const char* what, const nvme_passthru_cmd& command, int failure) {
   for (int repeat = 0;; ++repeat) {
     nvme_passthru_cmd sent = command;  // the kernel writes into it
     sent.timeout_ms = isFirmwareCommand(command) ? m_timeout : 0;
@@ -184,7 +182,8 @@ int CController::send(const char* what, const nvme_passthru_cmd& command) {
     if (isDone(command, result)) return nvme::statusOf(result) == 0 ? 0 : nvme::kResetOwed;
     const bool isLast = repeat == kRepeats || !nvme::mayRepeat(result) ||
                         (isFirmwareCommand(command) && nvme::isLost(result));
-    report(isLast ? LOG_ERR : LOG_WARNING,
+    if (command.opcode == kFirmwareDownload && result == -EINVAL) return result;
+    report(isLast ? failure : std::max(failure, LOG_WARNING),
            std::string(what) + ": " + nvme::describe(result) + (isLast ? "" : "; it is repeated"));
     if (isLast) {
       if (result < 0) return result;

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <syslog.h>
+
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -64,10 +66,12 @@ class CController {
   /// than the kernel's own time-out, which stays that of the other commands.
   void allowFor(std::chrono::milliseconds activation);
 
-  int identify(SIdentity& identity);
-  int readSlots(SFirmwareSlots& slots);
+  /// `failure` is the level at which a failure is reported, for callers that ask again.
+  int identify(SIdentity& identity, int failure = LOG_ERR);
+  int readSlots(SFirmwareSlots& slots, int failure = LOG_ERR);
 
-  /// Hands the drive one piece of the image; its length and `offset` are multiples of 4 bytes.
+  /// Hands the drive one piece of the image; its length and `offset` are multiples of 4 bytes. -EINVAL, with
+  /// which the kernel refuses a piece that is too long, is left to the caller to report.
   int download(std::span<const std::uint8_t> piece, std::size_t offset);
 
   /// Has the drive check what it was handed, store it in `slot` (0: the drive chooses) and activate it at the
@@ -79,7 +83,7 @@ class CController {
 
  private:
   std::string state();
-  int send(const char* what, const nvme_passthru_cmd& command);
+  int send(const char* what, const nvme_passthru_cmd& command, int failure = LOG_ERR);
 
   IKernel& m_kernel;
   const SPciController& m_controller;

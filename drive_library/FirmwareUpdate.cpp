@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 
 #include "NvmeStatus.h"
 
@@ -26,6 +27,12 @@ std::chrono::milliseconds waitFor(const SIdentity& identity, std::chrono::millis
 
 std::size_t smallerPiece(std::size_t size) {
   return std::max(kUsualPiece, size / 2 / kUsualPiece * kUsualPiece);
+}
+
+/// The slot runs and did not before, or has other firmware than before.
+bool hasActivated(unsigned int slot, const SFirmwareSlots& before, const SFirmwareSlots& after) {
+  return after.running == slot &&
+         (before.running != slot || before.revisions.at(slot - 1) != after.revisions.at(slot - 1));
 }
 
 bool isGone(int result) {
@@ -59,12 +66,12 @@ int CFirmwareUpdate::run(const std::string& payloadPath) {
   int result = readPayload(payloadPath);
   if (result == 0) result = takeDrive();
   if (result == 0) result = identify();
-  if (result == 0) result = awaitIdle(waitFor(m_identity, kIdleBound));
+  if (result == 0) result = requireIdle();
   if (result == 0) result = prepareSlot();
   if (result == 0) result = download();
   if (result == 0) result = settle();
   if (result == 0) result = commit();
-  if (result == 0 || result == nvme::kResetOwed) checkOutcome();
+  if (result == 0 || result == nvme::kResetOwed) checkOutcome(result);
   return result;
 }
 
@@ -100,12 +107,16 @@ int CFirmwareUpdate::awaitIdle(std::chrono::milliseconds bound) {
     const int result = m_controller.readSlots(m_slots);
     if (result != 0) return result;
     if (!m_slots.updateInProgress) return 0;
-    if (m_kernel.now() >= end) {
-      m_controller.report(LOG_WARNING, "it goes on saying that an update is in progress");
-      return -EALREADY;
-    }
+    if (m_kernel.now() >= end) return -EALREADY;
     m_kernel.sleep(kPause);
   }
+}
+
+int CFirmwareUpdate::requireIdle() {
+  const int result = awaitIdle(waitFor(m_identity, kIdleBound));
+  if (result == -EALREADY)
+    m_controller.report(LOG_ERR, "it goes on saying that an update is in progress; this one is refused");
+  return result;
 }
 
 int CFirmwareUpdate::prepareSlot() {
@@ -126,14 +137,17 @@ int CFirmwareUpdate::download() {
     const int result = m_controller.download(piece, offset);
     if (result == 0) {
       offset += piece.size();
-    } else if (result == -EINVAL && piece.size() > kUsualPiece) {
-      // The kernel tells nowhere how much it transfers at once; a piece beyond that never reached the drive.
-      size = smallerPiece(piece.size());
-      m_controller.report(LOG_WARNING, "the kernel refused a piece of " + std::to_string(piece.size()) +
-                                           " bytes; pieces have " + std::to_string(size) +
-                                           " bytes from here on");
-    } else {
+    } else if (result != -EINVAL) {
       return result;
+    } else {
+      // The kernel tells nowhere how much it transfers at once; a piece beyond that never reached the drive.
+      const bool isShort = piece.size() <= kUsualPiece;
+      if (!isShort) size = smallerPiece(piece.size());
+      m_controller.report(
+          isShort ? LOG_ERR : LOG_INFO,
+          "the kernel refused a piece of " + std::to_string(piece.size()) + " bytes; " +
+              (isShort ? "the update ends" : "pieces have " + std::to_string(size) + " bytes from here on"));
+      if (isShort) return result;
     }
   }
   return 0;
@@ -143,25 +157,36 @@ int CFirmwareUpdate::download() {
 /// update is in progress means this one, and the commit goes out.
 int CFirmwareUpdate::settle() {
   const int result = awaitIdle(kSettleBound);
-  return result == -EALREADY ? 0 : result;
+  if (result != -EALREADY) return result;
+  m_controller.report(LOG_WARNING,
+                      "it goes on saying that an update is in progress; the image is committed all the same");
+  return 0;
 }
 
 int CFirmwareUpdate::commit() {
-  const int result = m_controller.commit(m_slot);
-  if (result == nvme::kResetOwed)
-    m_controller.report(LOG_NOTICE, "committed; it needs a reset to run the firmware");
-  return result;
+  return m_controller.commit(m_slot);
+}
+
+void CFirmwareUpdate::checkOutcome(int committed) noexcept {
+  try {
+    if (committed == nvme::kResetOwed)
+      m_controller.report(LOG_NOTICE, "committed; it needs a reset to run the firmware");
+    reportOutcome();
+  } catch (const std::exception&) {
+    return;  // with no memory for a line there is none to say so either; the drive is committed all the same
+  }
 }
 
 /// The drive's answer to the commit stands; this tells the administrator what has become of it. A drive may
 /// need a while before it answers again.
-void CFirmwareUpdate::checkOutcome() {
+void CFirmwareUpdate::reportOutcome() {
+  const SFirmwareSlots slotsBefore = m_slots;
   const std::string before = printable(m_identity.revision);
   const auto end = m_kernel.now() + waitFor(m_identity, kSettleBound);
   int result = 0;
   for (;;) {
-    result = m_controller.readSlots(m_slots);
-    if (result == 0) result = m_controller.identify(m_identity);
+    result = m_controller.readSlots(m_slots, LOG_INFO);
+    if (result == 0) result = m_controller.identify(m_identity, LOG_INFO);
     if (result == 0 || isGone(result) || m_kernel.now() >= end) break;
     m_kernel.sleep(kPause);
   }
@@ -172,8 +197,10 @@ void CFirmwareUpdate::checkOutcome() {
   const std::string now = printable(m_identity.revision);
   const std::string revisions = now == before ? "it runs " + now : "it ran " + before + " and runs " + now;
   const std::string slot = m_slot == 0 ? "a slot of its own choice" : "slot " + std::to_string(m_slot);
-  if (m_slot == 0 || m_slots.next == m_slot || m_slots.running == m_slot) {
-    const char* const when = m_slots.next == 0 ? "" : ", for the next reset";
+  const bool isNext = m_slot == 0 ? m_slots.next != 0 : m_slots.next == m_slot;
+  if (m_slot == 0 || isNext || hasActivated(m_slot, slotsBefore, m_slots) ||
+      (m_slots.running == m_slot && now != before)) {
+    const char* const when = isNext ? ", for the next reset" : "";
     m_controller.report(LOG_NOTICE, "committed to " + slot + when + "; " + revisions);
   } else {
     m_controller.report(LOG_WARNING, "committed to " + slot + ", but its log does not say so; " + revisions);

@@ -39,11 +39,13 @@ class CFirmwareUpdate {
   int takeDrive();
   int identify();
   int awaitIdle(std::chrono::milliseconds bound);
+  int requireIdle();
   int prepareSlot();
   int download();
   int settle();
   int commit();
-  void checkOutcome();
+  void checkOutcome(int committed) noexcept;
+  void reportOutcome();
 
   IKernel& m_kernel;
   CController m_controller;

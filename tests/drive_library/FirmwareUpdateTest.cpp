@@ -15,6 +15,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 constexpr auto kMinute = 60s;
 constexpr std::size_t kPiece = 4096;
@@ -142,8 +143,9 @@ TEST_F(FirmwareUpdateTest, PiecesShrinkToWhatTheKernelTransfersAtOnce) {
   EXPECT_EQ(update(payload), 0);
   EXPECT_EQ(m_kernel.slept(), 0ms);
   EXPECT_THAT(m_kernel.reports(),
-              Contains("warning: NVMe drive 0000:04:00.0: the kernel refused a piece of 20480 bytes; pieces "
+              Contains("info: NVMe drive 0000:04:00.0: the kernel refused a piece of 20480 bytes; pieces "
                        "have 8192 bytes from here on"));
+  EXPECT_THAT(m_kernel.reports(), Not(Contains(HasSubstr("err:"))));
 }
 
 TEST_F(FirmwareUpdateTest, AShortPieceShrinksByItsOwnLength) {
@@ -160,6 +162,8 @@ TEST_F(FirmwareUpdateTest, AUsualPieceThatTheKernelRefusesEndsTheUpdate) {
   const Bytes payload = image(2 * kPiece);
   ready().downloads(0, part(payload, 0, kPiece), -EINVAL).within(0ms);
   EXPECT_EQ(update(payload), -EINVAL);
+  EXPECT_EQ(lastReport(),
+            "err: NVMe drive 0000:04:00.0: the kernel refused a piece of 4096 bytes; the update ends");
   ready({.granularity = 2}).downloads(0, m_tiny, -EINVAL);
   EXPECT_EQ(update(m_tiny), -EINVAL);
 }
@@ -245,8 +249,9 @@ TEST_F(FirmwareUpdateTest, DoesNotWaitForeverForAnUpdateThatIsInProgress) {
   for (int i = 0; i < 60; ++i) m_drive.readsSlots({.activeInfo = 0x09});
   EXPECT_EQ(update(m_tiny), -EALREADY);
   EXPECT_EQ(m_kernel.slept(), 30s);
-  EXPECT_EQ(lastReport(),
-            "warning: NVMe drive 0000:04:00.0: it goes on saying that an update is in progress");
+  EXPECT_EQ(
+      lastReport(),
+      "err: NVMe drive 0000:04:00.0: it goes on saying that an update is in progress; this one is refused");
 }
 
 TEST_F(FirmwareUpdateTest, WaitsAsLongAsTheDriveMayTakeToActivate) {
@@ -269,6 +274,9 @@ TEST_F(FirmwareUpdateTest, ADriveThatCountsItsOwnDownloadAsAnUpdateGetsItsCommit
   confirms(m_drive.commits(2));
   EXPECT_EQ(update(m_tiny), 0);
   EXPECT_EQ(m_kernel.slept(), 10s);
+  EXPECT_EQ(m_kernel.reports().front(),
+            "warning: NVMe drive 0000:04:00.0: it goes on saying that an update is in progress; the image is "
+            "committed all the same");
 }
 
 TEST_F(FirmwareUpdateTest, FirmwareCommandsMayTakeAsLongAsActivationButNeverLessThanTheKernelAllows) {
@@ -548,6 +556,7 @@ TEST_F(FirmwareUpdateTest, ADriveThatIsBusyAfterTheCommitIsAskedAgain) {
   confirms(m_drive);
   EXPECT_EQ(update(m_tiny), 0);
   EXPECT_EQ(m_kernel.slept(), 1500ms);
+  EXPECT_THAT(m_kernel.reports(), Not(Contains(HasSubstr("err:"))));
   EXPECT_THAT(lastReport(), HasSubstr("committed to slot 2, for the next reset"));
 }
 
@@ -592,6 +601,44 @@ TEST_F(FirmwareUpdateTest, ASlotLogThatKnowsNothingOfTheCommitIsReported) {
   EXPECT_EQ(lastReport(),
             "warning: NVMe drive 0000:04:00.0: committed to slot 2, but its log does not say so; it "
             "runs OLD_REV");
+}
+
+TEST_F(FirmwareUpdateTest, ARunningSlotThatWasCommittedToHasToShowIt) {
+  const Identity oneSlot{.firmwareUpdates = 1 << 1};
+  struct {
+    SlotLog after;
+    const char* report;
+  } const cases[] = {
+      {{.activeInfo = 0x01},
+       "warning: NVMe drive 0000:04:00.0: committed to slot 1, but its log does not say so"},
+      {{.activeInfo = 0x21},
+       "warning: NVMe drive 0000:04:00.0: committed to slot 1, but its log does not say so"},
+      {{.activeInfo = 0x11}, "notice: NVMe drive 0000:04:00.0: committed to slot 1, for the next reset"},
+      {{.activeInfo = 0x01, .revisions = {"NEW_REV "}},
+       "notice: NVMe drive 0000:04:00.0: committed to slot 1"},
+  };
+  for (const auto& [after, report] : cases) {
+    ready(oneSlot).downloads(0, m_tiny).readsSlots().commits(1).readsSlots(after).identifies(oneSlot);
+    m_drive.within(0ms);
+    EXPECT_EQ(update(m_tiny), 0);
+    EXPECT_EQ(lastReport(), std::string(report) + "; it runs OLD_REV");
+  }
+}
+
+TEST_F(FirmwareUpdateTest, AnActivatedSlotIsNotForTheNextResetWhenAnotherOneIs) {
+  downloaded().commits(2).readsSlots({.activeInfo = 0x12}).identifies();
+  EXPECT_EQ(update(m_tiny), 0);
+  EXPECT_EQ(lastReport(), "notice: NVMe drive 0000:04:00.0: committed to slot 2; it runs OLD_REV");
+}
+
+TEST_F(FirmwareUpdateTest, ACommitStandsWhenMemoryRunsOutBehindIt) {
+  for (const int status : {0, 0x410B}) {
+    downloaded().commits(2, status);
+    if (status == 0) confirms(m_drive);
+    m_drive.within(0ms);
+    m_kernel.forgetReports();
+    EXPECT_EQ(update(m_tiny), status == 0 ? 0 : 267);
+  }
 }
 
 TEST(PrintableTest, CutsThePaddingAndHidesWhatIsNoText) {

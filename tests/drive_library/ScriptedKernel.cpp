@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <tuple>
 
 namespace {
@@ -206,6 +207,7 @@ int ScriptedKernel::open(const std::string& controller, std::unique_ptr<IDevice>
 }
 
 void ScriptedKernel::report(int priority, const std::string& line) {
+  if (!m_hasMemory) throw std::bad_alloc();
   static const std::map<int, const char*> kNames{
       {LOG_ERR, "err"}, {LOG_WARNING, "warning"}, {LOG_NOTICE, "notice"}, {LOG_INFO, "info"}};
   m_reports.push_back(std::string(kNames.at(priority)) + ": " + line);

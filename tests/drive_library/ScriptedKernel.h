@@ -94,6 +94,9 @@ class ScriptedKernel : public CLinuxKernel {
   /// A file with these bytes; its path.
   std::string payload(const Bytes& bytes);
 
+  /// From here on there is no memory for a report.
+  void forgetReports() { m_hasMemory = false; }
+
   std::chrono::milliseconds slept() const { return m_now; }
   const std::vector<std::string>& reports() const { return m_reports; }
 
@@ -109,6 +112,7 @@ class ScriptedKernel : public CLinuxKernel {
   std::map<std::string, DriveScript> m_scripts;
   std::chrono::milliseconds m_now{0};
   std::vector<std::string> m_reports;
+  bool m_hasMemory = true;
 };
 
 /// Bytes that differ from their neighbours and from one page to the next.
