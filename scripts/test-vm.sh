@@ -3,7 +3,7 @@
 # emulated PCIe drives, and drives that take firmware, which are programs of our own behind the kernel's NVMe/TCP
 # driver. Emulator, kernel and shell are the distribution's packages, unpacked into build/vm/ and not installed.
 #
-# Exit status: 0 all tests passed, 1 a test failed, 77 the packages are not to be had here.
+# Exit status: 0 all tests passed, 1 a test failed, 77 the packages are not to be had here or lack something.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
