@@ -45,13 +45,53 @@ python=(python3 "$scratch/update_drives.py")
 stage three-drives
 expect 0 "3 of 3 drives took the firmware" "${shell[@]}"
 stage three-drives
-expect 0 "SIM0000000000001: done, SMP10100 -> SMP90200" "${python[@]}"
+expect 0 "SIM0000000000001: SMP10100 -> SMP90200" "${python[@]}"
 [ "$(ls "$component/rollback-partition")" = SampleFirmware.bin ] || fail "no rollback"
 
 stage one-refuses
 expect 1 "failed: SIM0000000000002" "${shell[@]}"
 stage one-refuses
-expect 1 "SIM0000000000002: failed, runs SMP20100" "${python[@]}"
+expect 1 "failed: SIM0000000000002" "${python[@]}"
+grep -qxF "SIM0000000000002: SMP20100 -> SMP20100" "$scratch/printed" || fail "no revision of the failed drive"
+
+# Two drives of one serial number are two drives.
+for example in shell python; do
+  declare -n command=$example
+  stage three-drives
+  sed -i 's/SIM0000000000002/SIM0000000000001/' "$component/scenario.json"
+  expect 0 "3 of 3 drives took the firmware" "${command[@]}"
+  stage one-refuses
+  sed -i 's/SIM0000000000002/SIM0000000000001/' "$component/scenario.json"
+  expect 1 "failed: SIM0000000000001" "${command[@]}"
+done
+
+# A payload folder that is a link is followed, as the component follows it.
+for example in shell python; do
+  declare -n command=$example
+  stage three-drives
+  rm -rf "$scratch/elsewhere"
+  mv "$component/payload" "$scratch/elsewhere"
+  ln -s "$scratch/elsewhere" "$component/payload"
+  expect 0 "3 of 3 drives took the firmware" "${command[@]}"
+done
+
+# What became of the update is told also when the inventory behind it fails.
+stage three-drives
+mv "$component/nvmepcissd" "$component/real"
+printf '#!/bin/sh\ncase $* in *after.xml*) exit 9 ;; esac\nexec ./real "$@"\n' >"$component/nvmepcissd"
+chmod 755 "$component/nvmepcissd"
+expect 2 "3 of 3 drives took the firmware" "${python[@]}"
+grep -qx "undecided: after: exit status 9" "$scratch/printed" || fail "the failed inventory is not told"
+mv "$component/real" "$component/nvmepcissd"
+
+# A wrong call is no outcome of an update.
+for example in shell python; do
+  declare -n command=$example
+  status=0
+  "${command[@]}" >"$scratch/printed" 2>&1 || status=$?
+  [ $status -eq 2 ] && grep -q 'usage: ' "$scratch/printed" && ! grep -q Traceback "$scratch/printed" ||
+    { cat "$scratch/printed" >&2; fail "$example: exit status $status without arguments"; }
+done
 
 stage no-drives
 expect 2 "undecided: no drive was found" "${shell[@]}"
