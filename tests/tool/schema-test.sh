@@ -26,6 +26,13 @@ for page in "$root"/docs/package-xml.md:package "$root"/docs/plugin-configuratio
   accepted "${page##*:}" "$scratch/sample.xml"
 done
 
+# A Device may hold several models, each with a name behind its ids; a second name for the same ids is never used.
+sed 's/^ *<PCIInfo deviceID="a802" subDeviceID="1101"/<Display>Another model<\/Display>&/' "$schemas/examples/package.xml" \
+  >"$scratch/models.xml"
+[ "$(xmllint --xpath 'count(//SupportedDevices/Device[2]/Display)' "$scratch/models.xml")" -eq 2 ] || fail "no two models"
+accepted package "$scratch/models.xml"
+refused package 's/<Display>Sample NVMe SSD S1.*/&<Display>Second<\/Display>/' 'Display'
+
 refused package 's/ subVendorID="f1a0"//' 'subVendorID'
 refused package 's/deviceID="a801"/deviceID="0xa801"/' 'pattern'
 refused package 's/400GB/A \&amp; B/' 'pattern'
