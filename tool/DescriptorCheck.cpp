@@ -35,6 +35,9 @@ constexpr std::array<IdAttribute, 4> kIds{{{"deviceID", &SPCIInfo::deviceID},
                                            {"vendorID", &SPCIInfo::vendorID},
                                            {"subVendorID", &SPCIInfo::subVendorID}}};
 
+/// Besides a drive maker's, a package may ship this one, for which the descriptor decides more than names.
+constexpr char kOwnLibrary[] = "the libnvme.so that comes with nvmepcissd";
+
 std::string inQuotes(const std::string& text) {
   return '"' + text + '"';
 }
@@ -62,6 +65,12 @@ std::string unmatchable(const std::string& id) {
   if (!std::all_of(id.begin(), id.end(), isHexadecimal)) return "is not hexadecimal";
   if (id.size() > kIdDigits) return "is longer than four digits";
   return id.starts_with('0') ? "has a leading zero" : "";
+}
+
+/// What a run does without any entry, and who tells.
+std::string withoutNames(const std::string& complaint = {}) {
+  return "every drive is shown without a name" + complaint + "; with " + kOwnLibrary +
+         " none is listed or flashed";
 }
 
 /// The node behind `node` in document order; null at the end.
@@ -149,7 +158,8 @@ class Reading {
     if (written == nullptr) {
       report(pciInfo, std::string("PCIInfo has no ") + name,
              m_idLines.at(i) == 0 ? "the id stays empty: no drive matches this entry"
-                                  : "it takes over " + inQuotes(id) + " from " + onLine(m_idLines.at(i)),
+                                  : "it takes over " + inQuotes(id) + " from " + onLine(m_idLines.at(i)) +
+                                        "; " + kOwnLibrary + " lists and flashes the drives with that id",
              std::string("add ") + name + "=\"....\" with the four hexadecimal digits of the drive's id" +
                  misspelt(pciInfo, name));
       return;
@@ -167,10 +177,13 @@ class Reading {
     report(
         pciInfo, name + "=" + inQuotes(written) + " " + (filled ? "has less than four digits" : reason),
         (filled ? "it is filled up to " + inQuotes(id) + "; a" : std::string("a")) +
-            " drive's id is up to four hexadecimal digits without leading zeros, so no drive matches this entry",
+            " drive's id is up to four hexadecimal digits without leading zeros, so the name is never found and the "
+            "drive's display stays empty",
         id.starts_with('0') && id.size() == kIdDigits
-            ? "write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name the "
-              "drive: remove it"
+            ? std::string(
+                  "write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry "
+                  "can name the drive: keep this one if the package ships ") +
+                  kOwnLibrary + ", which compares ids as numbers and lists no other drives, else remove it"
             : "write the four hexadecimal digits of the drive's id, without 0x");
   }
 
@@ -265,7 +278,7 @@ class Reading {
       }
     }
     if (read.empty() && !lookalike) {
-      report(root, "no Device in SoftwareComponent/SupportedDevices", "every drive is shown without a name",
+      report(root, "no Device in SoftwareComponent/SupportedDevices", withoutNames(),
              "list the supported drives, one Device a model");
     }
   }
@@ -303,9 +316,8 @@ class Reading {
   Descriptor m_descriptor;
 };
 
-constexpr char kNoNames[] = "every drive is shown without a name; nothing reports it";
-constexpr char kNoNamesButNoise[] =
-    "every drive is shown without a name; only libxml2 complains, on standard error, for every drive twice";
+constexpr char kNoNoise[] = "; nothing reports it";
+constexpr char kNoise[] = "; only libxml2 complains, on standard error, for every drive twice";
 
 /// Why nothing can be read from `file`, as nothing is where there is.
 std::optional<Finding> unreadable(const std::filesystem::path& file) {
@@ -313,15 +325,15 @@ std::optional<Finding> unreadable(const std::filesystem::path& file) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(file, error);
   if (std::filesystem::is_directory(status))
-    return Finding{file, 0, "descriptor is a folder", kNoNamesButNoise, kRemedy};
+    return Finding{file, 0, "descriptor is a folder", withoutNames(kNoise), kRemedy};
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
     return Finding{file, 0, "descriptor is not a regular file",
                    "what a run reads from it is not a package's; from a pipe it waits, maybe for ever",
                    kRemedy};
   }
   if (access(file.c_str(), R_OK) == 0) return std::nullopt;
-  return Finding{file, 0, std::string("descriptor cannot be read: ") + std::strerror(errno), kNoNames,
-                 kRemedy};
+  return Finding{file, 0, std::string("descriptor cannot be read: ") + std::strerror(errno),
+                 withoutNames(kNoNoise), kRemedy};
 }
 
 }  // namespace
@@ -335,7 +347,7 @@ Descriptor checkDescriptor(const std::filesystem::path& file) {
   if (document == nullptr) {
     const XmlError error = errors.first().value_or(XmlError{0, 0, "it cannot be parsed"});
     return {.findings = {{file, error.line, "descriptor is not well-formed: " + error.message,
-                          kNoNamesButNoise, "mend the XML; xmllint shows the place as well"}}};
+                          withoutNames(kNoise), "mend the XML; xmllint shows the place as well"}}};
   }
   return Reading(file, document.get()).run();
 }

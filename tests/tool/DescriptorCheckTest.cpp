@@ -10,6 +10,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 namespace {
 
@@ -168,11 +169,31 @@ TEST_F(DescriptorCheck, WhatIsCarriedOverIsNamedWithItsLine) {
   for (const tool::Finding& finding : carried.findings) texts.push_back(finding.atRunTime);
   EXPECT_THAT(
       texts,
-      ElementsAre("it takes over \"1001\" from line 3", "it takes over \"f101\" from line 3",
-                  "it takes over \"f1a0\" from line 3",
-                  "drives that match line 7 are shown under the name \"One\", carried over from line 4"));
+      ElementsAre(
+          StartsWith("it takes over \"1001\" from line 3; the libnvme.so that comes with nvmepcissd "),
+          StartsWith("it takes over \"f101\" from line 3"), StartsWith("it takes over \"f1a0\" from line 3"),
+          "drives that match line 7 are shown under the name \"One\", carried over from line 4"));
   EXPECT_THAT(check(descriptor(device(pciInfo("DeviceID=\"a801\"")))).findings.at(0).remedy,
               HasSubstr("it is written DeviceID there"));
+}
+
+/// Our own drive library finds drives by the very entries whose names the component never finds.
+TEST_F(DescriptorCheck, NoEntryThatOurOwnDriveLibraryNeedsIsToBeRemoved) {
+  for (const char* const id : {"0a54", "0010", "a54"}) {
+    const std::string ids =
+        std::string("deviceID=\"") + id + R"(" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")";
+    const tool::Findings findings =
+        check(descriptor(device(pciInfo(ids) + "<Display>One</Display>"))).findings;
+    ASSERT_EQ(findings.size(), 1U) << id;
+    EXPECT_THAT(findings[0].atRunTime,
+                HasSubstr("the name is never found and the drive's display stays empty"));
+    EXPECT_THAT(findings[0].remedy,
+                HasSubstr("keep this one if the package ships the libnvme.so that comes with nvmepcissd"));
+  }
+  for (const std::string& empty : {descriptor(""), std::string("<broken")}) {
+    EXPECT_THAT(check(empty).findings.at(0).atRunTime,
+                HasSubstr("with the libnvme.so that comes with nvmepcissd none is listed or flashed"));
+  }
 }
 
 TEST_F(DescriptorCheck, TheLastOfTheSameIdsIsSaidToWin) {
@@ -182,7 +203,8 @@ TEST_F(DescriptorCheck, TheLastOfTheSameIdsIsSaidToWin) {
   EXPECT_EQ(twins.findings[0].atRunTime,
             "the last one wins: drives with these ids are shown as \"Two\", never as \"One\"");
   const std::string one = device(pciInfo() + "<Display>One</Display>");
-  EXPECT_EQ(check(descriptor(one + one)).findings.at(0).atRunTime, "no difference: both give the name \"One\"");
+  EXPECT_EQ(check(descriptor(one + one)).findings.at(0).atRunTime,
+            "no difference: both give the name \"One\"");
 }
 
 /// A descriptor put together at random, from pieces that trap each other.

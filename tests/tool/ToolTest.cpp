@@ -81,10 +81,11 @@ TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
   EXPECT_EQ(
       outcome.output,
       "component/package.xml:68: deviceID=\"0a54\" has a leading zero\n"
-      "    at run time: a drive's id is up to four hexadecimal digits without leading zeros, so no drive matches "
-      "this entry\n"
+      "    at run time: a drive's id is up to four hexadecimal digits without leading zeros, so the name is "
+      "never found and the drive's display stays empty\n"
       "    to mend: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name "
-      "the drive: remove it\n"
+      "the drive: keep this one if the package ships the libnvme.so that comes with nvmepcissd, which compares ids "
+      "as numbers and lists no other drives, else remove it\n"
       "1 finding\n");
   const nlohmann::json json = nlohmann::json::parse(run("check --json component").output);
   ASSERT_EQ(json.size(), 1U);
