@@ -223,6 +223,12 @@ class Reading {
   std::vector<std::unique_ptr<CDeviceInfo>> m_inventory;
 };
 
+/// A revision comes with the blanks that drives fill it up with, or without.
+std::string withoutPadding(const std::string& text) {
+  const std::size_t start = text.find_first_not_of(' ');
+  return start == std::string::npos ? "" : text.substr(start, text.find_last_not_of(' ') + 1 - start);
+}
+
 }  // namespace
 
 Results readResults(const std::vector<std::string>& sources) {
@@ -277,7 +283,7 @@ ResultSummary summarize(const Results& results) {
       if (isFailed(record)) {
         ++summary.failed;
       } else {
-        ++revisions[record.getVersion()];
+        ++revisions[withoutPadding(record.getVersion())];
       }
     }
   }

@@ -63,7 +63,7 @@ struct ResultSummary {
   std::size_t records = 0;
   std::size_t failed = 0;
   std::vector<std::pair<std::string, std::size_t>>
-      revisions;                     ///< of the records that did not fail, most frequent first
+      revisions;  ///< of the records that did not fail, without blanks around them, most frequent first
   std::vector<std::string> reboots;  ///< the documents that ask for one
 };
 

@@ -146,6 +146,18 @@ TEST_F(Results, ATableThatIsTooWideBecomesBlocks) {
             "1 document, 2 records: 1 fine, 1 failed; revisions R1 x 1\n");
 }
 
+TEST_F(Results, ARevisionIsTheSameWithAndWithoutPadding) {
+  std::string padded = kDrive;
+  padded.replace(padded.find("\"R1\""), 4, "\"R1      \"");
+  const tool::Results results = read({inventory(padded + kDrive + padded)});
+  EXPECT_EQ(tool::summarize(results).revisions,
+            (std::vector<std::pair<std::string, std::size_t>>{{"R1", 3}}));
+  EXPECT_THAT(table(results), HasSubstr("; revisions R1 x 3\n"));
+  std::ostringstream json;
+  tool::writeJson(json, results);
+  EXPECT_THAT(json.str(), HasSubstr("\"revision\": \"R1      \""));
+}
+
 TEST_F(Results, ColourIsUsedOnlyWhenAskedFor) {
   const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
   EXPECT_THAT(table(results), Not(HasSubstr("\033")));
