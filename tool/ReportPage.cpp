@@ -3,20 +3,24 @@
 #include <algorithm>
 #include <array>
 #include <ostream>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <utility>
 
 #include "ReportAssets.h"
+#include "TerminalText.h"
 
 namespace tool {
 
 namespace {
 
-std::string escaped(std::string_view text) {
+/// A browser obeys characters that turn the direction of writing as a terminal does.
+std::string escaped(std::string_view value) {
   constexpr std::array<std::pair<char, const char*>, 5> kEntities{
       {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}}};
   std::string html;
-  for (const char c : text) {
+  for (const char c : forTerminal(value)) {
     const auto* const entity =
         std::find_if(kEntities.begin(), kEntities.end(), [c](const auto& pair) { return pair.first == c; });
     if (entity == kEntities.end()) {
@@ -91,7 +95,12 @@ void writeNotes(std::ostream& out, const Results& results, const ResultSummary& 
     const std::size_t end = file.problem.find('\n');
     out << "<div class=\"note bad\"><p><strong>" << escaped(file.source)
         << "</strong>: " << escaped(file.problem.substr(0, end)) << "</p>";
-    if (end != std::string::npos) out << "<pre>" << escaped(file.problem.substr(end + 1)) << "</pre>";
+    if (end != std::string::npos) {
+      std::istringstream place(file.problem.substr(end + 1));
+      out << "<pre>";
+      for (std::string line; std::getline(place, line);) out << escaped(line) << '\n';
+      out << "</pre>";
+    }
     out << "</div>\n";
   }
   for (const std::string& source : summary.reboots) {

@@ -158,6 +158,16 @@ TEST_F(Results, ARevisionIsTheSameWithAndWithoutPadding) {
   EXPECT_THAT(json.str(), HasSubstr("\"revision\": \"R1      \""));
 }
 
+TEST_F(Results, ThePageObeysNoCharacterThatATerminalWouldObey) {
+  const std::string html = page(read(
+      {inventory(
+           "<Device componentID=\"1\" display=\"a\u202Eb\u009Bc\"><Application version=\"1\"/></Device>"),
+       "<SVMInventory><Device display=\"<\"/>"}));
+  EXPECT_THAT(html, HasSubstr(">a.b.c<"));
+  EXPECT_THAT(html, Not(HasSubstr("\u202E")));
+  EXPECT_THAT(html, testing::ContainsRegex("<pre>[^\n]*Device display=[^\n]*\n *\\^\n</pre>"));
+}
+
 TEST_F(Results, ColourIsUsedOnlyWhenAskedFor) {
   const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
   EXPECT_THAT(table(results), Not(HasSubstr("\033")));
