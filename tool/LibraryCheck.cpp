@@ -37,6 +37,9 @@ constexpr char kOtherLibrary[] =
 constexpr char kNoOtherLibrary[] =
     "the loader looks no further than here, but for the folders of LD_LIBRARY_PATH: without a libnvme.so there ";
 
+constexpr char kShipWhole[] =
+    "ship the drive maker's library for the servers' architecture, whole and unchanged";
+
 std::vector<fs::path> split(const std::string& folders) {
   std::vector<fs::path> list;
   std::istringstream stream(folders);
@@ -190,7 +193,10 @@ class Inspection {
              "put the drive maker's library into the component folder under this name");
     } else if (access(m_path.c_str(), R_OK) != 0) {
       report(std::string("drive library cannot be read: ") + std::strerror(errno),
-             std::string(kOtherLibrary) + kNothingWorks, "chmod a+r " + m_path.string());
+             std::string(kOtherLibrary) + kNothingWorks, modeRemedy("a+r", m_path, m_folder));
+    } else if (fs::is_fifo(m_path, error)) {
+      report("drive library cannot be loaded: it is a pipe",
+             "opening it waits until something writes to it: the run hangs", kShipWhole);
     } else if (readElf(m_path, false, m_library) && m_library.architecture != m_process.architecture) {
       reportRefusal("is for " + m_library.architecture.name() + ", while " +
                         (m_hasExecutable ? "nvmepcissd" : "this machine") + " is " +
@@ -211,8 +217,7 @@ class Inspection {
   }
 
   void reportRefusal(const std::string& reason, const std::string& consequence) {
-    report("drive library cannot be loaded: it " + reason, consequence + kNothingWorks,
-           "ship the drive maker's library for the servers' architecture, whole and unchanged");
+    report("drive library cannot be loaded: it " + reason, consequence + kNothingWorks, kShipWhole);
   }
 
   void checkBindings() {

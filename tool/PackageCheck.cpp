@@ -45,8 +45,11 @@ Findings checkPayload(const fs::path& folder) {
   constexpr char kRemedy[] = "put the one firmware file, and nothing else, into this folder";
   const fs::path payload = folder / "payload";
   std::error_code error;
-  if (!fs::is_directory(payload, error))
-    return {{payload, 0, "payload folder is missing", kRefused, kRemedy}};
+  if (!fs::is_directory(payload, error)) {
+    const bool other = fs::exists(payload, error);
+    return {{payload, 0, other ? "payload is not a folder" : "payload folder is missing", kRefused,
+             std::string(other ? "make it a folder; " : "") + kRemedy}};
+  }
 
   const std::vector<std::string> names = namesIn(payload, error);
   if (error) return {{payload, 0, "payload folder cannot be read: " + error.message(), kRefused, kRemedy}};
@@ -68,7 +71,7 @@ Findings checkPayload(const fs::path& folder) {
   if (access(file.c_str(), R_OK) != 0) {
     return {{file, 0, std::string("payload cannot be read: ") + std::strerror(errno),
              "the drive library is told to flash a file that it cannot read, unless it runs as root",
-             "chmod a+r " + file.string()}};
+             modeRemedy("a+r", file, folder)}};
   }
   return {};
 }
@@ -78,6 +81,14 @@ std::string firstLine(const fs::path& file) {
   std::ifstream stream(file);
   std::getline(stream, line);
   return line;
+}
+
+/// What the first line of a script names; empty for a script that the shell runs by itself.
+std::string interpreter(const std::string& line) {
+  if (!line.starts_with("#!")) return {};
+  constexpr char kBlanks[] = " \t";
+  const std::size_t start = line.find_first_not_of(kBlanks, 2);
+  return start == std::string::npos ? "" : line.substr(start, line.find_first_of(kBlanks, start) - start);
 }
 
 Findings checkInstallScript(const fs::path& folder) {
@@ -97,13 +108,18 @@ Findings checkInstallScript(const fs::path& folder) {
   Findings findings;
   if (access(script.c_str(), X_OK) != 0) {
     findings.push_back(
-        {script, 0, "install script is not executable", kNotInstalled, "chmod 755 fwkitinstall.sh"});
+        {script, 0, "install script is not executable", kNotInstalled, modeRemedy("755", script, folder)});
   }
   const std::string line = firstLine(script);
   if (line.starts_with("#!") && line.ends_with('\r')) {
     findings.push_back(
         {script, 1, "the first line ends in a carriage return, which becomes part of the interpreter's name",
          kNotInstalled, "save the script with line feeds alone"});
+  } else if (const std::string name = interpreter(line);
+             !name.empty() && access((folder / name).c_str(), X_OK) != 0) {
+    findings.push_back({script, 1,
+                        "the interpreter " + name + " cannot be run on this machine: " + std::strerror(errno),
+                        kNotInstalled, "name one that the servers have; it was looked for on this machine"});
   }
   return findings;
 }
@@ -169,7 +185,7 @@ Findings checkPermissions(const fs::path& folder) {
     const bool everybody = (status.st_mode & S_IWOTH) != 0;
     findings.push_back({path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
                         "who may write here decides what the component reads, loads or runs, mostly as root",
-                        "chmod go-w " + path.string()});
+                        modeRemedy("go-w", path, folder)});
   }
   return findings;
 }

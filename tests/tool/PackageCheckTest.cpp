@@ -92,7 +92,7 @@ TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
   fs::remove_all(folder() / "payload");
   EXPECT_THAT(problems(), ElementsAre("payload: payload folder is missing"));
   write("payload", "a file");
-  EXPECT_THAT(problems(), ElementsAre("payload: payload folder is missing"));
+  EXPECT_THAT(problems(), ElementsAre("payload: payload is not a folder"));
 }
 
 TEST_F(PackageCheck, ALibraryThatTheLoaderRefusesIsFound) {
@@ -194,6 +194,39 @@ TEST_F(PackageCheck, TheInstallScriptMustBeThereAndExecutable) {
   EXPECT_THAT(problems(), ElementsAre("fwkitinstall.sh: install script is not a regular file"));
 }
 
+TEST_F(PackageCheck, TheInterpreterOfTheInstallScriptIsLookedForHere) {
+  const auto writeScript = [this](const std::string& firstLine) {
+    write("fwkitinstall.sh", firstLine + "\nexit 0\n");
+    setMode("fwkitinstall.sh", 0755);
+  };
+  writeScript("#! /no/such/interp -e");
+  EXPECT_THAT(problems(),
+              ElementsAre("fwkitinstall.sh: the interpreter /no/such/interp cannot be run on this "
+                          "machine: No such file or directory"));
+  for (const char* const line : {"#!/bin/sh -e", "#! /bin/sh", "#!", "# no interpreter", ""}) {
+    writeScript(line);
+    EXPECT_THAT(problems(), IsEmpty()) << line;
+  }
+}
+
+TEST_F(PackageCheck, ALibraryThatIsAPipeHangsTheRun) {
+  fs::remove(folder() / "libnvme.so");
+  ASSERT_EQ(mkfifo((folder() / "libnvme.so").c_str(), 0644), 0);
+  EXPECT_THAT(atRunTime(), HasSubstr("the run hangs"));
+}
+
+/// As root, chmod of a link to a device would change the device for the whole machine.
+TEST_F(PackageCheck, NoModeIsToBeChangedThroughALink) {
+  fs::remove(folder() / "payload" / "firmware.bin");
+  fs::create_symlink("/dev/null", folder() / "payload" / "firmware.bin");
+  EXPECT_THAT(problems(), Contains("payload/firmware.bin: may be written by everybody"));
+  for (const tool::Finding& finding : tool::checkPackage(folder())) {
+    EXPECT_THAT(finding.remedy, testing::Not(HasSubstr("chmod"))) << finding.problem;
+  }
+  setMode(".", 0777);
+  EXPECT_EQ(tool::checkPackage(folder()).at(1).remedy, "chmod go-w " + folder().string());
+}
+
 TEST_F(PackageCheck, TheMarkerFileIsNotToBeShipped) {
   write("enabledebug.txt", "");
   EXPECT_THAT(problems(), ElementsAre("enabledebug.txt: marker file for the debug log was left in place"));
@@ -206,7 +239,7 @@ TEST_F(PackageCheck, PipesAreNotOpened) {
     ASSERT_EQ(mkfifo((folder() / name).c_str(), 0644), 0) << name;
   }
   EXPECT_THAT(problems(), ElementsAre("package.xml: descriptor is not a regular file",
-                                      "libnvme.so: drive library cannot be loaded: it is not a regular file",
+                                      "libnvme.so: drive library cannot be loaded: it is a pipe",
                                       "fwkitinstall.sh: install script is not a regular file",
                                       "enabledebug.txt: marker file for the debug log was left in place"));
 }
