@@ -16,6 +16,23 @@ for file in libexec/nvmepcissd/drive_library/libnvme.so share/man/man8/nvmepciss
 done
 grep -q 'No licence has been chosen' "$scratch/first/share/doc/nvmepcissd/copyright" || fail "copyright file"
 
+# Every page that README.md leads to is there.
+pages=$(grep -o '](\([A-Za-z/-]*\.md\)[)#]' "$root/README.md" | sed 's/](//; s/[)#]$//' | sort -u)
+[ -n "$pages" ] || fail "README.md leads to no page"
+for page in $pages; do
+  [ -f "$scratch/first/share/doc/nvmepcissd/$page" ] || fail "README.md leads to $page, which is not installed"
+done
+
+# The recipe of README.md, with the simulator's files as the platform's, ends without a finding.
+component=$scratch/component
+cp -r "$scratch/first/share/nvmepcissd/sample-package" "$component"
+rm "$component"/payload/*
+cp "$scratch"/first/libexec/nvmepcissd/{nvmepcissd,libnvme.so,fwkitinstall.sh} "$component/"
+cp "$scratch/first/libexec/nvmepcissd/payload/SampleFirmware.bin" "$component/payload/"
+chmod -R go-w "$component"
+"$scratch/first/bin/nvmepcissd-tool" check "$component" >"$scratch/findings" ||
+  { cat "$scratch/findings" >&2; fail "findings in the recipe's component folder"; }
+
 # Without the simulator, nothing simulated is there.
 cmake --install "$build" --prefix "$scratch/runtime" --component runtime >/dev/null
 [ "$(cd "$scratch/runtime/libexec/nvmepcissd" && echo *)" = "drive_library nvmepcissd" ] || fail "simulated things are there"
