@@ -14,7 +14,7 @@ target_compile_options(nvmepcissd_options INTERFACE
   # The debug log names sources relative to the repository root, whatever the build folder.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
-# tests/release reads the built executable and asserts each of these.
+# tests/system/release reads the built executable and asserts each of these.
 add_library(nvmepcissd_hardening INTERFACE)
 target_compile_options(nvmepcissd_hardening INTERFACE
   -ffunction-sections -fdata-sections

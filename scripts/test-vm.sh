@@ -84,7 +84,7 @@ say "building"
 mkdir -p "$vm"
 {
   cmake -S . -B "$vm/build" -G Ninja -DCMAKE_BUILD_TYPE=Release
-  cmake --build "$vm/build" --target nvmepcissd drive_library simulator_rbkl vm_drive vm_exit vm_probe
+  cmake --build "$vm/build" --target nvmepcissd nvme_linux_module simulator_rbkl vm_drive vm_exit vm_probe
 } >"$vm/build.log" 2>&1 || { cat "$vm/build.log"; exit 1; }
 
 # The guest's file system

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "DriveLibrary.h"
+#include "SimulatedDrives.h"
 #include "DriveTexts.h"
 #include "Files.h"
 
@@ -12,14 +12,14 @@ namespace {
 
 using simulator::DriveAddress;
 using simulator::DriveInformation;
-using simulator::DriveLibrary;
+using simulator::SimulatedDrives;
 using simulator::DriveRecord;
 
 /// Runs the operation on the one library of this process, which its first use sets up.
 template <class Operation>
 std::int32_t perform(Operation operation) {
   try {
-    static DriveLibrary library;
+    static SimulatedDrives library;
     return operation(library);
   } catch (const std::runtime_error& error) {
     simulator::complain(simulator::kLibraryName, error.what());
@@ -52,17 +52,17 @@ extern "C" {
 
 std::int32_t NVMEDiscoverDrives(std::uint32_t* count, DriveRecord*** list) noexcept {
   return answer("NVMEDiscoverDrives", count != nullptr && list != nullptr, nullptr, nullptr,
-                [&](DriveLibrary& library) { return library.discover(*count, *list); });
+                [&](SimulatedDrives& library) { return library.discover(*count, *list); });
 }
 
 std::int32_t NVMEGetDriveInfo(const DriveAddress* address, DriveInformation* information) noexcept {
   return answer("NVMEGetDriveInfo", address != nullptr && information != nullptr, address, nullptr,
-                [&](DriveLibrary& library) { return library.information(*address, *information); });
+                [&](SimulatedDrives& library) { return library.information(*address, *information); });
 }
 
 std::int32_t NVMEUpdateFirmware(const DriveAddress* address, const char* payload) noexcept {
   return answer("NVMEUpdateFirmware", address != nullptr && payload != nullptr, address, payload,
-                [&](DriveLibrary& library) { return library.update(*address, payload); });
+                [&](SimulatedDrives& library) { return library.update(*address, payload); });
 }
 
 }  // extern "C"

@@ -17,7 +17,7 @@ done
 grep -q 'No licence has been chosen' "$scratch/first/share/doc/nvmepcissd/copyright" || fail "copyright file"
 
 # Every page that README.md leads to is there.
-pages=$(grep -o '](\([A-Za-z/-]*\.md\)[)#]' "$root/README.md" | sed 's/](//; s/[)#]$//' | sort -u)
+pages=$(grep -o '](\([A-Za-z_/-]*\.md\)[)#]' "$root/README.md" | sed 's/](//; s/[)#]$//' | sort -u)
 [ -n "$pages" ] || fail "README.md leads to no page"
 for page in $pages; do
   [ -f "$scratch/first/share/doc/nvmepcissd/$page" ] || fail "README.md leads to $page, which is not installed"

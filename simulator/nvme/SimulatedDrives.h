@@ -26,10 +26,10 @@ enum Result : std::int32_t {
   kInternalFailure = 1006,
 };
 
-class DriveLibrary {
+class SimulatedDrives {
  public:
   /// Reads the scenario. Throws std::runtime_error where it is missing or malformed.
-  DriveLibrary();
+  SimulatedDrives();
 
   /// Hands out the list, which stays this object's own. On a result other than 0 nothing is handed out.
   std::int32_t discover(std::uint32_t& count, DriveRecord**& list);

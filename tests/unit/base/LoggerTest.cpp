@@ -225,7 +225,7 @@ TEST_F(Logger, TheMacroNamesItsOwnSourceAndLine) {
   m_logger.Initialize("debug.log");
   LOG("m");
   const std::string line = std::to_string(__LINE__ - 1);
-  const std::string source = "tests/unit/LoggerTest.cpp";
+  const std::string source = "tests/unit/base/LoggerTest.cpp";
   EXPECT_EQ(readFile("debug.log").substr(kStampSize), " : " + std::string(50 - source.size(), ' ') + source +
                                                           ":" + std::string(5 - line.size(), ' ') + line +
                                                           ": m\n");
@@ -246,7 +246,7 @@ TEST_F(Logger, ATraceScopeLogsItsBeginAndItsEnd) {
     LOG("inside");
   }
   const std::vector<LogLine> kExpected = {{"src/Caller.cpp", "Entering CCaller::work()"},
-                                          {"tests/unit/LoggerTest.cpp", "inside"},
+                                          {"tests/unit/base/LoggerTest.cpp", "inside"},
                                           {"src/Caller.cpp", "Leaving CCaller::work()"}};
   EXPECT_EQ(parseLog(readFile("debug.log")), kExpected);
 }

@@ -1,4 +1,4 @@
-#include "DriveLibrary.h"
+#include "SimulatedDrives.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -31,7 +31,7 @@ bool isPayload(const char* path) {
 
 }  // namespace
 
-DriveLibrary::DriveLibrary()
+SimulatedDrives::SimulatedDrives()
     : m_scenario(readDriveScenario(pathFromEnvironment("NVME_SIMULATOR_SCENARIO", "scenario.json"))),
       m_state(pathFromEnvironment("NVME_SIMULATOR_STATE", "nvme-state.json")) {
   for (const Drive& drive : m_scenario.drives) {
@@ -40,7 +40,7 @@ DriveLibrary::DriveLibrary()
   }
 }
 
-std::int32_t DriveLibrary::discover(std::uint32_t& count, DriveRecord**& list) {
+std::int32_t SimulatedDrives::discover(std::uint32_t& count, DriveRecord**& list) {
   if (m_scenario.discoveryResult != kDone) return m_scenario.discoveryResult;
   count = m_scenario.list == ListShape::kUncounted ? 0 : static_cast<std::uint32_t>(m_list.size());
   if (m_scenario.list == ListShape::kNull) {
@@ -51,7 +51,7 @@ std::int32_t DriveLibrary::discover(std::uint32_t& count, DriveRecord**& list) {
   return kDone;
 }
 
-std::int32_t DriveLibrary::information(const DriveAddress& address, DriveInformation& information) const {
+std::int32_t SimulatedDrives::information(const DriveAddress& address, DriveInformation& information) const {
   const Drive* const drive = find(address);
   if (drive == nullptr) return kUnknownDrive;
   if (drive->revisionResult != kDone) return drive->revisionResult;
@@ -61,7 +61,7 @@ std::int32_t DriveLibrary::information(const DriveAddress& address, DriveInforma
   return kDone;
 }
 
-std::int32_t DriveLibrary::update(const DriveAddress& address, const char* payload) const {
+std::int32_t SimulatedDrives::update(const DriveAddress& address, const char* payload) const {
   const Drive* const drive = find(address);
   if (drive == nullptr) return kUnknownDrive;
   if (!isPayload(payload)) return kPayloadRefused;
@@ -76,7 +76,7 @@ std::int32_t DriveLibrary::update(const DriveAddress& address, const char* paylo
   return drive->updateResult;
 }
 
-const Drive* DriveLibrary::find(const DriveAddress& address) const {
+const Drive* SimulatedDrives::find(const DriveAddress& address) const {
   const auto drive = std::find_if(m_scenario.drives.begin(), m_scenario.drives.end(),
                                   [&](const Drive& each) { return each.record.address == address; });
   return drive == m_scenario.drives.end() ? nullptr : &*drive;
