@@ -4,8 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-packages.sh clang clang-tidy cppcheck shellcheck g++ cmake ninja-build libxml2-dev nlohmann-json3-dev \
-  libcli11-dev
+scripts/install-packages.sh analysis
 
 shellcheck --severity=warning .ci/run scripts/*.sh simulator/*.sh
 for preset in tidy analyzer; do

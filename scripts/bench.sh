@@ -9,17 +9,14 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(g++ cmake ninja-build libxml2-dev nlohmann-json3-dev)
-target=bench
+packages=bench target=bench
 case ${1:-tables} in
-  tables) packages+=(python3 valgrind strace time) ;;
-  gate) packages+=(python3 valgrind) ;;
-  growth) packages+=(python3 valgrind gnuplot-nox) ;;
-  large) packages+=(python3 time) ;;
-  micro) packages+=(libbenchmark-dev) target=microbenchmarks ;;
+  gate) ;;
+  tables | growth | large) packages=bench-${1:-tables} ;;
+  micro) packages=bench-micro target=microbenchmarks ;;
   *) echo "usage: $0 [tables|gate|growth|large|micro]" >&2; exit 2 ;;
 esac
-scripts/install-packages.sh "${packages[@]}"
+scripts/install-packages.sh $packages
 cmake --preset release >/dev/null
 cmake --build --preset release --target "$target" -- --quiet
 

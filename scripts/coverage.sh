@@ -4,8 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev libgtest-dev libgmock-dev \
-  python3 gcovr
+scripts/install-packages.sh coverage
 
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage

@@ -11,8 +11,8 @@ say() { printf '\n%s== %s%s\n' "$bold" "$*" "$plain"; }
 run() { printf '$ %s\n' "$*"; "$@"; }
 pretty() { xmllint --format "$1"; }
 
-say "Packages: compiler, CMake, libxml2 and what the simulator needs"
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev libcli11-dev
+say "Packages: compiler, CMake, libxml2 and what the simulator and the tool need"
+scripts/install-packages.sh demo
 
 say "Build: the release preset, into build/release/"
 mkdir -p build

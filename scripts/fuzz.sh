@@ -13,7 +13,7 @@ shift
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli)
 
-scripts/install-packages.sh clang llvm cmake ninja-build libxml2-dev nlohmann-json3-dev
+scripts/install-packages.sh fuzz
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 

@@ -1,18 +1,87 @@
 #!/usr/bin/env bash
-# Installs those of the named Debian or Ubuntu packages that are missing; does nothing when none is.
+# Installs Debian or Ubuntu packages that are missing, and does nothing when none is. This is the one place that names
+# the packages of the project: everything else asks for sets.
+#
+#   scripts/install-packages.sh NAME...         NAME is a set of the list below, or a package
+#   scripts/install-packages.sh --list NAME...  prints the packages, one in a line, and installs nothing
+#
+# Exit status: 0 they are all installed, 1 something could not be installed, 2 wrong usage.
 set -euo pipefail
 
+# The first word is the set's name. A word that is itself a set stands for what that set holds.
+readonly sets='
+component    g++ cmake ninja-build libxml2-dev
+simulator    nlohmann-json3-dev
+tool         nlohmann-json3-dev libcli11-dev libelf-dev
+release      component simulator tool
+demo         release libxml2-utils
+tests        release libgtest-dev libgmock-dev libxml2-utils binutils python3 clang-format
+coverage     tests gcovr
+packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc bash-completion bsdextrautils
+packaging    chromium chromium-driver
+pictures     demo packaging
+analysis     tests clang clang-tidy cppcheck shellcheck
+fuzz         component simulator clang llvm
+bench        component simulator python3 valgrind
+bench-tables bench strace time
+bench-growth bench gnuplot-nox
+bench-large  bench time
+bench-micro  component simulator libbenchmark-dev
+vm           tests
+'
+
+usage() { echo "usage: $0 [--list] NAME..." >&2; exit 2; }
+
+# The packages that the names stand for, one in a line.
+packages_of() {
+  local name members
+  for name; do
+    members=$(awk -v set="$name" '$1 == set {$1 = ""; print}' <<<"$sets")
+    if [ -n "$members" ]; then
+      # shellcheck disable=SC2086  # one word for each member
+      packages_of $members
+    else
+      echo "$name"
+    fi
+  done
+}
+
+list=no
+if [ "${1:-}" = --list ]; then
+  list=yes
+  shift
+fi
+[ $# -gt 0 ] || usage
+case $1 in -*) usage ;; esac
+mapfile -t packages < <(packages_of "$@" | sort -u)
+if [ $list = yes ]; then
+  printf '%s\n' "${packages[@]}"
+  exit 0
+fi
+
 missing=()
-for package in "$@"; do
+for package in "${packages[@]}"; do
   status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
   [ "$status" = "install ok installed" ] || missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
 
-echo "Installing packages: ${missing[*]}" >&2
+# Tells what to do by hand, and stops.
+by_hand() {
+  echo "install-packages.sh: $1. $2:" >&2
+  echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+  exit 1
+}
+
+command -v apt-get >/dev/null ||
+  by_hand "there is no apt-get, so this is not Debian or Ubuntu" "Install what corresponds to these packages"
 as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || by_hand "packages are missing and there is no sudo" "As root, run"
+  as_root=(sudo)
+fi
+echo "Installing packages: ${missing[*]}" >&2
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 "${as_root[@]}" sh -c 'apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"' sh \
-  "${missing[@]}" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
+  "${missing[@]}" >"$log" 2>&1 || { cat "$log" >&2; by_hand "the packages could not be installed" "As root, run"; }

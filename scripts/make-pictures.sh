@@ -4,6 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/install-packages.sh pictures
+
 mkdir -p docs/images build/pictures
 
 PICTURES=$PWD/build/pictures scripts/test-packaging.sh -R packaging.report

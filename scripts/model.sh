@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 count=${1:?usage: scripts/model.sh COUNT [SEED]}
 seed=(${2:+--seed "$2"})
 
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libgtest-dev libgmock-dev python3
+scripts/install-packages.sh tests
 cmake --preset asan >/dev/null
 cmake --build --preset asan --target nvmepcissd simulator_stage incomplete_update
 exec python3 -B tests/model/check_model.py --program build/asan --stage build/asan/simulator \

@@ -4,8 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev libcli11-dev \
-  python3 rpm cpio lintian mandoc bash-completion bsdextrautils chromium chromium-driver
+scripts/install-packages.sh packaging
 
 cmake --preset packaging >/dev/null
 cmake --build --preset packaging

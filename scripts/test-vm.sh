@@ -17,7 +17,7 @@ impossible() { say "NOT TESTED: $*" >&2; exit 77; }
 for tool in apt-get apt-cache dpkg; do
   command -v "$tool" >/dev/null || impossible "this needs a Debian machine's packages; there is no $tool"
 done
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev nlohmann-json3-dev libgtest-dev libgmock-dev ||
+scripts/install-packages.sh vm ||
   impossible "the packages that the build needs are not to be had here"
 
 # Packages

@@ -4,8 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-packages.sh g++ cmake ninja-build libxml2-dev libxml2-utils nlohmann-json3-dev libcli11-dev \
-  libgtest-dev libgmock-dev python3
+scripts/install-packages.sh tests
 
 cmake --preset asan >/dev/null
 cmake --build --preset asan
