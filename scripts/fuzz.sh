@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Runs the fuzz targets one after another, each for so many seconds, from the corpus of the repository and what
-# earlier runs have added to build/fuzz/grown/.
+# Runs the fuzz targets one after another, each for SECONDS seconds, from the repository's inputs and what earlier
+# runs have added in build/fuzz/grown/.
 #   scripts/fuzz.sh SECONDS [target ...]
-# An input that breaks something lands in build/fuzz/findings/ and ends the run with a failure; it belongs into
-# tests/fuzz/corpus/ once it is mended. One line of figures a target is left in build/fuzz/figures.txt.
+# An input that breaks something lands in build/fuzz/findings/ and makes the script fail. Once the defect is fixed, add
+# the input to tests/fuzz/seeds/TARGET/ under a name that says what it is. Each target leaves a line of figures in
+# build/fuzz/figures.txt.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,11 +29,13 @@ trap 'rm -rf "$TMPDIR"' EXIT
 
 broken=0
 for target in "${targets[@]}"; do
-  grown=$build/grown/$target log=$build/$target.log status=passed
+  grown=$build/grown/$target inputs=$build/inputs/$target log=$build/$target.log status=passed
   mkdir -p "$grown"
+  rm -rf "$inputs"
+  tests/fuzz/corpus.py unpack "$target" "$inputs"
   "$build/fuzz_$target" -max_total_time="$seconds" -max_len=2048 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
     -dict="$PWD/tests/fuzz/dictionaries/$target.dict" -artifact_prefix="$findings/$target-" \
-    "$grown" "$PWD/tests/fuzz/corpus/$target" >"$log" 2>&1 || { status=BROKEN broken=1; tail -n 60 "$log"; }
+    "$grown" "$inputs" >"$log" 2>&1 || { status=BROKEN broken=1; tail -n 60 "$log"; }
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   reached=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -n 1)
   printf '%-11s %s  %s s  executions %s  %s\n' "$target" "$status" "$seconds" "${executions:-?}" "$reached" |

@@ -21,7 +21,7 @@ packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc
 packaging    chromium chromium-driver
 pictures     demo packaging
 analysis     tests clang clang-tidy cppcheck shellcheck
-fuzz         component simulator clang llvm
+fuzz         component simulator clang llvm python3
 bench        component simulator python3 valgrind
 bench-tables bench strace time
 bench-growth bench gnuplot-nox

@@ -1,4 +1,4 @@
-// Runs a fuzz target once on every file of the folders that are named by absolute path, without libFuzzer.
+// Runs a fuzz target once on each of the files that are named, without libFuzzer.
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,37 +6,37 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <vector>
 
 #include "FuzzSupport.h"
 
 namespace {
 
-/// The bytes in a block of exactly their size, so that a reader that goes too far is found out.
+/// The bytes in a block of exactly their size, so that the sanitizer sees a read beyond them.
 std::vector<std::uint8_t> bytesOf(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
+  if (!file) throw std::runtime_error("cannot read " + path.string());
   const std::vector<char> content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   return {content.begin(), content.end()};
 }
 
-std::size_t replay(const std::filesystem::path& folder) {
-  std::size_t count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    static_cast<void>(std::fprintf(stderr, "%s\n", entry.path().c_str()));
-    const std::vector<std::uint8_t> input = bytesOf(entry.path());
-    LLVMFuzzerTestOneInput(input.data(), input.size());
-    ++count;
-  }
-  return count;
+/// The name is printed first: it tells which input ended the process.
+void replay(const std::filesystem::path& path) {
+  static_cast<void>(std::fprintf(stderr, "%s\n", path.c_str()));
+  const std::vector<std::uint8_t> input = bytesOf(path);
+  LLVMFuzzerTestOneInput(input.data(), input.size());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
-  std::size_t count = 0;
-  for (int i = 1; i < argc; ++i) count += replay(argv[i]);
-  std::printf("%zu inputs\n", count);
-  return count > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  // A target may leave the working directory: relative names are resolved before the first one runs.
+  std::vector<std::filesystem::path> files;
+  for (int i = 1; i < argc; ++i) files.push_back(std::filesystem::absolute(argv[i]));
+  for (const auto& file : files) replay(file);
+  std::printf("%zu inputs\n", files.size());
+  return files.empty() ? EXIT_FAILURE : EXIT_SUCCESS;
 } catch (const std::exception& error) {
   static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
   return EXIT_FAILURE;
