@@ -143,6 +143,11 @@ std::string csvField(const nlohmann::ordered_json& value) {
 
 }  // namespace
 
+void complain(std::ostream& out, const Results& results) {
+  for (const auto& [source, problem] : results.unreadable)
+    out << forTerminal(source) << ": " << problem << '\n';
+}
+
 void writeTable(std::ostream& out, const Results& results, const Terminal& terminal) {
   const auto paint = [&](const char* code) { return terminal.colour ? code : ""; };
   const std::vector<ResultRow> rows = rowsOf(results);

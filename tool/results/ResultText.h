@@ -2,18 +2,15 @@
 
 #pragma once
 
-#include <cstddef>
 #include <iosfwd>
 
 #include "Results.h"
+#include "Terminal.h"
 
 namespace tool {
 
-/// What a table is shown on; as it stands, no terminal at all.
-struct Terminal {
-  bool colour = false;
-  std::size_t columns = 0;  ///< 0: as many as it takes
-};
+/// One line for each document that could not be read.
+void complain(std::ostream& out, const Results& results);
 
 /// An aligned table, failed records first, and a summary line. Columns without a value in any row are left
 /// out. Where the columns do not fit the terminal, every record is a block of lines instead. What a terminal
