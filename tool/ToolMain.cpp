@@ -11,7 +11,7 @@ namespace {
 
 int run(int argc, char** argv) {
   CLI::App app("Checks component folders and shows result documents of nvmepcissd.", "nvmepcissd-tool");
-  app.set_version_flag("--version", TOOL_VERSION);
+  app.set_version_flag("--version", "nvmepcissd-tool " TOOL_VERSION);
   app.require_subcommand(1);
   tool::Action action;
   for (const auto addCommand : {tool::addCheckCommand, tool::addShowCommand, tool::addReportCommand})

@@ -70,7 +70,7 @@ TEST_F(Tool, HelpIsThereForEverySubcommand) {
     EXPECT_EQ(outcome.exitStatus, 0) << subcommand;
     EXPECT_THAT(outcome.output, HasSubstr("Exit status: 0 ")) << subcommand;
   }
-  EXPECT_THAT(run("--version").output, testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  EXPECT_THAT(run("--version").output, testing::MatchesRegex("nvmepcissd-tool [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
