@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Logger.h"
+#include "TracedSelection.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ xmlXPathObject* CDeviceInventoryInfo::GetNodeSet(const char* expression) {
       "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathNewContext",
       "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathEvalExpression",
       "CDeviceInventoryInfo::GetNodeSet() Empty nodeset", "CDeviceInventoryInfo::GetNodeSet() END"};
-  return libxml::select(m_document.get(), expression, kTexts, LOG_SITE).release();
+  return libxml::tracedSelect(m_document.get(), expression, kTexts, LOG_SITE).release();
 }
 
 const char* CDeviceInventoryInfo::GetAttributeValue(const xmlNode* node, const char* name) {

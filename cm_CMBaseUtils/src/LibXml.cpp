@@ -16,27 +16,30 @@ const char* text(const xmlNode* node) {
 
 }  // namespace
 
-Owned<xmlXPathObject> select(xmlDoc* document, const char* expression, const SelectTexts& texts,
-                             const SLogSite& site) {
-  logText(texts.start, site);
+Owned<xmlXPathObject> select(xmlDoc* document, const char* expression, Selected& outcome) {
   const Owned<xmlXPathContext> context(xmlXPathNewContext(document));
   if (context == nullptr) {
-    logText(texts.contextFailed, site);
+    outcome = Selected::kNoContext;
     return nullptr;
   }
   Owned<xmlXPathObject> result;
   if (expression != nullptr) result.reset(xmlXPathEvalExpression(bytes(expression), context.get()));
   if (result == nullptr) {
-    logText(texts.evaluationFailed, site);
+    outcome = Selected::kEvaluationFailed;
     return nullptr;
   }
   const xmlNodeSet* const set = result->nodesetval;
   if (set == nullptr || set->nodeNr == 0 || set->nodeTab == nullptr) {
-    logText(texts.empty, site);
+    outcome = Selected::kNoNodes;
     return nullptr;
   }
-  logText(texts.done, site);
+  outcome = Selected::kNodes;
   return result;
+}
+
+Owned<xmlXPathObject> select(xmlDoc* document, const char* expression) {
+  Selected ignored{};
+  return select(document, expression, ignored);
 }
 
 std::span<xmlNode* const> nodes(const Owned<xmlXPathObject>& selection) {
@@ -44,14 +47,24 @@ std::span<xmlNode* const> nodes(const Owned<xmlXPathObject>& selection) {
   return {selection->nodesetval->nodeTab, static_cast<std::size_t>(selection->nodesetval->nodeNr)};
 }
 
-const char* attribute(const xmlNode* element, const char* name) {
+const char* value(const xmlAttr* attribute) {
+  return attribute == nullptr ? nullptr : text(attribute->children);
+}
+
+const xmlAttr* attributeNode(const xmlNode* element, const char* name) {
+  // A default from the document type comes back as a declaration. It has no value node, so callers never see
+  // one in place of an attribute.
   const xmlAttr* const found = xmlHasProp(element, bytes(name));
-  return found == nullptr ? nullptr : text(found->children);
+  return value(found) == nullptr ? nullptr : found;
+}
+
+const char* attribute(const xmlNode* element, const char* name) {
+  return value(attributeNode(element, name));
 }
 
 const char* attributeOrEmpty(const xmlNode* element, const char* name) {
-  const char* const value = attribute(element, name);
-  return value == nullptr ? "" : value;
+  const char* const found = attribute(element, name);
+  return found == nullptr ? "" : found;
 }
 
 const char* firstText(const xmlNode* element) {

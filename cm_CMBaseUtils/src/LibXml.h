@@ -1,5 +1,6 @@
-// What the readers of XML files share: owning types for what libxml2 allocates, selection by XPath with the
-// reader's own trace texts, and access to attributes and texts.
+// What every reader of an XML file needs from libxml2: owning types for what it allocates, selection by
+// XPath, and access to attributes and texts. Nothing here logs; TracedSelection.h adds a reader's trace
+// lines.
 
 #pragma once
 
@@ -8,8 +9,6 @@
 
 #include <memory>
 #include <span>
-
-#include "Logger.h"
 
 namespace libxml {
 
@@ -21,38 +20,45 @@ struct Deleter {
   void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
 };
 
-/// Sole owner of a libxml2 object, or of none. An XPath result must go before the document that it selects
-/// from: freeing it looks at the nodes.
+/// Sole owner of a libxml2 object, or of none. Destroy an XPath result before the document that it selects
+/// from: freeing the result reads the nodes.
 template <class T>
 using Owned = std::unique_ptr<T, Deleter>;
 
-/// The trace texts of a selection; a null pointer stands for no line.
-struct SelectTexts {
-  const char* start;
-  const char* contextFailed;
-  const char* evaluationFailed;
-  const char* empty;
-  const char* done;
+/// How a selection ended.
+enum class Selected {
+  kNodes,             ///< with at least one node
+  kNoNodes,           ///< with a value that is no node set, or with an empty one
+  kEvaluationFailed,  ///< the expression is null, malformed or ran out of memory
+  kNoContext,         ///< libxml2 could not create a context
 };
 
-/// The result of `expression` on `document` when it is a node set with at least one node; null, with the
-/// matching line logged as coming from `site`, otherwise. A null document selects nothing, a null expression
-/// fails to evaluate.
-Owned<xmlXPathObject> select(xmlDoc* document, const char* expression, const SelectTexts& texts,
-                             const SLogSite& site);
+/// The result of `expression` on `document`. Null unless `outcome` is `kNodes`. A null document selects
+/// nothing.
+Owned<xmlXPathObject> select(xmlDoc* document, const char* expression, Selected& outcome);
+
+/// Likewise, for callers to whom every empty result is the same.
+Owned<xmlXPathObject> select(xmlDoc* document, const char* expression);
 
 /// The nodes that a selection holds, in document order; none for a null selection.
 std::span<xmlNode* const> nodes(const Owned<xmlXPathObject>& selection);
 
-/// The value of an element's attribute: the content of its first value node, "" for an empty one. Null when
-/// the element (or the name) is null or the attribute is absent. Belongs to the document.
+/// The value of an attribute node: the content of its first value node, "" for an empty value. Null for a
+/// null node. Belongs to the document.
+const char* value(const xmlAttr* attribute);
+
+/// The attribute of `element` with exactly this name. Null when the element or the name is null, and when the
+/// attribute is absent or has no value node.
+const xmlAttr* attributeNode(const xmlNode* element, const char* name);
+
+/// The value of that attribute, null when there is none. Belongs to the document.
 const char* attribute(const xmlNode* element, const char* name);
 
 /// Likewise, with "" for an absent attribute.
 const char* attributeOrEmpty(const xmlNode* element, const char* name);
 
-/// The content of the element's first child node of whatever kind; null when there is no such node or it
-/// holds none. Belongs to the document.
+/// The content of the element's first child node of whatever kind. Null when there is no such node, when it
+/// has no content, and for a null element. Belongs to the document.
 const char* firstText(const xmlNode* element);
 
 /// The first child element with this name, letter case aside; null when there is none.

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Logger.h"
+#include "TracedSelection.h"
 
 bool CPIEConfigInfo::Init(const std::string& path) {
   if (path.empty()) LOG("PIE file path is empty ");
@@ -32,7 +33,7 @@ xmlXPathObject* CPIEConfigInfo::GetNodeSet(const char* expression) {
       "CPIEConfigInfo::GetNodeSet() Start", "CPIEConfigInfo::GetNodeSet() Error in xmlXPathNewContext",
       "CPIEConfigInfo::GetNodeSet() Error in xmlXPathEvalExpression",
       "CPIEConfigInfo::GetNodeSet() Empty nodeset", "CPIEConfigInfo::GetNodeSet() END"};
-  return libxml::select(m_document.get(), expression, kTexts, LOG_SITE).release();
+  return libxml::tracedSelect(m_document.get(), expression, kTexts, LOG_SITE).release();
 }
 
 const char* CPIEConfigInfo::GetAttributeValue(const xmlNode* node, const char* name) {

@@ -15,6 +15,7 @@
 
 #include "Logger.h"
 #include "PlatformLayer.h"
+#include "TracedSelection.h"
 
 namespace {
 
@@ -233,14 +234,14 @@ xmlXPathObject* CSoftwareComponentInfo::GetNodeSet(xmlDoc* document, const char*
       nullptr, "CSoftwareComponentInfo::GetNodeSet() Error in xmlXPathNewContext",
       "CSoftwareComponentInfo::GetNodeSet() Error in xmlXPathEvalExpression",
       "CSoftwareComponentInfo::GetNodeSet() Empty nodeset", "CSoftwareComponentInfo::GetNodeSet() Exiting"};
-  return libxml::select(document, expression, kTexts, LOG_SITE).release();
+  return libxml::tracedSelect(document, expression, kTexts, LOG_SITE).release();
 }
 
 xmlXPathObject* CSoftwareComponentInfo::getnodeset(xmlDoc* document, const char* expression) {
   static constexpr libxml::SelectTexts kTexts{
       nullptr, "CIdentityModuleInventory::getnodeset :: Error in xmlXPathNewContext",
       "CIdentityModuleInventory::getnodeset :: Error in xmlXPathEvalExpression", nullptr, nullptr};
-  return libxml::select(document, expression, kTexts, LOG_SITE).release();
+  return libxml::tracedSelect(document, expression, kTexts, LOG_SITE).release();
 }
 
 xmlXPathObject* CSoftwareComponentInfo::ParseXmlUsingXpath(const char* expression) {

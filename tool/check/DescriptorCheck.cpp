@@ -90,7 +90,7 @@ class Reading {
   Reading(std::filesystem::path file, xmlDoc* document) : m_file(std::move(file)), m_document(document) {}
 
   Descriptor run() {
-    const libxml::Owned<xmlXPathObject> devices = libxml::select(m_document, kDevices, {}, LOG_SITE);
+    const libxml::Owned<xmlXPathObject> devices = libxml::select(m_document, kDevices);
     const auto nodes = libxml::nodes(devices);
     for (xmlNode* device : nodes) readDevice(device);
     reportUnread({nodes.begin(), nodes.end()});
