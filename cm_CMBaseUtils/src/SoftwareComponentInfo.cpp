@@ -3,7 +3,6 @@
 #include <libxml/parser.h>
 #include <strings.h>
 
-#include <algorithm>
 #include <array>
 #include <climits>
 #include <istream>
@@ -13,6 +12,7 @@
 #include <sstream>
 #include <utility>
 
+#include "DescriptorEntries.h"
 #include "Logger.h"
 #include "PlatformLayer.h"
 #include "TracedSelection.h"
@@ -22,99 +22,69 @@ namespace {
 using Selection = libxml::Owned<xmlXPathObject>;
 
 constexpr char kDescriptorName[] = "package.xml";
-constexpr char kDevices[] = "//SoftwareComponent/SupportedDevices/Device";
 constexpr char kDependencies[] =
     " //SoftwareComponent/SupportedDevices/Device/Dependency | "
     "//SoftwareComponent/SupportedDevices/Device/SoftDependency";
 constexpr char QUERYCOMPID[] = "/SVMInventory/Device[@componentID = \"";
 constexpr char XPATH_SUFFIX[] = "\"]";
 
-/// What the descriptor says of a supported device. The texts belong to the document, so that a query that
-/// returns none of them copies none; an id is null until an element has had it.
-struct SupportedDevice {
-  const char* componentID = "";
-  const char* deviceID = nullptr;
-  const char* subDeviceID = nullptr;
-  const char* vendorID = nullptr;
-  const char* subVendorID = nullptr;
-  const char* displayName = "";
-};
-
-/// An id's attribute of PCIInfo, and where it is kept.
-struct PciAttribute {
-  const char* name;
-  std::string SPCIInfo::*member;
-  const char* SupportedDevice::*text;
-};
-constexpr std::array<PciAttribute, 4> kPciAttributes{{
-    {"deviceID", &SPCIInfo::deviceID, &SupportedDevice::deviceID},
-    {"subDeviceID", &SPCIInfo::subDeviceID, &SupportedDevice::subDeviceID},
-    {"vendorID", &SPCIInfo::vendorID, &SupportedDevice::vendorID},
-    {"subVendorID", &SPCIInfo::subVendorID, &SupportedDevice::subVendorID},
-}};
-
-/// Sets the ids that the PCIInfo element supplies, as they stand, and leaves the others as they are.
-void readPciIds(const xmlNode* pciInfo, SPCIInfo& ids) {
-  for (const PciAttribute& id : kPciAttributes) {
-    if (const char* const value = libxml::attribute(pciInfo, id.name)) ids.*id.member = value;
-  }
+/// The ids as they stand, empty where there is none.
+SPCIInfo asWritten(const descriptor::Ids& ids) {
+  const auto text = [&ids](descriptor::Id which) {
+    const char* const id = libxml::value(ids.at(which));
+    return std::string(id == nullptr ? "" : id);
+  };
+  SPCIInfo info;
+  info.deviceID = text(descriptor::kDeviceId);
+  info.subDeviceID = text(descriptor::kSubDeviceId);
+  info.vendorID = text(descriptor::kVendorId);
+  info.subVendorID = text(descriptor::kSubVendorId);
+  return info;
 }
 
-/// An id zero-filled to four characters, empty when there is none. As drives give their ids without
-/// zero-filling, only ids of four digits meet again.
-std::string zeroFilled(const char* text) {
-  if (text == nullptr) return {};
-  std::string id = text;
-  if (id.size() < 4) id.insert(0, 4 - id.size(), '0');
-  return id;
+/// True when the drive's id equals the entry's zero-filled one. Drives give their ids without zero-filling,
+/// so only ids of four digits ever meet; callers rely on that.
+bool matches(const std::string& driveId, const descriptor::Entry& entry, descriptor::Id which) {
+  return strcasecmp(driveId.c_str(), descriptor::zeroFilled(entry.id(which)).c_str()) == 0;
 }
 
-bool sameIds(const SPCIInfo& drive, const SupportedDevice& supported) {
-  return std::all_of(kPciAttributes.begin(), kPciAttributes.end(), [&](const PciAttribute& id) {
-    return strcasecmp((drive.*id.member).c_str(), zeroFilled(supported.*id.text).c_str()) == 0;
-  });
+bool matches(const SPCIInfo& drive, const descriptor::Entry& entry) {
+  return matches(drive.deviceID, entry, descriptor::kDeviceId) &&
+         matches(drive.subDeviceID, entry, descriptor::kSubDeviceId) &&
+         matches(drive.vendorID, entry, descriptor::kVendorId) &&
+         matches(drive.subVendorID, entry, descriptor::kSubVendorId);
 }
 
-/// The text of the first Display behind `pciInfo` that has one, null without such a sibling.
-const char* displayBehind(const xmlNode* pciInfo) {
-  for (xmlNode* sibling = pciInfo->next; sibling != nullptr; sibling = sibling->next) {
-    if (!libxml::isNamed(sibling, "Display")) continue;
+/// Logs what the reading of one entry comes to.
+void traceEntry(const descriptor::Entry& entry) {
+  LOG("CSoftwareComponentInfo::GetSupportedDevices() Found a PCI Device");
+  for (unsigned int i = 0; i < entry.displaysPassed; ++i) {
     LOG("CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device element");
-    if (const char* const text = libxml::firstText(sibling)) return text;
   }
-  return nullptr;
+  if (entry.hasOwnDisplay) {
+    LOG(std::string(
+            "CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a PCI "
+            "Device as ") +
+        entry.name());
+  }
 }
 
-/// One entry a PCIInfo of the selected Device elements, in document order. An entry begins as a copy of the
-/// one before and keeps what its elements do not supply.
-std::vector<SupportedDevice> readSupportedDevices(const Selection& devices) {
-  std::vector<SupportedDevice> supported;
-  SupportedDevice working;
+/// The entries of the selected Device elements, with a line for every element on the way.
+std::vector<descriptor::Entry> readEntries(const Selection& devices) {
   if (devices == nullptr) {
     LOG("CSoftwareComponentInfo::GetSupportedDevices() Error during calculating xpath expression");
   } else {
     LOG("CSoftwareComponentInfo::GetSupportedDevices() Found Some Device Nodes");
   }
-  for (const xmlNode* device : libxml::nodes(devices)) {
+  const auto deviceNodes = libxml::nodes(devices);
+  std::vector<descriptor::Entry> entries = descriptor::entries(deviceNodes);
+  auto entry = entries.cbegin();
+  for (const xmlNode* device : deviceNodes) {
     LOG("CSoftwareComponentInfo::GetSupportedDevices() Finding the Component ID and PCI Info");
-    working.componentID = libxml::attributeOrEmpty(device, "componentID");
-    for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
-      if (!libxml::isNamed(child, "PCIInfo")) continue;
-      LOG("CSoftwareComponentInfo::GetSupportedDevices() Found a PCI Device");
-      for (const PciAttribute& id : kPciAttributes) {
-        if (const char* const value = libxml::attribute(child, id.name)) working.*id.text = value;
-      }
-      if (const char* const display = displayBehind(child)) {
-        working.displayName = display;
-        LOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a PCI Device "
-            "as " +
-            std::string(display));
-      }
-      supported.push_back(working);
-    }
+    for (; entry != entries.cend() && entry->device() == device; ++entry) traceEntry(*entry);
   }
   LOG("CSoftwareComponentInfo::GetSupportedDevices() Exiting");
-  return supported;
+  return entries;
 }
 
 void logMissing(const char* what) {
@@ -151,7 +121,7 @@ void readDependencyAttributes(const xmlNode* dependency, CDeviceInfo& record) {
 
 /// Reads what a dependency's children say into `record` and appends the identity of each PCIInfo to
 /// `identities`. `working` carries the ids over from one PCIInfo to the next.
-void readDependencyChildren(const xmlNode* dependency, CDeviceInfo& record, SPCIInfo& working,
+void readDependencyChildren(const xmlNode* dependency, CDeviceInfo& record, descriptor::Ids& working,
                             std::vector<SPCIInfo>& identities) {
   const auto readText = [&record](const xmlNode* child, const char* what,
                                   void (CDeviceInfo::*set)(std::string)) {
@@ -169,15 +139,15 @@ void readDependencyChildren(const xmlNode* dependency, CDeviceInfo& record, SPCI
     } else if (libxml::isNamed(child, "PCIInfo")) {
       LOG("CSoftwareComponentInfo::getDependencyInfo() Found a PCI Device");
       record.setDeviceType(CDeviceInfo::DEVICE_TYPE_PCI);
-      readPciIds(child, working);
-      record.setPCIInfo(working);
-      identities.push_back(working);
+      descriptor::readIds(child, working);
+      identities.push_back(asWritten(working));
+      record.setPCIInfo(identities.back());
     }
   }
 }
 
 /// Reads everything that a dependency element says about itself.
-void readDependency(const xmlNode* dependency, CDeviceInfo& record, SPCIInfo& working,
+void readDependency(const xmlNode* dependency, CDeviceInfo& record, descriptor::Ids& working,
                     std::vector<SPCIInfo>& identities) {
   record.setDeviceType(CDeviceInfo::DEVICE_TYPE_NONPCI);
   if (libxml::isNamed(dependency, "SoftDependency")) {
@@ -256,7 +226,7 @@ xmlXPathObject* CSoftwareComponentInfo::ParseXmlUsingXpath(const char* expressio
 xmlXPathObject* CSoftwareComponentInfo::ParseXmlUsingXpath() {
   if (!CPlatformLayer::IsFileExits(kDescriptorName)) return nullptr;
   parseDescriptor();
-  xmlXPathObject* const devices = GetNodeSet(m_document.get(), kDevices);
+  xmlXPathObject* const devices = GetNodeSet(m_document.get(), descriptor::kDevices);
   LOG("CSoftwareComponentInfo::ParseXmlUsingXpath() Exiting");
   return devices;
 }
@@ -309,21 +279,25 @@ std::string CSoftwareComponentInfo::GetComponentDisplayString() {
 
 std::vector<SPCIInfo> CSoftwareComponentInfo::GetSupportedDevices() {
   std::vector<SPCIInfo> devices;
-  for (const SupportedDevice& supported : readSupportedDevices(Selection(ParseXmlUsingXpath(kDevices)))) {
-    SPCIInfo& device = devices.emplace_back();
-    device.componentID = supported.componentID;
-    for (const PciAttribute& id : kPciAttributes) device.*id.member = zeroFilled(supported.*id.text);
-    device.displayName = supported.displayName;
+  const Selection selection(ParseXmlUsingXpath(descriptor::kDevices));
+  for (const descriptor::Entry& entry : readEntries(selection)) {
+    devices.push_back({.componentID = libxml::attributeOrEmpty(entry.device(), "componentID"),
+                       .deviceID = descriptor::zeroFilled(entry.id(descriptor::kDeviceId)),
+                       .subDeviceID = descriptor::zeroFilled(entry.id(descriptor::kSubDeviceId)),
+                       .vendorID = descriptor::zeroFilled(entry.id(descriptor::kVendorId)),
+                       .subVendorID = descriptor::zeroFilled(entry.id(descriptor::kSubVendorId)),
+                       .displayName = entry.name()});
   }
   return devices;
 }
 
 std::string CSoftwareComponentInfo::getMarketingNameForPCIDevice(SPCIInfo& device) {
-  const char* name = "";
-  for (const SupportedDevice& supported : readSupportedDevices(Selection(ParseXmlUsingXpath(kDevices)))) {
+  std::string name;
+  const Selection selection(ParseXmlUsingXpath(descriptor::kDevices));
+  for (const descriptor::Entry& entry : readEntries(selection)) {
     LOG("CSoftwareComponentInfo::getMarketingNameForPCIDevice() Finding a match with PCI Device");
-    if (!sameIds(device, supported)) continue;
-    name = supported.displayName;  // and on: the last match wins
+    if (!matches(device, entry)) continue;
+    name = entry.name();  // no break: the last match wins
     LOG("CSoftwareComponentInfo::getMarketingNameForPCIDevice() Found a match with PCI Devices from "
         "package.xml");
   }
@@ -342,7 +316,8 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo() {
   const auto add = [this, &list](std::unique_ptr<CDeviceInfo> record) {
     if (AddDependencyInfo(list, record.get())) static_cast<void>(record.release());
   };
-  SPCIInfo working;
+  descriptor::Ids
+      working{};  // for the whole list: an id that a PCIInfo lacks is inherited from the one before
   for (const xmlNode* dependency : libxml::nodes(dependencies)) {
     std::unique_ptr<CDeviceInfo> record = newRecord({});
     if (record == nullptr) return list;
