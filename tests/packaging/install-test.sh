@@ -16,14 +16,14 @@ for file in libexec/nvmepcissd/drive_library/libnvme.so share/man/man8/nvmepciss
 done
 grep -q 'No licence has been chosen' "$scratch/first/share/doc/nvmepcissd/copyright" || fail "copyright file"
 
-# Every page that README.md leads to is there.
-pages=$(grep -o '](\([A-Za-z_/-]*\.md\)[)#]' "$root/README.md" | sed 's/](//; s/[)#]$//' | sort -u)
-[ -n "$pages" ] || fail "README.md leads to no page"
-for page in $pages; do
-  [ -f "$scratch/first/share/doc/nvmepcissd/$page" ] || fail "README.md leads to $page, which is not installed"
-done
+# Every link of the installed pages leads to an installed page, and the check notices a missing one.
+pages=$scratch/first/share/doc/nvmepcissd
+"$root/scripts/check-links.py" "$pages" || fail "broken links in the installed pages"
+mv "$pages/docs/behaviour.md" "$pages/docs/renamed.md"
+! "$root/scripts/check-links.py" "$pages" >"$scratch/links" || fail "the check of links misses a missing page"
+grep -q '^README.md:[0-9]*: docs/behaviour.md leads nowhere$' "$scratch/links" || fail "the check of links names no place"
 
-# The recipe of README.md, with the simulator's files as the platform's, ends without a finding.
+# The recipe of docs/packaging.md, with the simulator's files as the platform's, ends without a finding.
 component=$scratch/component
 cp -r "$scratch/first/share/nvmepcissd/sample-package" "$component"
 rm "$component"/payload/*
