@@ -4,23 +4,33 @@
 #include <stdexcept>
 #include <string>
 
-#include "SimulatedDrives.h"
 #include "DriveTexts.h"
 #include "Files.h"
+#include "SimulatedDrives.h"
 
 namespace {
 
 using simulator::DriveAddress;
 using simulator::DriveInformation;
-using simulator::SimulatedDrives;
 using simulator::DriveRecord;
+using simulator::SimulatedDrives;
 
-/// Runs the operation on the one library of this process, which its first use sets up.
+/// The one library of this process. The first call that gets here reads the scenario; while that fails, so
+/// does each further call.
+SimulatedDrives& simulatedDrives() {
+  static SimulatedDrives drives;
+  return drives;
+}
+
+const simulator::CallsLog& callsLog() {
+  static const simulator::CallsLog calls("NVME_SIMULATOR_CALLS");
+  return calls;
+}
+
 template <class Operation>
 std::int32_t perform(Operation operation) {
   try {
-    static SimulatedDrives library;
-    return operation(library);
+    return operation(simulatedDrives());
   } catch (const std::runtime_error& error) {
     simulator::complain(simulator::kLibraryName, error.what());
     return simulator::kScenarioRefused;
@@ -33,7 +43,7 @@ template <class Operation>
 std::int32_t answer(const char* entryPoint, bool isComplete, const DriveAddress* address, const char* payload,
                     Operation operation) noexcept {
   try {
-    static const simulator::CallsLog calls("NVME_SIMULATOR_CALLS");
+    const simulator::CallsLog& calls = callsLog();
     const std::int32_t result = isComplete ? perform(operation) : simulator::kNullArgument;
     std::string line = entryPoint;
     if (address != nullptr) line += '\t' + simulator::textOf(*address);
