@@ -7,7 +7,7 @@ import os
 import posixpath
 import shutil
 
-from stand_ins import Drives, Rollback
+from prediction import Drives, Rollback
 
 
 class World:
