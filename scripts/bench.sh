@@ -13,12 +13,12 @@ packages=bench target=bench
 case ${1:-tables} in
   gate) ;;
   tables | growth | large) packages=bench-${1:-tables} ;;
-  micro) packages=bench-micro target=microbenchmarks ;;
+  micro) target=microbenchmarks ;;
   *) echo "usage: $0 [tables|gate|growth|large|micro]" >&2; exit 2 ;;
 esac
 scripts/install-packages.sh $packages
-cmake --preset release >/dev/null
-cmake --build --preset release --target "$target" -- --quiet
+cmake --preset bench >/dev/null
+cmake --build --preset bench --target "$target" -- --quiet
 
 measure() { python3 bench/measure.py build/release "$@"; }
 case ${1:-tables} in

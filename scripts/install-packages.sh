@@ -21,12 +21,11 @@ packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc
 packaging    chromium chromium-driver
 pictures     demo packaging
 analysis     tests clang clang-tidy cppcheck shellcheck
-fuzz         component simulator clang llvm python3
-bench        component simulator python3 valgrind
+fuzz         release python3 clang llvm
+bench        release python3 valgrind libbenchmark-dev
 bench-tables bench strace time
 bench-growth bench gnuplot-nox
 bench-large  bench time
-bench-micro  component simulator libbenchmark-dev
 vm           tests
 '
 
@@ -83,5 +82,6 @@ fi
 echo "Installing packages: ${missing[*]}" >&2
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-"${as_root[@]}" sh -c 'apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"' sh \
+"${as_root[@]}" sh -c 'apt-get update &&
+  DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends -o DPkg::Lock::Timeout=300 "$@"' sh \
   "${missing[@]}" >"$log" 2>&1 || { cat "$log" >&2; by_hand "the packages could not be installed" "As root, run"; }

@@ -83,8 +83,8 @@ busybox=$(first_of busybox "$unpacked"/{,usr/}bin/busybox)
 say "building"
 mkdir -p "$vm"
 {
-  cmake -S . -B "$vm/build" -G Ninja -DCMAKE_BUILD_TYPE=Release
-  cmake --build "$vm/build" --target nvmepcissd nvme_linux_module simulator_rbkl vm_drive vm_exit vm_probe
+  cmake --preset vm
+  cmake --build --preset vm --target nvmepcissd nvme_linux_module simulator_rbkl vm_drive vm_exit vm_probe
 } >"$vm/build.log" 2>&1 || { cat "$vm/build.log"; exit 1; }
 
 # The guest's file system
