@@ -1,23 +1,14 @@
 #include "InventoryXMLWriter.h"
 
-namespace {
+#include <exception>
 
-// "udpate", "Update" and the wrong method name are what callers compare.
-constexpr SResultTexts kTexts{
-    .opened = "CInventoryXMLWriter::GetXML() udpate xml file opened",
-    .openThrew = "CInventoryXMLWriter::GetXML() exception caught during file opening ",
-    .printStart = "CInventoryXMLWriter::print() Entering",
-    .copied = "CInventoryXMLWriter::print() copying the contents to Inventory XML file",
-    .printThrew = "CInventoryXMLWriter::GetXML() exception caught during file is_open function ",
-    .printDone = "CInventoryXMLWriter::print() Exiting",
-    .nonPciDevice = "CInventoryXMLWriter::GetXML() Found one Non PCI Device",
-    .pciDevice = "CInventoryXMLWriter::GetXML() Found one PCI Device",
-    .failedDevice = "CInventoryXMLWriter::GetXML() Update failed for one Device",
-};
+#include "Logger.h"
 
-}  // namespace
+using result::Form;
 
-CInventoryXMLWriter::CInventoryXMLWriter() : m_document(kTexts) {
+// Some lines say "udpate" and "Update", or name another method. Callers compare them.
+
+CInventoryXMLWriter::CInventoryXMLWriter() {
   LOG("CInventoryXMLWriter::CInventoryXMLWriter() In Constructor Method");
 }
 
@@ -27,14 +18,36 @@ CInventoryXMLWriter::~CInventoryXMLWriter() {
 
 bool CInventoryXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::string outputFileName) {
   LOG("CInventoryXMLWriter::GetXML() Entering");
-  if (!outputFileName.empty() && !m_document.open(outputFileName, LOG_SITE)) return false;
+  if (!outputFileName.empty()) {
+    try {
+      m_document.open(outputFileName);
+    } catch (const std::exception& exception) {
+      LOG(std::string("CInventoryXMLWriter::GetXML() exception caught during file opening ") +
+          exception.what());
+      return false;
+    }
+    LOG("CInventoryXMLWriter::GetXML() udpate xml file opened");
+  }
   addXMLHeader();
   addInventoryHeader();
-  m_document.addDevices(devices,
-                        {.nonPci = [this](const CDeviceInfo& device) { addNonPciDevice(device); },
-                         .pci = [this](const CDeviceInfo& device) { addPciDevice(device); },
-                         .messageTagEnd = kMessageTagEnd},
-                        LOG_SITE);
+  for (const CDeviceInfo* device : devices) {
+    switch (result::formOf(*device)) {
+      case Form::kComponent:
+        LOG("CInventoryXMLWriter::GetXML() Found one Non PCI Device");
+        addComponent(*device);
+        break;
+      case Form::kDrive:
+        LOG("CInventoryXMLWriter::GetXML() Found one PCI Device");
+        addDrive(*device);
+        break;
+      case Form::kFailure:
+        LOG("CInventoryXMLWriter::GetXML() Update failed for one Device");
+        m_document.addStatus(false, *device, result::kMessageTagEnd);
+        break;
+      case Form::kNone:
+        break;
+    }
+  }
   addInventoryFooter();
   m_strDocument = m_document.text();
   print();
@@ -44,33 +57,42 @@ bool CInventoryXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::
 
 void CInventoryXMLWriter::addXMLHeader() {
   LOG("CInventoryXMLWriter::addXMLHeader() In addXMLHeader Method");
-  m_document << kXmlDeclaration;
+  m_document << result::kXmlDeclaration;
 }
 
 void CInventoryXMLWriter::addInventoryHeader() {
   LOG("CInventoryXMLWriter::addInventoryHeader() In addInventoryHeader Method");
-  m_document << kInventoryStartTag;
+  m_document << result::kInventoryStartTag;
+}
+
+void CInventoryXMLWriter::addComponent(const CDeviceInfo& device) {
+  m_document << R"(<Device  componentID=")" << device.getComponentID() << R"(" display=")"
+             << device.getDisplay() << R"(" )" << result::enumAttribute(device)
+             << R"(><Application componentType=")" << device.getComponentType() << R"(" version=")"
+             << device.getVersion() << R"(" display=")" << device.getDeviceName() << R"("/></Device>)";
+}
+
+void CInventoryXMLWriter::addDrive(const CDeviceInfo& device) {
+  m_document.addPciStart(device);
+  m_document << R"(  display=")" << device.getDisplay() << R"(" )" << result::enumAttribute(device)
+             << R"(><Application componentType=")" << device.getComponentType() << R"("  version=")"
+             << device.getVersion() << R"("  display=")" << device.getDeviceName() << R"("/></Device>)";
 }
 
 void CInventoryXMLWriter::addInventoryFooter() {
   LOG("CInventoryXMLWriter::addInventoryFooter() In addInventoryFooter Method");
-  m_document << kInventoryEndTag;
+  m_document << result::kInventoryEndTag;
 }
 
 void CInventoryXMLWriter::print() {
-  m_document.print(LOG_SITE);
-}
-
-void CInventoryXMLWriter::addNonPciDevice(const CDeviceInfo& device) {
-  m_document << R"(<Device  componentID=")" << device.getComponentID() << R"(" display=")"
-             << device.getDisplay() << R"(" )" << enumAttribute(device) << R"(><Application componentType=")"
-             << device.getComponentType() << R"(" version=")" << device.getVersion() << R"(" display=")"
-             << device.getDeviceName() << R"("/></Device>)";
-}
-
-void CInventoryXMLWriter::addPciDevice(const CDeviceInfo& device) {
-  m_document.addPciStart(device);
-  m_document << R"(  display=")" << device.getDisplay() << R"(" )" << enumAttribute(device)
-             << R"(><Application componentType=")" << device.getComponentType() << R"("  version=")"
-             << device.getVersion() << R"("  display=")" << device.getDeviceName() << R"("/></Device>)";
+  LOG("CInventoryXMLWriter::print() Entering");
+  try {
+    if (m_document.write()) LOG("CInventoryXMLWriter::print() copying the contents to Inventory XML file");
+  } catch (const std::exception& exception) {
+    LOG(std::string("CInventoryXMLWriter::GetXML() exception caught during file is_open function ") +
+        exception.what());
+    return;
+  }
+  m_document.clear();
+  LOG("CInventoryXMLWriter::print() Exiting");
 }

@@ -29,13 +29,13 @@ class CInventoryXMLWriter : public IDeviceXMLWriter {
   void addInventoryFooter();
   void print();
 
-  /// The last document that `GetXML` put together.
+  /// The last document that `GetXML` assembled.
   const std::string& getDocument() const { return m_strDocument; }
 
  private:
-  void addNonPciDevice(const CDeviceInfo& device);
-  void addPciDevice(const CDeviceInfo& device);
+  void addComponent(const CDeviceInfo& device);
+  void addDrive(const CDeviceInfo& device);
 
-  CResultDocument m_document;
+  result::Document m_document;
   std::string m_strDocument;
 };

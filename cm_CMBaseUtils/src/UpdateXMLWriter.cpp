@@ -1,23 +1,14 @@
 #include "UpdateXMLWriter.h"
 
-namespace {
+#include <exception>
 
-// "udpate" and the inventory writer's name are what callers compare.
-constexpr SResultTexts kTexts{
-    .opened = "CUpdateXMLWriter::GetXML() udpate xml file opened",
-    .openThrew = "CInventoryXMLWriter::GetXML() exception caught during file opening ",
-    .printStart = "CUpdateXMLWriter::print() Entering",
-    .copied = "CUpdateXMLWriter::print() copying the contents to Update XML file",
-    .printThrew = "CUpdateXMLWriter::print() exception caught during file is_open function ",
-    .printDone = "CUpdateXMLWriter::print() Exiting",
-    .nonPciDevice = "CUpdateXMLWriter::GetXML() Found one Non PCI Device",
-    .pciDevice = "CUpdateXMLWriter::GetXML() Found one PCI Device",
-    .failedDevice = "CUpdateXMLWriter::GetXML() Update failed for one Device",
-};
+#include "Logger.h"
 
-}  // namespace
+using result::Form;
 
-CUpdateXMLWriter::CUpdateXMLWriter() : m_document(kTexts) {
+// One line says "udpate", another names the inventory writer. Callers compare them.
+
+CUpdateXMLWriter::CUpdateXMLWriter() {
   LOG("CUpdateXMLWriter::CUpdateXMLWriter() In Constructor Method");
 }
 
@@ -27,21 +18,42 @@ CUpdateXMLWriter::~CUpdateXMLWriter() {
 
 bool CUpdateXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::string outputFileName) {
   LOG("CUpdateXMLWriter::GetXML() Entering");
-  if (!outputFileName.empty() && !m_document.open(outputFileName, LOG_SITE)) return false;
+  if (!outputFileName.empty()) {
+    try {
+      m_document.open(outputFileName);
+    } catch (const std::exception& exception) {
+      LOG(std::string("CInventoryXMLWriter::GetXML() exception caught during file opening ") +
+          exception.what());
+      return false;
+    }
+    LOG("CUpdateXMLWriter::GetXML() udpate xml file opened");
+  }
   addXMLHeader();
   addUpdateHeader();
   bool rebootNeeded = false;
-  const auto noting = [this, &rebootNeeded](void (CUpdateXMLWriter::*form)(const CDeviceInfo&)) {
-    return [this, &rebootNeeded, form](const CDeviceInfo& device) {
-      rebootNeeded |= device.getRebootRequired();
-      (this->*form)(device);
-    };
-  };
-  m_document.addDevices(devices,
-                        {.nonPci = noting(&CUpdateXMLWriter::addNonPciDevice),
-                         .pci = noting(&CUpdateXMLWriter::addPciDevice),
-                         .messageTagEnd = kMessageTagEnd},
-                        LOG_SITE);
+  for (const CDeviceInfo* device : devices) {
+    switch (result::formOf(*device)) {
+      case Form::kComponent:
+        LOG("CUpdateXMLWriter::GetXML() Found one Non PCI Device");
+        rebootNeeded |= device->getRebootRequired();
+        m_document << R"(<Device  componentID=")" << device->getComponentID() << R"(")";
+        addOutcome(*device);
+        break;
+      case Form::kDrive:
+        LOG("CUpdateXMLWriter::GetXML() Found one PCI Device");
+        rebootNeeded |= device->getRebootRequired();
+        m_document.addPciStart(*device);
+        addOutcome(*device);
+        break;
+      case Form::kFailure:
+        // A failed record does not ask for a reboot, whatever its flag says.
+        LOG("CUpdateXMLWriter::GetXML() Update failed for one Device");
+        m_document.addStatus(false, *device, result::kMessageTagEnd);
+        break;
+      case Form::kNone:
+        break;
+    }
+  }
   addRebootRequiredStatus(rebootNeeded);
   addUpdateFooter();
   print();
@@ -51,12 +63,20 @@ bool CUpdateXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::str
 
 void CUpdateXMLWriter::addXMLHeader() {
   LOG("CUpdateXMLWriter::addXMLHeader() In addXMLHeader Method");
-  m_document << kXmlDeclaration;
+  m_document << result::kXmlDeclaration;
 }
 
 void CUpdateXMLWriter::addUpdateHeader() {
   LOG("CUpdateXMLWriter::addUpdateHeader() In addUpdateHeader Method");
-  m_document << kUpdateStartTag;
+  m_document << result::kUpdateStartTag;
+}
+
+void CUpdateXMLWriter::addOutcome(const CDeviceInfo& device) {
+  m_document << R"( display=")" << device.getDisplay() << R"(" )" << result::enumAttribute(device)
+             << R"(><Application componentType=")" << device.getComponentType() << R"(" version=")"
+             << device.getVersion() << R"(" display=")" << device.getDeviceName() << R"(" >)";
+  m_document.addStatus(true, device, result::kMessageTagEnd);
+  m_document << "</Application></Device>";
 }
 
 void CUpdateXMLWriter::addRebootRequiredStatus(bool rebootNeeded) {
@@ -68,27 +88,18 @@ void CUpdateXMLWriter::addRebootRequiredStatus(bool rebootNeeded) {
 
 void CUpdateXMLWriter::addUpdateFooter() {
   LOG("CUpdateXMLWriter::addUpdateFooter() In addUpdateFooter Method");
-  m_document << kUpdateEndTag;
+  m_document << result::kUpdateEndTag;
 }
 
 void CUpdateXMLWriter::print() {
-  m_document.print(LOG_SITE);
-}
-
-void CUpdateXMLWriter::addNonPciDevice(const CDeviceInfo& device) {
-  m_document << R"(<Device  componentID=")" << device.getComponentID() << R"(")";
-  addOutcome(device);
-}
-
-void CUpdateXMLWriter::addPciDevice(const CDeviceInfo& device) {
-  m_document.addPciStart(device);
-  addOutcome(device);
-}
-
-void CUpdateXMLWriter::addOutcome(const CDeviceInfo& device) {
-  m_document << R"( display=")" << device.getDisplay() << R"(" )" << enumAttribute(device)
-             << R"(><Application componentType=")" << device.getComponentType() << R"(" version=")"
-             << device.getVersion() << R"(" display=")" << device.getDeviceName() << R"(" >)";
-  m_document.addStatus(true, device, kMessageTagEnd);
-  m_document << "</Application></Device>";
+  LOG("CUpdateXMLWriter::print() Entering");
+  try {
+    if (m_document.write()) LOG("CUpdateXMLWriter::print() copying the contents to Update XML file");
+  } catch (const std::exception& exception) {
+    LOG(std::string("CUpdateXMLWriter::print() exception caught during file is_open function ") +
+        exception.what());
+    return;
+  }
+  m_document.clear();
+  LOG("CUpdateXMLWriter::print() Exiting");
 }

@@ -33,10 +33,8 @@ class CUpdateXMLWriter : public IDeviceXMLWriter {
   void print();
 
  private:
-  void addNonPciDevice(const CDeviceInfo& device);
-  void addPciDevice(const CDeviceInfo& device);
-  /// Appends the Application element and the end of the Device element.
+  /// Appends the rest of a Device element, from after the record's own identity on.
   void addOutcome(const CDeviceInfo& device);
 
-  CResultDocument m_document;
+  result::Document m_document;
 };

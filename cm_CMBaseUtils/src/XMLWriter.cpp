@@ -1,25 +1,27 @@
 #include "XMLWriter.h"
 
+#include <exception>
+
+using result::Form;
+
 namespace {
 
-constexpr SResultTexts kNoTexts{};
 constexpr char kPlainMessageTagEnd[] = R"(">)";
 
 }  // namespace
 
-CXMLWriter::CXMLWriter() : m_document(kNoTexts) {}
-
 void CXMLWriter::SetFileName(const std::string& path) {
-  m_document.open(path, LOG_SITE);
+  try {
+    m_document.open(path);
+  } catch (const std::exception&) {
+    // Like any other failure to open: the document goes to standard output.
+  }
 }
 
 int CXMLWriter::writeInventoryXml(std::vector<CDeviceInfo*> list) {
   AddXMLHeader();
   AddInventoryHeader();
-  addDevices(list, [this](const CDeviceInfo& component) {
-    addComponent(component);
-    m_document << R"("/></Device>)";
-  });
+  addRecords(list, Kind::kInventory);
   AddInventoryFooter();
   Print();
   return 1;
@@ -28,28 +30,22 @@ int CXMLWriter::writeInventoryXml(std::vector<CDeviceInfo*> list) {
 int CXMLWriter::WriteUpdateXML(const std::vector<CDeviceInfo*>& list) {
   AddXMLHeader();
   AddUpdateHeader();
-  addDevices(list, [this](const CDeviceInfo& component) {
-    addComponent(component);
-    m_document << R"(" packageVersion=")" << component.getVersion() << R"(">)";
-    m_document.addStatus(true, component, kPlainMessageTagEnd);
-    m_document << "</Application></Device>";
-    AddUpdateFooter(true);
-  });
+  addRecords(list, Kind::kUpdate);
   AddUpdateFooter();
   Print();
   return 1;
 }
 
 void CXMLWriter::AddXMLHeader() {
-  m_document << kXmlDeclaration;
+  m_document << result::kXmlDeclaration;
 }
 
 void CXMLWriter::AddUpdateHeader() {
-  m_document << kUpdateStartTag;
+  m_document << result::kUpdateStartTag;
 }
 
 void CXMLWriter::AddUpdateFooter() {
-  m_document << kUpdateEndTag;
+  m_document << result::kUpdateEndTag;
 }
 
 void CXMLWriter::AddUpdateFooter(bool reboot) {
@@ -57,27 +53,53 @@ void CXMLWriter::AddUpdateFooter(bool reboot) {
 }
 
 void CXMLWriter::AddInventoryHeader() {
-  m_document << kInventoryStartTag;
+  m_document << result::kInventoryStartTag;
 }
 
 void CXMLWriter::AddInventoryFooter() {
-  m_document << kInventoryEndTag;
+  m_document << result::kInventoryEndTag;
 }
 
 void CXMLWriter::Print() {
-  m_document.print(LOG_SITE);
+  try {
+    m_document.write();
+  } catch (const std::exception&) {
+    return;  // the text stays; the write operations return 1 whatever happens
+  }
+  m_document.clear();
 }
 
-void CXMLWriter::addDevices(const std::vector<CDeviceInfo*>& list,
-                            const std::function<void(const CDeviceInfo&)>& componentForm) {
-  const auto nothing = [](const CDeviceInfo&) {};
-  m_document.addDevices(list, {.nonPci = componentForm, .pci = nothing, .messageTagEnd = kPlainMessageTagEnd},
-                        LOG_SITE);
+void CXMLWriter::addRecords(const std::vector<CDeviceInfo*>& list, Kind kind) {
+  for (const CDeviceInfo* record : list) {
+    switch (result::formOf(*record)) {
+      case Form::kComponent:
+        addComponentStart(*record);
+        if (kind == Kind::kUpdate) {
+          addOutcome(*record);
+        } else {
+          m_document << R"("/></Device>)";
+        }
+        break;
+      case Form::kFailure:
+        m_document.addStatus(false, *record, kPlainMessageTagEnd);
+        break;
+      case Form::kDrive:
+      case Form::kNone:
+        break;
+    }
+  }
 }
 
-void CXMLWriter::addComponent(const CDeviceInfo& component) {
+void CXMLWriter::addComponentStart(const CDeviceInfo& component) {
   m_document << R"(<Device  componentID=")" << component.getComponentID() << R"(" display=")"
              << component.getDeviceName() << R"("><Application componentType=")"
              << component.getComponentType() << R"(" version=")" << component.getVersion() << R"(" display=")"
              << component.getDeviceName();
+}
+
+void CXMLWriter::addOutcome(const CDeviceInfo& component) {
+  m_document << R"(" packageVersion=")" << component.getVersion() << R"(">)";
+  m_document.addStatus(true, component, kPlainMessageTagEnd);
+  m_document << "</Application></Device>";
+  AddUpdateFooter(true);
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,13 +8,11 @@
 
 /// A plain writer of both result documents, for callers that describe package components: of the records with
 /// status 0 only those of type DEVICE_TYPE_NONPCI are written, drives are not. Values are written unescaped,
-/// and an update document carries a RebootRequired element behind every successful Device.
+/// and an update document carries a RebootRequired element after every successful Device.
 ///
 /// Nothing reports a failure: a file that cannot be opened sends the document to standard output.
 class CXMLWriter {
  public:
-  CXMLWriter();
-
   /// Opens the file that `Print` writes to; an existing one is emptied. It is closed by the destructor.
   void SetFileName(const std::string& path);
 
@@ -34,15 +31,18 @@ class CXMLWriter {
   void AddInventoryFooter();
 
   /// Writes what has been added to the file, or to standard output when none is open, and forgets it. A
-  /// second document thus lands behind the first.
+  /// second document thus follows the first.
   void Print();
 
  private:
-  /// Appends `list` with `componentForm` for the package components with status 0.
-  void addDevices(const std::vector<CDeviceInfo*>& list,
-                  const std::function<void(const CDeviceInfo&)>& componentForm);
-  /// Appends a component's Device element up to the value of the last attribute that both documents share.
-  void addComponent(const CDeviceInfo& component);
+  enum class Kind { kInventory, kUpdate };
 
-  CResultDocument m_document;
+  /// Appends the fragments of `list` as a document of this kind has them.
+  void addRecords(const std::vector<CDeviceInfo*>& list, Kind kind);
+  /// Appends a component's Device element up to the value of the last attribute that both documents share.
+  void addComponentStart(const CDeviceInfo& component);
+  /// Appends the rest of it in an update document.
+  void addOutcome(const CDeviceInfo& component);
+
+  result::Document m_document;
 };
