@@ -1,6 +1,6 @@
 // What the fuzz targets share. A target is a function of one input that must return, leak nothing and keep
-// every promise that it checks. libFuzzer calls it with inputs of its own making, ReplayMain.cpp with those of
-// the repository.
+// every promise that it checks. libFuzzer calls it with inputs of its own making, ReplayMain.cpp with those
+// of the repository.
 
 #pragma once
 
