@@ -4,16 +4,10 @@ Texts are str with one character for each byte (latin-1), because drives supply 
 """
 
 import dataclasses
-import posixpath
 
-USAGE = (
-    "\nUsage: -h\n\tProvides detailed help information\n"
-    "\nUsage: -i [-o <output filename>] [-debug]\n"
-    "\tProvides inventory information of all identified devices.\n"
-    "\t-o Specifies the output filename.\n"
-    "\t-d Specifies to create a debug log file.\n"
-    "\nUsage: -u [-s <image folder>] [-f] [-o <output filename>] [-debug [filename]]\n"
-    + "=" * 75 + "\n")
+from command_line import USAGE, parse
+from descriptor import Descriptor
+from stand_ins import RESET_REQUIRED, ByteThrown, OtherThrown
 
 MAIN = "src/NVMePCISSDMain.cpp"
 MANAGER = "src/NVMePCISSDManager.cpp"
@@ -27,56 +21,6 @@ INVENTORY_WRITER = "cm_CMBaseUtils/src/InventoryXMLWriter.cpp"
 UPDATE_WRITER = "cm_CMBaseUtils/src/UpdateXMLWriter.cpp"
 
 WHITE_SPACE = " \t\n\v\f\r"
-RESET_REQUIRED = 267
-
-
-class ByteThrown(Exception):
-    """What the rollback library throws as its own way to fail."""
-
-    def __init__(self, code):
-        super().__init__(code)
-        self.code = code
-
-
-class OtherThrown(Exception):
-    """Anything else that it throws."""
-
-
-@dataclasses.dataclass
-class Options:
-    goes_on: bool = True
-    usage: bool = False
-    debug: bool = False
-    debug_name: str = "debug.log"
-    output: str = ""
-    inventory: bool = False
-    update: bool = False
-
-
-def parse(words):
-    options = Options()
-    if not words:
-        return dataclasses.replace(options, goes_on=False, usage=True)
-    rest = list(words)
-    while rest:
-        word = rest.pop(0)
-        if word == "-h":
-            options.usage = True
-            break
-        if word == "-u":
-            options.update = True
-        elif word == "-i":
-            options.inventory = True
-        elif word == "-o" and rest:
-            options.output = rest.pop(0)
-        elif word == "-d":
-            options.debug = True
-            if rest and not rest[0].startswith("-"):
-                options.debug_name = rest.pop(0)
-        elif word != "-f":
-            options.goes_on, options.usage = False, True
-            break
-    return options
 
 
 def trimmed(text):
@@ -93,10 +37,6 @@ def advanced(text, count):
     return text[count:] if 0 <= count < len(text) else ""
 
 
-def lower(text):
-    return "".join(chr(ord(c) + 32) if "A" <= c <= "Z" else c for c in text)
-
-
 @dataclasses.dataclass
 class Record:
     """A drive as discovery describes it."""
@@ -110,70 +50,6 @@ class Record:
     status: int = 0
     message: str = "Success"
     display: str = ""
-
-
-class Descriptor:
-    """The names that a tree of (name, attributes, children) gives to PCI identities. Children are such trees or
-    texts; None stands for a file that is missing or not well-formed."""
-
-    ATTRIBUTES = ("deviceID", "subDeviceID", "vendorID", "subVendorID")
-
-    def __init__(self, tree):
-        self.devices = []
-        if tree is not None:
-            self.collect(tree, ())
-
-    def collect(self, node, above):
-        name, _, children = node
-        if (name, *above[:2]) == ("Device", "SupportedDevices", "SoftwareComponent"):
-            self.devices.append(node)
-        for child in children:
-            if not isinstance(child, str):
-                self.collect(child, (name, *above))
-
-    def supported(self, say):
-        if not self.devices:
-            say("CSoftwareComponentInfo::GetNodeSet() Empty nodeset")
-        else:
-            say("CSoftwareComponentInfo::GetNodeSet() Exiting")
-        return self.entries(say)
-
-    def entries(self, say):
-        where = "CSoftwareComponentInfo::GetSupportedDevices() "
-        say(where + ("Found Some Device Nodes" if self.devices else "Error during calculating xpath expression"))
-        entries, carried = [], dict.fromkeys((*self.ATTRIBUTES, "display"), "")
-        for _, _, children in self.devices:
-            say(where + "Finding the Component ID and PCI Info")
-            for index, child in enumerate(children):
-                if isinstance(child, str) or lower(child[0]) != "pciinfo":
-                    continue
-                say(where + "Found a PCI Device")
-                for name in self.ATTRIBUTES:
-                    if name in child[1]:
-                        carried[name] = child[1][name].rjust(4, "0")
-                for sibling in children[index + 1:]:
-                    if isinstance(sibling, str) or lower(sibling[0]) != "display":
-                        continue
-                    say(where + "Found a Display element under Device element")
-                    if sibling[2] and isinstance(sibling[2][0], str):
-                        carried["display"] = sibling[2][0]
-                        say(where + "Got the marketing name/Display name for a PCI Device as " + carried["display"])
-                        break
-                entries.append(dict(carried))
-        say(where + "Exiting")
-        return entries
-
-    def marketing_name(self, record, say):
-        where = "CSoftwareComponentInfo::getMarketingNameForPCIDevice() "
-        wanted = (record.device, record.sub_device, record.vendor, record.sub_vendor)
-        name = ""
-        for entry in self.supported(say):
-            say(where + "Finding a match with PCI Device")
-            if all(lower(want) == lower(entry[key]) for want, key in zip(wanted, self.ATTRIBUTES)):
-                name = entry["display"]
-                say(where + "Found a match with PCI Devices from package.xml")
-        say(where + "Exiting")
-        return name
 
 
 class Log:
@@ -565,96 +441,3 @@ class Run:
                 f'subDeviceID="{record.sub_device}" display="{record.display}" enum = "{record.serial}" >'
                 f'<Application componentType="FRMW" version="{record.version}" display="" >'
                 f'{self.status(True, record)}</Application></Device>')
-
-
-class Drives:
-    """The drive library: its answers and the calls it has seen."""
-
-    UNKNOWN_SCENARIO, PAYLOAD_REFUSED = 1001, 1003
-
-    def __init__(self, scenario, revisions, payload_taken):
-        self.scenario = scenario  # None: malformed
-        self.revisions = revisions  # address -> flashed revision, kept from run to run
-        self.payload_taken = payload_taken
-        self.calls = []
-
-    def call(self, *fields):
-        self.calls.append("\t".join(str(field) for field in fields))
-        return fields[-1]
-
-    @staticmethod
-    def text(address):
-        return "%02x:%02x.%x" % tuple(address)
-
-    def drive(self, address):
-        return next(drive for drive in self.scenario["drives"] if drive["address"] == address)
-
-    def discover(self):
-        result = self.UNKNOWN_SCENARIO if self.scenario is None else self.scenario["result"]
-        self.call("NVMEDiscoverDrives", result)
-        if result != 0 or self.scenario["list"] != "whole":
-            return result, []
-        return 0, [None if drive["null"] else drive for drive in self.scenario["drives"]]
-
-    def revision(self, address):
-        drive = self.drive(address)
-        result = self.call("NVMEGetDriveInfo", self.text(address), drive["revision_result"])
-        return result, self.revisions.get(address, drive["revision"])
-
-    def update(self, address, payload):
-        drive = self.drive(address)
-        result = drive["update_result"] if self.payload_taken else self.PAYLOAD_REFUSED
-        self.call("NVMEUpdateFirmware", self.text(address), payload, result)
-        if result in (0, RESET_REQUIRED) and drive["new_revision"] is not None:
-            self.revisions[address] = drive["new_revision"]
-        return result
-
-
-class Rollback:
-    """The rollback library: a script of failures, the calls it has seen, and the partition it fills."""
-
-    SCRIPT_REFUSED, NO_PARTITION, FILE_REFUSED = 101, 102, 103
-
-    def __init__(self, script, partition, partition_blocked):
-        self.script = script  # None: malformed
-        self.partition = partition
-        self.partition_blocked = partition_blocked
-        self.calls = []
-        self.world = None
-        self.files = []
-
-    def construct(self, world):
-        self.world, self.files = world, []
-        if self.script is None:
-            raise ByteThrown(self.SCRIPT_REFUSED)
-        self.act("constructor")
-        if self.partition_blocked:
-            raise ByteThrown(self.NO_PARTITION)
-        return self
-
-    def act(self, operation, *arguments):
-        """What the script has the operation return; None when it is to do its work."""
-        self.calls.append("\t".join((operation, *arguments)))
-        kind, value = self.script.get(operation, (None, None))
-        if kind == "throwByte":
-            raise ByteThrown(value)
-        if kind == "throwException":
-            raise OtherThrown()
-        return value
-
-    def add(self, path):
-        scripted = self.act("addPayloadFiles", path, "true")
-        if scripted is not None:
-            return scripted
-        if self.world.content(path) is None:
-            return self.FILE_REFUSED
-        self.files.append(path)
-        return 0
-
-    def update_partition(self):
-        scripted = self.act("updateFirmwarePartition")
-        if scripted is not None:
-            return scripted
-        for path in self.files:
-            self.world.files[self.partition + "/" + posixpath.basename(path)] = self.world.content(path)
-        return 0

@@ -7,7 +7,7 @@ import os
 import posixpath
 import shutil
 
-from prediction import Drives, Rollback
+from stand_ins import Drives, Rollback
 
 
 class World:
