@@ -147,7 +147,7 @@ def check_format(root, files):
     sources = [str(file.relative_to(root)) for file in files if file.suffix in CPP]
     checked = subprocess.run(["clang-format", "--dry-run", "-Werror", *sources], cwd=root, capture_output=True, text=True, check=False)
     wrong = re.findall(r"^(\S+:\d+):\d+: error", checked.stderr, re.MULTILINE)
-    yield from (f"{place}: not formatted" for place in wrong)
+    yield from (f"{place}: not formatted" for place in dict.fromkeys(wrong))
     if checked.returncode != 0 and not wrong:
         yield f"clang-format: {checked.stderr.strip()}"
 
