@@ -43,10 +43,11 @@ struct Tile {
 };
 
 void writeTiles(std::ostream& out, const Results& results, const ResultSummary& summary) {
-  const std::array<Tile, 5> tiles{{{"documents", results.files.size(), ""},
+  const std::array<Tile, 6> tiles{{{"documents", results.files.size(), ""},
                                    {"records", summary.records, ""},
-                                   {"fine", summary.records - summary.failed, "good"},
-                                   {"failed", summary.failed, "bad"},
+                                   {"listed", summary.outcomes.at(Outcome::kListed), ""},
+                                   {"success", summary.outcomes.at(Outcome::kSuccess), "good"},
+                                   {"failed", summary.failed(), "bad"},
                                    {"unreadable documents", results.unreadable.size(), "bad"}}};
   out << "<ul class=\"tiles\">\n";
   for (const auto& [label, number, style] : tiles) {
@@ -70,21 +71,22 @@ void writeBar(std::ostream& out, const std::string& label, std::size_t number, s
 constexpr std::size_t kBars = 12;
 
 void writeCharts(std::ostream& out, const ResultSummary& summary) {
-  const std::size_t fine = summary.records - summary.failed;
+  const std::size_t known = summary.records - summary.failed();
   out << "<div class=\"charts\">\n<section aria-labelledby=\"outcomes\"><h2 id=\"outcomes\">Outcomes</h2>\n";
-  writeBar(out, "fine", fine, summary.records, "good");
-  writeBar(out, "failed", summary.failed, summary.records, "bad");
+  writeBar(out, "listed", summary.outcomes.at(Outcome::kListed), summary.records, "");
+  writeBar(out, "success", summary.outcomes.at(Outcome::kSuccess), summary.records, "good");
+  writeBar(out, "failed", summary.failed(), summary.records, "bad");
   out << "</section>\n<section aria-labelledby=\"revisions\"><h2 id=\"revisions\">Firmware revisions</h2>\n";
   std::size_t others = 0;
   for (std::size_t i = 0; i < summary.revisions.size(); ++i) {
     const auto& [revision, count] = summary.revisions[i];
     if (i < kBars) {
-      writeBar(out, revision, count, fine, "");
+      writeBar(out, revision, count, known, "");
     } else {
       others += count;
     }
   }
-  if (others > 0) writeBar(out, "others", others, fine, "");
+  if (others > 0) writeBar(out, "others", others, known, "");
   if (summary.revisions.empty()) out << "<p>No drive told its revision.</p>\n";
   out << "</section>\n</div>\n";
 }
@@ -103,10 +105,16 @@ void writeNotes(std::ostream& out, const Results& results, const ResultSummary& 
     }
     out << "</div>\n";
   }
+  for (const ResultFile& file : results.files) {
+    if (!file.notWellFormed.empty())
+      out << "<div class=\"note\"><p><strong>" << escaped(file.source)
+          << "</strong>: " << escaped(file.notWellFormed)
+          << "; read all the same, by the form in which nvmepcissd writes</p></div>\n";
+  }
   for (const std::string& source : summary.reboots) {
     out << "<div class=\"note\"><strong>" << escaped(source) << "</strong>: a reboot is required</div>\n";
   }
-  const auto isUpdate = [](const ResultFile& file) { return file.kind == DocumentKind::kUpdate; };
+  const auto isUpdate = [](const ResultFile& file) { return file.document.kind == DocumentKind::kUpdate; };
   if (std::any_of(results.files.begin(), results.files.end(), isUpdate)) {
     out << "<div class=\"note\">Revisions in update documents were read before flashing; take an inventory for the new "
            "ones.</div>\n";
@@ -117,18 +125,23 @@ void writeTable(std::ostream& out, const std::vector<ResultRow>& rows) {
   constexpr std::array<const char*, 8> kTitles{"Document",      "#",       "Outcome", "Revision", "Name",
                                                "Serial number", "PCI ids", "Message"};
   out << "<div class=\"controls\"><label>Filter <input id=\"filter\" type=\"search\" autocomplete=\"off\"></label>\n"
-         "<label>Outcome <select id=\"outcome\"><option value=\"\">all</option><option value=\"fine\">fine</option>"
-         "<option value=\"failed\">failed</option></select></label>\n"
+         "<label>Outcome <select id=\"outcome\"><option value=\"\">all</option><option value=\"listed\">listed</option>"
+         "<option value=\"success\">success</option><option value=\"failed\">failed</option></select></label>\n"
          "<output id=\"shown\"></output></div>\n<table id=\"records\">\n<thead><tr>";
   for (const char* const title : kTitles)
     out << R"(<th scope="col"><button type="button">)" << title << "</button></th>";
   out << "</tr></thead>\n<tbody>\n";
   for (const ResultRow& row : rows) {
-    const CDeviceInfo& record = *row.record;
-    const std::array<std::string, kTitles.size()> cells{
-        row.file->source,       std::to_string(row.position), outcomeName(row), record.getVersion(),
-        record.getDeviceName(), serialNumber(record),         pciIds(record),   record.getErrorMsg()};
-    out << "<tr class=\"" << (isFailed(record) ? "failed" : "fine") << "\">";
+    const Record& record = *row.record;
+    const std::array<std::string, kTitles.size()> cells{row.file->source,
+                                                        std::to_string(row.position),
+                                                        outcomeName(record.outcome),
+                                                        record.revision,
+                                                        record.name,
+                                                        std::string(record.serialNumber()),
+                                                        record.pciText(),
+                                                        record.message};
+    out << "<tr class=\"" << outcomeName(record.outcome) << "\">";
     for (std::size_t i = 0; i < cells.size(); ++i) {
       out << "<td data-title=\"" << kTitles.at(i) << "\">" << orDash(cells.at(i)) << "</td>";
     }

@@ -13,6 +13,8 @@ namespace tool {
 
 namespace {
 
+/// What is said of a document that is not well-formed and was read all the same.
+constexpr char kReadByForm[] = "read all the same, by the form in which nvmepcissd writes";
 constexpr char kRed[] = "\033[31m";
 constexpr char kGreen[] = "\033[32m";
 constexpr char kBold[] = "\033[1m";
@@ -27,13 +29,13 @@ const std::array<Column, 9>& tableColumns() {
   static const std::array<Column, 9> kColumns{{
       {"DOCUMENT", [](const ResultRow& row) { return row.file->source; }},
       {"#", [](const ResultRow& row) { return std::to_string(row.position); }},
-      {"OUTCOME", outcomeName},
-      {"REVISION", [](const ResultRow& row) { return row.record->getVersion(); }},
-      {"NAME", [](const ResultRow& row) { return row.record->getDeviceName(); }},
-      {"SERIAL NUMBER", [](const ResultRow& row) { return serialNumber(*row.record); }},
-      {"PCI IDS", [](const ResultRow& row) { return pciIds(*row.record); }},
-      {"COMPONENT", [](const ResultRow& row) { return row.record->getComponentID(); }},
-      {"MESSAGE", [](const ResultRow& row) { return row.record->getErrorMsg(); }},
+      {"OUTCOME", [](const ResultRow& row) { return std::string(outcomeName(row.record->outcome)); }},
+      {"REVISION", [](const ResultRow& row) { return row.record->revision; }},
+      {"NAME", [](const ResultRow& row) { return row.record->name; }},
+      {"SERIAL NUMBER", [](const ResultRow& row) { return std::string(row.record->serialNumber()); }},
+      {"PCI IDS", [](const ResultRow& row) { return row.record->pciText(); }},
+      {"COMPONENT", [](const ResultRow& row) { return row.record->componentId; }},
+      {"MESSAGE", [](const ResultRow& row) { return row.record->message; }},
   }};
   return kColumns;
 }
@@ -92,12 +94,21 @@ std::string counted(std::size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-/// As "2 documents, 6 records: 5 fine, 1 failed", and more where there is more to say.
+/// As "5 success, 1 failed"; failures are always told, the others where there are any.
+std::string outcomesText(const ResultSummary& summary) {
+  std::string text;
+  for (const auto& [outcome, count] : summary.outcomes) {
+    if (count == 0 && outcome != Outcome::kFailed) continue;
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + outcomeName(outcome);
+  }
+  return text;
+}
+
+/// As "2 documents, 6 records: 5 success, 1 failed", and more where there is more to say.
 std::string summaryText(const Results& results) {
   const ResultSummary summary = summarize(results);
   std::string text = counted(results.files.size(), "document") + ", " + counted(summary.records, "record") +
-                     ": " + std::to_string(summary.records - summary.failed) + " fine, " +
-                     std::to_string(summary.failed) + " failed";
+                     ": " + outcomesText(summary);
   if (!results.unreadable.empty())
     text += "; " + counted(results.unreadable.size(), "document") + " unreadable";
   std::string revisions;
@@ -111,22 +122,22 @@ std::string summaryText(const Results& results) {
 }
 
 nlohmann::ordered_json jsonOf(const ResultRow& row) {
-  const CDeviceInfo& record = *row.record;
-  const SPCIInfo pci = record.getPCIInfo();
+  const Record& record = *row.record;
   return {{"position", row.position},
-          {"failed", isFailed(record)},
-          {"messageId", record.getMessageID()},
-          {"message", record.getErrorMsg()},
-          {"name", record.getDeviceName()},
-          {"componentId", record.getComponentID()},
-          {"vendorId", pci.vendorID},
-          {"deviceId", pci.deviceID},
-          {"subVendorId", pci.subVendorID},
-          {"subDeviceId", pci.subDeviceID},
-          {"enum", record.getEnumId()},
-          {"serialNumber", serialNumber(record)},
-          {"componentType", record.getComponentType()},
-          {"revision", record.getVersion()}};
+          {"outcome", outcomeName(record.outcome)},
+          {"failed", record.outcome == Outcome::kFailed},
+          {"messageId", record.messageId},
+          {"message", record.message},
+          {"name", record.name},
+          {"componentId", record.componentId},
+          {"vendorId", record.pci.vendor},
+          {"deviceId", record.pci.device},
+          {"subVendorId", record.pci.subVendor},
+          {"subDeviceId", record.pci.subDevice},
+          {"enum", record.enumId},
+          {"serialNumber", record.serialNumber()},
+          {"componentType", record.componentType},
+          {"revision", record.revision}};
 }
 
 /// A text that a spreadsheet would take for a formula, and run, gets a ' before it.
@@ -159,7 +170,7 @@ void writeTable(std::ostream& out, const Results& results, const Terminal& termi
     out << paint(kPlain) << '\n';
   }
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    const bool failed = isFailed(*rows[i].record);
+    const bool failed = rows[i].record->outcome == Outcome::kFailed;
     out << paint(failed ? kRed : "");
     if (fits) {
       writeLine(out, columns, [i](const Cells& column) { return column.texts[i]; });
@@ -169,9 +180,14 @@ void writeTable(std::ostream& out, const Results& results, const Terminal& termi
     out << paint(failed ? kPlain : "") << '\n';
   }
   if (!rows.empty() && fits) out << '\n';
-  const bool anyFailed = summarize(results).failed > 0 || !results.unreadable.empty();
+  const bool anyFailed = summarize(results).failed() > 0 || !results.unreadable.empty();
   out << paint(anyFailed ? kRed : kGreen) << summaryText(results) << paint(kPlain) << '\n';
-  const auto isUpdate = [](const ResultFile& file) { return file.kind == DocumentKind::kUpdate; };
+  for (const ResultFile& file : results.files) {
+    if (!file.notWellFormed.empty())
+      out << forTerminal(file.source) << ": " << forTerminal(file.notWellFormed) << "; " << kReadByForm
+          << '\n';
+  }
+  const auto isUpdate = [](const ResultFile& file) { return file.document.kind == DocumentKind::kUpdate; };
   if (std::any_of(results.files.begin(), results.files.end(), isUpdate)) {
     out << "Revisions in update documents were read before flashing; take an inventory for the new ones.\n";
   }
@@ -182,11 +198,12 @@ void writeJson(std::ostream& out, const Results& results) {
   json["documents"] = nlohmann::ordered_json::array();
   for (const ResultFile& file : results.files) {
     nlohmann::ordered_json records = nlohmann::ordered_json::array();
-    for (std::size_t i = 0; i < file.records.size(); ++i)
-      records.push_back(jsonOf({&file, &file.records[i], i + 1}));
+    for (std::size_t i = 0; i < file.document.records.size(); ++i)
+      records.push_back(jsonOf({&file, &file.document.records[i], i + 1}));
     json["documents"].push_back({{"document", file.source},
-                                 {"kind", kindName(file.kind)},
-                                 {"rebootRequired", file.rebootRequired},
+                                 {"kind", kindName(file.document.kind)},
+                                 {"wellFormed", file.notWellFormed.empty()},
+                                 {"rebootRequired", file.document.rebootRequired},
                                  {"records", records}});
   }
   json["unreadable"] = nlohmann::ordered_json::array();
@@ -196,7 +213,7 @@ void writeJson(std::ostream& out, const Results& results) {
   const ResultSummary summary = summarize(results);
   json["summary"] = {{"documents", results.files.size()},
                      {"records", summary.records},
-                     {"failed", summary.failed},
+                     {"failed", summary.failed()},
                      {"unreadable", results.unreadable.size()}};
   // A file name may be anything; bytes that are no UTF-8 become replacement characters.
   out << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
@@ -211,10 +228,11 @@ void writeCsv(std::ostream& out, const Results& results) {
       out << ',' << csvField(titles ? nlohmann::ordered_json(name) : value);
     out << "\r\n";
   };
-  const ResultFile noFile;
-  const CDeviceInfo noRecord;
+  const ResultFile noFile{};
+  const Record noRecord;
   line("document", "kind", jsonOf({&noFile, &noRecord, 0}), true);
-  for (const ResultRow& row : rows) line(row.file->source, kindName(row.file->kind), jsonOf(row), false);
+  for (const ResultRow& row : rows)
+    line(row.file->source, kindName(row.file->document.kind), jsonOf(row), false);
 }
 
 }  // namespace tool

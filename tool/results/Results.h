@@ -1,28 +1,24 @@
-// Result documents read back, as the subcommands show them.
+// The documents of many servers read together.
 
 #pragma once
 
-#include <filesystem>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "DeviceInfo.h"
+#include "Document.h"
 
 namespace tool {
 
-enum class DocumentKind { kInventory, kUpdate };
-
-/// An inventory or update document.
+/// A document that was read.
 struct ResultFile {
-  std::string source{};  ///< as it was named on the command line, or "standard input"
-  DocumentKind kind = DocumentKind::kInventory;
+  std::string source;  ///< as it was named on the command line, or "standard input"
+  Document document;
 
-  /// In document order. A failed record has status 1 and its message, and nothing that tells which drive it
-  /// is: the documents do not say it. The name is in DeviceName.
-  std::vector<CDeviceInfo> records{};
-
-  /// The document holds the reboot element.
-  bool rebootRequired = false;
+  /// Why it is not well-formed, with line and column; it was read all the same, since the form in which
+  /// nvmepcissd writes allows only one reading. Empty for a well-formed document.
+  std::string notWellFormed{};
 };
 
 /// A document that could not be read, and why, with line and column where there are any.
@@ -40,18 +36,10 @@ struct Results {
 /// shown.
 Results readResults(const std::vector<std::string>& sources);
 
-bool isFailed(const CDeviceInfo& record);
-
-/// The four PCI ids as "vendor:device subvendor:subdevice"; empty without any.
-std::string pciIds(const CDeviceInfo& record);
-
-/// The serial number in an enumeration id, which drives carry with a label before it.
-std::string serialNumber(const CDeviceInfo& record);
-
 /// A record and where it comes from.
 struct ResultRow {
   const ResultFile* file;
-  const CDeviceInfo* record;
+  const Record* record;
   std::size_t position;  ///< in its document, from 1
 };
 
@@ -61,18 +49,15 @@ std::vector<ResultRow> rowsOf(const Results& results);
 /// What all documents come to.
 struct ResultSummary {
   std::size_t records = 0;
-  std::size_t failed = 0;
-  std::vector<std::pair<std::string, std::size_t>>
-      revisions;  ///< of the records that did not fail, without blanks around them, most frequent first
-  std::vector<std::string> reboots;  ///< the documents that ask for one
+  std::map<Outcome, std::size_t> outcomes{};  ///< all three, zeros included
+
+  /// Of the records that did not fail, without blanks around them, most frequent first.
+  std::vector<std::pair<std::string, std::size_t>> revisions{};
+  std::vector<std::string> reboots{};  ///< the documents that ask for one
+
+  std::size_t failed() const { return outcomes.at(Outcome::kFailed); }
 };
 
 ResultSummary summarize(const Results& results);
-
-/// For a person: "inventory" or "update".
-const char* kindName(DocumentKind kind);
-
-/// For a person: what became of a record in a document of this kind ("listed", "updated", "failed").
-const char* outcomeName(const ResultRow& row);
 
 }  // namespace tool

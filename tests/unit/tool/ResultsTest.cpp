@@ -7,8 +7,10 @@
 
 #include "ReportPage.h"
 #include "ResultText.h"
+#include "SampleDocuments.h"
 #include "TestSupport.h"
 
+using namespace samples;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -17,26 +19,9 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr char kDrive[] =
-    R"(<Device  vendorID="f101" deviceID="a801" subVendorID="f1a0" subDeviceID="1001"  display="One" enum = "Serial Number: S1" ><Application componentType="FRMW"  version="R1"  display=""/></Device>)";
-constexpr char kFailure[] = R"(<SPStatus result = "false" ><Message id="7" >It broke</Message></SPStatus>)";
-constexpr char kComponent[] =
-    R"(<Device  componentID="12345" display="Package, &quot;quoted&quot;" ><Application componentType="APP" version="3.1" display=""/></Device>)";
-
-std::string inventory(const std::string& content) {
-  return R"(<?xml version="1.0" encoding="UTF-8"?><SVMInventory lang="en">)" + content + "</SVMInventory>";
-}
-
-/// What the component writes for a drive that took the firmware.
-std::string updated(const std::string& serial) {
-  return R"(<Device  vendorID="f101" deviceID="a801" subVendorID="f1a0" subDeviceID="1001" display="One" enum = "Serial Number: )" +
-         serial +
-         R"(" ><Application componentType="FRMW" version="R1" display="" ><SPStatus result = "true" ><Message id="0" >Success</Message></SPStatus></Application></Device>)";
-}
-
-std::string update(const std::string& content) {
-  return R"(<?xml version="1.0" encoding="UTF-8"?><SVMExecution lang="en">)" + content + "</SVMExecution>";
-}
+const std::string kDrive = listed("S1");
+const std::string kFailure = failed();
+const std::string kComponent = component("12345", "Package, &quot;quoted&quot;");
 
 class Results : public testing::Test {
  protected:
@@ -71,19 +56,19 @@ class Results : public testing::Test {
 };
 
 TEST_F(Results, AnInventoryIsReadRecordByRecord) {
-  const tool::Results results = read({inventory(std::string(kDrive) + kFailure + kComponent)});
+  const tool::Results results = read({inventory(kDrive + kFailure + kComponent)});
   ASSERT_EQ(results.files.size(), 1U);
-  const auto& records = results.files[0].records;
+  const auto& records = results.files[0].document.records;
   ASSERT_EQ(records.size(), 3U);
-  EXPECT_FALSE(tool::isFailed(records[0]));  // the reader's own mark for the whole document is undone
-  EXPECT_EQ(records[0].getPCIInfo().subDeviceID, "1001");
-  EXPECT_EQ(records[0].getVersion(), "R1");
-  EXPECT_EQ(tool::serialNumber(records[0]), "S1");
-  EXPECT_TRUE(tool::isFailed(records[1]));
-  EXPECT_EQ(records[1].getErrorMsg(), "It broke");
-  EXPECT_EQ(records[1].getMessageID(), 7);
-  EXPECT_EQ(records[2].getComponentID(), "12345");
-  EXPECT_EQ(records[2].getDeviceName(), "Package, \"quoted\"");
+  EXPECT_EQ(records[0].outcome, tool::Outcome::kListed);
+  EXPECT_EQ(records[0].pci.subDevice, "1001");
+  EXPECT_EQ(records[0].revision, "R1");
+  EXPECT_EQ(records[0].serialNumber(), "S1");
+  EXPECT_EQ(records[1].outcome, tool::Outcome::kFailed);
+  EXPECT_EQ(records[1].message, "It broke");
+  EXPECT_EQ(records[1].messageId, 7);
+  EXPECT_EQ(records[2].componentId, "12345");
+  EXPECT_EQ(records[2].name, "Package, \"quoted\"");
 }
 
 TEST_F(Results, AnUpdateTellsOutcomesAndReboot) {
@@ -91,24 +76,28 @@ TEST_F(Results, AnUpdateTellsOutcomesAndReboot) {
       read({update(updated("S1") + kFailure + updated("S2") + "<RebootRequired>1</RebootRequired>"),
             update(updated("S3"))});
   ASSERT_EQ(results.files.size(), 2U);
-  EXPECT_EQ(results.files[0].kind, tool::DocumentKind::kUpdate);
-  EXPECT_TRUE(results.files[0].rebootRequired);
-  EXPECT_FALSE(results.files[1].rebootRequired);
-  EXPECT_EQ(results.files[0].records.at(2).getErrorMsg(), "Success");
-  EXPECT_EQ(results.files[0].records.at(2).getPCIInfo().vendorID, "f101");
+  const tool::Document& first = results.files[0].document;
+  EXPECT_EQ(first.kind, tool::DocumentKind::kUpdate);
+  EXPECT_TRUE(first.rebootRequired);
+  EXPECT_FALSE(results.files[1].document.rebootRequired);
+  EXPECT_EQ(first.records.at(1).outcome, tool::Outcome::kFailed);
+  EXPECT_EQ(first.records.at(2).outcome, tool::Outcome::kSuccess);
+  EXPECT_EQ(first.records.at(2).message, "Success");
+  EXPECT_EQ(first.records.at(2).pci.vendor, "f101");
 }
 
 TEST_F(Results, TheTableShowsFailedRecordsFirstAndSumsUp) {
-  EXPECT_EQ(table(read({inventory(std::string(kDrive) + kFailure),
-                        update(updated("S2") + "<RebootRequired>1</RebootRequired>")})),
-            "DOCUMENT  #  OUTCOME  REVISION  NAME  SERIAL NUMBER  PCI IDS              MESSAGE\n"
-            "1.xml     2  failed                                                       It broke\n"
-            "1.xml     1  listed   R1        One   S1             f101:a801 f1a0:1001\n"
-            "2.xml     1  success  R1        One   S2             f101:a801 f1a0:1001  Success\n"
-            "\n"
-            "2 documents, 3 records: 2 fine, 1 failed; revisions R1 x 2; reboot required in 1 document\n"
-            "Revisions in update documents were read before flashing; take an inventory for the new ones.\n");
-  EXPECT_EQ(table(read({inventory("")})), "1 document, 0 records: 0 fine, 0 failed\n");
+  EXPECT_EQ(
+      table(
+          read({inventory(kDrive + kFailure), update(updated("S2") + "<RebootRequired>1</RebootRequired>")})),
+      "DOCUMENT  #  OUTCOME  REVISION  NAME  SERIAL NUMBER  PCI IDS              MESSAGE\n"
+      "1.xml     2  failed                                                       It broke\n"
+      "1.xml     1  listed   R1        One   S1             f101:a801 f1a0:1001\n"
+      "2.xml     1  success  R1        One   S2             f101:a801 f1a0:1001  Success\n"
+      "\n"
+      "2 documents, 3 records: 1 listed, 1 success, 1 failed; revisions R1 x 2; reboot required in 1 document\n"
+      "Revisions in update documents were read before flashing; take an inventory for the new ones.\n");
+  EXPECT_EQ(table(read({inventory("")})), "1 document, 0 records: 0 failed\n");
 }
 
 TEST_F(Results, ColumnsStayAlignedAndTerminalsSafe) {
@@ -120,11 +109,11 @@ TEST_F(Results, ColumnsStayAlignedAndTerminalsSafe) {
       "1.xml     1  listed   1         Größe  1\n"
       "1.xml     2  listed   22        a.b    2\n"
       "\n"
-      "1 document, 2 records: 2 fine, 0 failed; revisions 1 x 1, 22 x 1\n");
+      "1 document, 2 records: 2 listed, 0 failed; revisions 1 x 1, 22 x 1\n");
 }
 
 TEST_F(Results, ATableThatIsTooWideBecomesBlocks) {
-  const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
+  const tool::Results results = read({inventory(kDrive + kFailure)});
   const std::string wide = table(results);
   const std::size_t title = wide.find('\n') + 1;
   const std::size_t width = wide.find('\n', title) - title;  // the line with the longest message
@@ -143,12 +132,11 @@ TEST_F(Results, ATableThatIsTooWideBecomesBlocks) {
             "SERIAL NUMBER  S1\n"
             "PCI IDS        f101:a801 f1a0:1001\n"
             "\n"
-            "1 document, 2 records: 1 fine, 1 failed; revisions R1 x 1\n");
+            "1 document, 2 records: 1 listed, 1 failed; revisions R1 x 1\n");
 }
 
 TEST_F(Results, ARevisionIsTheSameWithAndWithoutPadding) {
-  std::string padded = kDrive;
-  padded.replace(padded.find("\"R1\""), 4, "\"R1      \"");
+  const std::string padded = listed("S2", "One", "R1      ");
   const tool::Results results = read({inventory(padded + kDrive + padded)});
   EXPECT_EQ(tool::summarize(results).revisions,
             (std::vector<std::pair<std::string, std::size_t>>{{"R1", 3}}));
@@ -169,14 +157,14 @@ TEST_F(Results, ThePageObeysNoCharacterThatATerminalWouldObey) {
 }
 
 TEST_F(Results, ColourIsUsedOnlyWhenAskedFor) {
-  const tool::Results results = read({inventory(std::string(kDrive) + kFailure)});
+  const tool::Results results = read({inventory(kDrive + kFailure)});
   EXPECT_THAT(table(results), Not(HasSubstr("\033")));
   EXPECT_THAT(table(results, {.colour = true}), HasSubstr("\033[31m1.xml     2  failed"));
 }
 
 TEST_F(Results, JsonHoldsEverything) {
   std::ostringstream out;
-  tool::writeJson(out, read({inventory(std::string(kDrive) + kFailure), "<broken"}));
+  tool::writeJson(out, read({inventory(kDrive + kFailure), "<broken"}));
   const nlohmann::json json = nlohmann::json::parse(out.str());
   EXPECT_EQ(json["summary"],
             (nlohmann::json{{"documents", 1}, {"records", 2}, {"failed", 1}, {"unreadable", 1}}));
@@ -188,12 +176,13 @@ TEST_F(Results, JsonHoldsEverything) {
 
 TEST_F(Results, CsvQuotesWhatItMust) {
   std::ostringstream out;
-  tool::writeCsv(out, read({inventory(std::string(kComponent) + kFailure)}));
-  EXPECT_EQ(out.str(),
-            "document,kind,position,failed,messageId,message,name,componentId,vendorId,deviceId,subVendorId,"
-            "subDeviceId,enum,serialNumber,componentType,revision\r\n"
-            "1.xml,inventory,2,true,7,It broke,,,,,,,,,,\r\n"
-            "1.xml,inventory,1,false,0,,\"Package, \"\"quoted\"\"\",12345,,,,,,,APP,3.1\r\n");
+  tool::writeCsv(out, read({inventory(kComponent + kFailure)}));
+  EXPECT_EQ(
+      out.str(),
+      "document,kind,position,outcome,failed,messageId,message,name,componentId,vendorId,deviceId,subVendorId,"
+      "subDeviceId,enum,serialNumber,componentType,revision\r\n"
+      "1.xml,inventory,2,failed,true,7,It broke,,,,,,,,,,\r\n"
+      "1.xml,inventory,1,listed,false,0,,\"Package, \"\"quoted\"\"\",12345,,,,,,,APP,3.1\r\n");
 }
 
 TEST_F(Results, CsvKeepsSpreadsheetsFromRunningValues) {
@@ -202,7 +191,7 @@ TEST_F(Results, CsvKeepsSpreadsheetsFromRunningValues) {
     tool::writeCsv(out, read({inventory("<Device componentID=\"1\" display=\"" + name +
                                         "\" ><Application version=\"1\"/></Device>")}));
     const std::string text = out.str();
-    const std::string before = "1.xml,inventory,1,false,0,,";
+    const std::string before = "1.xml,inventory,1,listed,false,0,,";
     const std::size_t start = text.find(before) + before.size();
     return text.substr(start, text.find(",1,,,,,,,", start) - start);
   };
@@ -215,16 +204,39 @@ TEST_F(Results, CsvKeepsSpreadsheetsFromRunningValues) {
   EXPECT_EQ(fieldFor("two&#10;lines"), "\"two\nlines\"");
 }
 
+TEST_F(Results, ADocumentThatIsNotWellFormedIsReadWhereItsFormIsClear) {
+  const tool::Results results =
+      read({inventory(listed("S1", "A & B")), update(updated("<2>") + failed("\""))});
+  ASSERT_EQ(results.files.size(), 2U);
+  EXPECT_EQ(results.files[0].document.records.at(0).name, "A & B");
+  EXPECT_EQ(results.files[1].document.records.at(0).serialNumber(), "<2>");
+  EXPECT_THAT(table(results), HasSubstr("\n1.xml: not well-formed at line 1, column "));
+  EXPECT_THAT(page(results), HasSubstr("<strong>2.xml</strong>: not well-formed at line 1, column "));
+  std::ostringstream json;
+  tool::writeJson(json, results);
+  EXPECT_EQ(nlohmann::json::parse(json.str())["documents"][0]["wellFormed"], false);
+}
+
+TEST_F(Results, RecordsBelowOtherElementsAreRead) {
+  const tool::Results results =
+      read({"<SVMExecution><Server>" + updated("S1") + failed() + kReboot + "</Server></SVMExecution>"});
+  ASSERT_EQ(results.files.size(), 1U);
+  EXPECT_EQ(results.files[0].document.records.size(), 2U);
+  EXPECT_TRUE(results.files[0].document.rebootRequired);
+}
+
 TEST_F(Results, TheLikelyCauseIsTold) {
   EXPECT_THAT(problemOf(inventory("") + update("")),
               HasSubstr("; it holds two documents, as -i -u writes them"));
-  EXPECT_THAT(problemOf("<SVMInventory><Device"), HasSubstr("; it is cut off, or no result document"));
-  EXPECT_THAT(problemOf(inventory("<Device display=\"&\"/>")), HasSubstr("; mostly a value with &, <, "));
+  EXPECT_THAT(problemOf(inventory(kDrive).substr(0, 200)), HasSubstr("; it is cut off"));
+  EXPECT_THAT(problemOf(inventory("<Device display=\"&\"/>")),
+              HasSubstr("; it begins otherwise than nvmepcissd begins a document"));
+  EXPECT_THAT(problemOf(inventory(listed("S1", R"(&" enum = ")"))),
+              HasSubstr("; record 1 can be read in more than one way"));
 }
 
 TEST_F(Results, ADocumentThatIsNotWellFormedIsToldWithLineAndColumn) {
-  const std::string spoilt =
-      inventory(std::string(kDrive) + R"(<Device  display="A & B" ><Application/></Device>)");
+  const std::string spoilt = inventory(kDrive + R"(<Device  display="A & B" ><Application/></Device>)");
   const std::size_t column = spoilt.find("& B") + 2;
   const std::string problem = problemOf(spoilt);
   EXPECT_THAT(problem, StartsWith("not well-formed at line 1, column " + std::to_string(column) + ": "));
@@ -263,15 +275,15 @@ TEST_F(Results, ThePageEscapesEveryValueAndLoadsNothing) {
 }
 
 TEST_F(Results, ThePageHasARowARecordAndBarsThatAddUp) {
-  const std::string html = page(read({inventory(std::string(kDrive) + kDrive + kFailure), "<broken"}));
+  const std::string html = page(read({inventory(kDrive + kDrive + kFailure), "<broken"}));
   const auto count = [&html](const std::string& what) {
     std::size_t times = 0;
     for (std::size_t place = 0; (place = html.find(what, place)) != std::string::npos; ++place) ++times;
     return times;
   };
-  EXPECT_EQ(count("<tr class=\"fine\">"), 2U);
+  EXPECT_EQ(count("<tr class=\"listed\">"), 2U);
   EXPECT_EQ(count("<tr class=\"failed\">"), 1U);
-  EXPECT_LT(html.find("<tr class=\"failed\">"), html.find("<tr class=\"fine\">"));
+  EXPECT_LT(html.find("<tr class=\"failed\">"), html.find("<tr class=\"listed\">"));
   EXPECT_THAT(html, HasSubstr("width:67%\"></span></span><span class=\"number\">2</span>"));
   EXPECT_THAT(html, HasSubstr("<strong>2.xml</strong>: not well-formed"));
 }
