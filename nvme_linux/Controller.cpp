@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <limits>
 
-#include "NvmeStatus.h"
+#include "Outcome.h"
+
+namespace nvme_linux {
 
 namespace {
 
@@ -39,10 +41,10 @@ void copyText(std::array<char, Size>& text, const std::uint8_t* from) {
 }
 
 /// Field offsets and bits are those of the Identify Controller data structure.
-SIdentity parseIdentity(const std::array<std::uint8_t, 4096>& data) {
+Identity parseIdentity(const std::array<std::uint8_t, 4096>& data) {
   constexpr unsigned int kLargestShift = 16;  // beyond any transfer
   constexpr std::uint8_t kNoRestriction = 0xFF;
-  SIdentity identity;
+  Identity identity;
   copyText(identity.serial, &data[4]);
   copyText(identity.model, &data[24]);
   copyText(identity.revision, &data[64]);
@@ -56,8 +58,8 @@ SIdentity parseIdentity(const std::array<std::uint8_t, 4096>& data) {
   return identity;
 }
 
-SFirmwareSlots parseSlots(const std::array<std::uint8_t, 512>& data) {
-  SFirmwareSlots slots;
+FirmwareSlots parseSlots(const std::array<std::uint8_t, 512>& data) {
+  FirmwareSlots slots;
   slots.running = data[0] & 0x07;
   slots.updateInProgress = (data[0] & 0x08) != 0;
   slots.next = (data[0] >> 4) & 0x07;
@@ -76,65 +78,65 @@ bool isFirmwareCommand(const nvme_passthru_cmd& command) {
 }
 
 bool isDone(const nvme_passthru_cmd& command, int result) {
-  return result >= 0 &&
-         (nvme::statusOf(result) == 0 || (command.opcode == kFirmwareCommit && nvme::isResetOwed(result)));
+  return result >= 0 && (status::statusOf(result) == 0 ||
+                         (command.opcode == kFirmwareCommit && status::isResetOwed(result)));
 }
 
 }  // namespace
 
-bool SFirmwareSlots::isEmpty(unsigned int slot) const {
+bool FirmwareSlots::isEmpty(unsigned int slot) const {
   const Revision& revision = revisions.at(slot - 1);
   return std::all_of(revision.begin(), revision.end(), [](char c) { return c == '\0' || c == ' '; });
 }
 
-CController::CController(IKernel& kernel, const SPciController& controller)
-    : m_kernel(kernel), m_controller(controller) {}
+Controller::Controller(Host& host, const PciController& controller)
+    : m_host(host), m_controller(controller) {}
 
-int CController::open() {
-  const auto end = m_kernel.now() + kResetBound;
-  int result = m_kernel.open(m_controller.name, m_device);
-  while (result == -EAGAIN && !isGivenUp(state()) && m_kernel.now() < end) {
-    m_kernel.sleep(kBeforeRepeat);
-    result = m_kernel.open(m_controller.name, m_device);
+int Controller::open() {
+  const auto end = m_host.now() + kResetBound;
+  int result = m_host.open(m_controller.name, m_device);
+  while (result == -EAGAIN && !isGivenUp(state()) && m_host.now() < end) {
+    m_host.sleep(kBeforeRepeat);
+    result = m_host.open(m_controller.name, m_device);
   }
   if (result != 0) {
-    report(LOG_ERR, m_controller.name + " cannot be opened: " + nvme::describe(result) +
+    report(LOG_ERR, m_controller.name + " cannot be opened: " + status::describe(result) +
                         (result == -EAGAIN ? "; its state is " + state() : ""));
   }
   return result;
 }
 
-std::string CController::state() {
-  return m_kernel.attribute(m_controller.name, "state").value_or("unknown");
+std::string Controller::state() {
+  return m_host.attribute(m_controller.name, "state").value_or("unknown");
 }
 
-int CController::lock() {
+int Controller::lock() {
   const int result = m_device->lock();
   if (result == -EBUSY) {
     report(LOG_ERR, "another run is updating this drive");
   } else if (result != 0) {
-    report(LOG_ERR, m_controller.name + " cannot be locked: " + nvme::describe(result));
+    report(LOG_ERR, m_controller.name + " cannot be locked: " + status::describe(result));
   }
   return result;
 }
 
-int CController::confirm() {
+int Controller::confirm() {
   const std::string opened = m_device->number();
-  const bool isItsNode = m_kernel.attribute(m_controller.name, "dev").value_or(opened) == opened;
-  if (isItsNode && isStillThere(m_kernel, m_controller)) return 0;
+  const bool isItsNode = m_host.attribute(m_controller.name, "dev").value_or(opened) == opened;
+  if (isItsNode && isStillThere(m_host, m_controller)) return 0;
   report(LOG_ERR, m_controller.name +
                       (isItsNode ? " is another drive by now" : " is the node of another drive") +
                       "; the update is refused");
   return -ENODEV;
 }
 
-void CController::allowFor(std::chrono::milliseconds activation) {
+void Controller::allowFor(std::chrono::milliseconds activation) {
   constexpr std::chrono::milliseconds kLongest{std::numeric_limits<std::uint32_t>::max()};
   m_timeout =
-      static_cast<std::uint32_t>(std::min(std::max(activation, m_kernel.adminTimeout()), kLongest).count());
+      static_cast<std::uint32_t>(std::min(std::max(activation, m_host.adminTimeout()), kLongest).count());
 }
 
-int CController::identify(SIdentity& identity, int failure) {
+int Controller::identify(Identity& identity, int failure) {
   std::array<std::uint8_t, 4096> data{};
   nvme_passthru_cmd command{};
   command.opcode = kIdentify;
@@ -145,7 +147,7 @@ int CController::identify(SIdentity& identity, int failure) {
   return result;
 }
 
-int CController::readSlots(SFirmwareSlots& slots, int failure) {
+int Controller::readSlots(FirmwareSlots& slots, int failure) {
   std::array<std::uint8_t, 512> data{};
   nvme_passthru_cmd command{};
   command.opcode = kGetLogPage;
@@ -157,7 +159,7 @@ int CController::readSlots(SFirmwareSlots& slots, int failure) {
   return result;
 }
 
-int CController::download(std::span<const std::uint8_t> piece, std::size_t offset) {
+int Controller::download(std::span<const std::uint8_t> piece, std::size_t offset) {
   nvme_passthru_cmd command{};
   command.opcode = kFirmwareDownload;
   command.addr = reinterpret_cast<std::uintptr_t>(piece.data());
@@ -167,35 +169,35 @@ int CController::download(std::span<const std::uint8_t> piece, std::size_t offse
   return send("Firmware Image Download", command);
 }
 
-int CController::commit(unsigned int slot) {
+int Controller::commit(unsigned int slot) {
   nvme_passthru_cmd command{};
   command.opcode = kFirmwareCommit;
   command.cdw10 = slot | kActivateAtNextReset;
   return send("Firmware Commit", command);
 }
 
-int CController::send(const char* what, const nvme_passthru_cmd& command, int failure) {
+int Controller::send(const char* what, const nvme_passthru_cmd& command, int failure) {
   for (int repeat = 0;; ++repeat) {
     nvme_passthru_cmd sent = command;  // the kernel writes into it
     sent.timeout_ms = isFirmwareCommand(command) ? m_timeout : 0;
     const int result = m_device->admin(sent);
-    if (isDone(command, result)) return nvme::statusOf(result) == 0 ? 0 : nvme::kResetOwed;
-    const bool isLast = repeat == kRepeats || !nvme::mayRepeat(result) ||
-                        (isFirmwareCommand(command) && nvme::isLost(result));
+    if (isDone(command, result)) return status::statusOf(result) == 0 ? 0 : status::kResetOwed;
+    const bool isLast = repeat == kRepeats || !status::mayRepeat(result) ||
+                        (isFirmwareCommand(command) && status::isLost(result));
     if (command.opcode == kFirmwareDownload && result == -EINVAL) return result;
     report(isLast ? failure : std::max(failure, LOG_WARNING),
-           std::string(what) + ": " + nvme::describe(result) + (isLast ? "" : "; it is repeated"));
+           std::string(what) + ": " + status::describe(result) + (isLast ? "" : "; it is repeated"));
     if (isLast) {
       if (result < 0) return result;
       // Callers take this one status for a commit that succeeded.
-      return nvme::statusOf(result) == nvme::kResetOwed ? -EPROTO : nvme::statusOf(result);
+      return status::statusOf(result) == status::kResetOwed ? -EPROTO : status::statusOf(result);
     }
-    m_kernel.sleep(kBeforeRepeat);
+    m_host.sleep(kBeforeRepeat);
   }
 }
 
-void CController::report(int priority, const std::string& text) {
-  m_kernel.report(priority, "NVMe drive " + m_controller.addressText + ": " + text);
+void Controller::report(int priority, const std::string& text) {
+  m_host.report(priority, "NVMe drive " + m_controller.addressText + ": " + text);
 }
 
 std::string printable(std::span<const char> field) {
@@ -205,3 +207,5 @@ std::string printable(std::span<const char> field) {
       text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
   return text;
 }
+
+}  // namespace nvme_linux

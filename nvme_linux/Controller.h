@@ -14,10 +14,12 @@
 #include <string>
 
 #include "ControllerList.h"
-#include "IKernel.h"
+#include "Host.h"
+
+namespace nvme_linux {
 
 /// What Identify Controller says of a drive. Texts are ASCII, padded with blanks, without a NUL.
-struct SIdentity {
+struct Identity {
   std::array<char, 20> serial{};
   std::array<char, 40> model{};
   std::array<char, 8> revision{};
@@ -30,7 +32,7 @@ struct SIdentity {
 };
 
 /// The log page of the firmware slots.
-struct SFirmwareSlots {
+struct FirmwareSlots {
   using Revision = std::array<char, 8>;
 
   unsigned int running = 0;  ///< slot of the running firmware; 0: the drive does not say
@@ -47,10 +49,10 @@ struct SFirmwareSlots {
 /// refused, and -errno when it never reached the drive or got no answer. A refused command is repeated, three
 /// times at most, where the status allows that; a firmware command that may be lost is not. Failures are
 /// reported. Outputs of a failed command are undefined.
-class CController {
+class Controller {
  public:
   /// `kernel` and `controller` must outlive the object. Until `open` succeeds nothing else may be called.
-  CController(IKernel& kernel, const SPciController& controller);
+  Controller(Host& host, const PciController& controller);
 
   /// 0 or -errno. A controller that is being reset (-EAGAIN) is waited for, 5 s at most.
   int open();
@@ -67,15 +69,15 @@ class CController {
   void allowFor(std::chrono::milliseconds activation);
 
   /// `failure` is the level at which a failure is reported, for callers that ask again.
-  int identify(SIdentity& identity, int failure = LOG_ERR);
-  int readSlots(SFirmwareSlots& slots, int failure = LOG_ERR);
+  int identify(Identity& identity, int failure = LOG_ERR);
+  int readSlots(FirmwareSlots& slots, int failure = LOG_ERR);
 
   /// Hands the drive one piece of the image; its length and `offset` are multiples of 4 bytes. -EINVAL, with
   /// which the kernel refuses a piece that is too long, is left to the caller to report.
   int download(std::span<const std::uint8_t> piece, std::size_t offset);
 
   /// Has the drive check what it was handed, store it in `slot` (0: the drive chooses) and activate it at the
-  /// next reset. `nvme::kResetOwed`, besides 0, means that it did and that a reset is owed.
+  /// next reset. `status::kResetOwed`, besides 0, means that it did and that a reset is owed.
   int commit(unsigned int slot);
 
   /// One line for the administrator, with the drive's address before it.
@@ -85,11 +87,13 @@ class CController {
   std::string state();
   int send(const char* what, const nvme_passthru_cmd& command, int failure = LOG_ERR);
 
-  IKernel& m_kernel;
-  const SPciController& m_controller;
-  std::unique_ptr<IDevice> m_device;
+  Host& m_host;
+  const PciController& m_controller;
+  std::unique_ptr<Device> m_device;
   std::uint32_t m_timeout = 0;  ///< of a firmware command, in milliseconds; 0: the kernel's
 };
 
 /// A padded text without its padding, unprintable characters replaced.
 std::string printable(std::span<const char> field);
+
+}  // namespace nvme_linux

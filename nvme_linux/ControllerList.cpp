@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <tuple>
 
+namespace nvme_linux {
+
 namespace {
 
 constexpr unsigned int kDevices = 32;   // on a PCI bus
@@ -19,7 +21,7 @@ std::string_view cutField(std::string_view& text, char separator) {
 }
 
 /// Reads "domain:bus:device.function" into `controller`, or says there why it cannot be used.
-void readAddress(SPciController& controller) {
+void readAddress(PciController& controller) {
   std::string_view text = controller.addressText;
   const auto domain = parseHexadecimal(cutField(text, ':'), 8);
   const auto bus = parseHexadecimal(cutField(text, ':'), 2);
@@ -36,31 +38,31 @@ void readAddress(SPciController& controller) {
 }
 
 /// sysfs writes ids as "0x144d".
-bool readId(IKernel& kernel, const std::string& controller, const char* name, std::uint16_t& id) {
-  const std::string text = kernel.attribute(controller, name).value_or("");
+bool readId(Host& host, const std::string& controller, const char* name, std::uint16_t& id) {
+  const std::string text = host.attribute(controller, name).value_or("");
   if (!text.starts_with("0x")) return false;
   const auto number = parseHexadecimal(std::string_view(text).substr(2), 4);
   id = static_cast<std::uint16_t>(number.value_or(0));
   return number.has_value();
 }
 
-SPciController describeController(IKernel& kernel, const std::string& name) {
-  SPciController found;
+PciController describeController(Host& host, const std::string& name) {
+  PciController found;
   found.name = name;
-  found.addressText = kernel.attribute(name, "address").value_or("");
+  found.addressText = host.attribute(name, "address").value_or("");
   readAddress(found);
-  const bool hasIds = readId(kernel, name, "device/vendor", found.ids.vendor) &&
-                      readId(kernel, name, "device/device", found.ids.device) &&
-                      readId(kernel, name, "device/subsystem_vendor", found.ids.subVendor) &&
-                      readId(kernel, name, "device/subsystem_device", found.ids.subDevice);
+  const bool hasIds = readId(host, name, "device/vendor", found.ids.vendor) &&
+                      readId(host, name, "device/device", found.ids.device) &&
+                      readId(host, name, "device/subsystem_vendor", found.ids.subVendor) &&
+                      readId(host, name, "device/subsystem_device", found.ids.subDevice);
   if (!hasIds && found.leftOutBecause.empty()) found.leftOutBecause = "its PCI ids cannot be read";
   return found;
 }
 
-void leaveOutAmbiguous(std::vector<SPciController>& sorted) {
+void leaveOutAmbiguous(std::vector<PciController>& sorted) {
   for (std::size_t i = 1; i < sorted.size(); ++i) {
-    SPciController& one = sorted[i - 1];
-    SPciController& other = sorted[i];
+    PciController& one = sorted[i - 1];
+    PciController& other = sorted[i];
     if (!one.address || one.address != other.address) continue;
     one.leftOutBecause = other.leftOutBecause = "another controller has the same PCI address";
   }
@@ -68,27 +70,27 @@ void leaveOutAmbiguous(std::vector<SPciController>& sorted) {
 
 }  // namespace
 
-std::string textOf(const SPciAddress& address) {
+std::string textOf(const PciAddress& address) {
   std::array<char, 16> text{};
   static_cast<void>(std::snprintf(text.data(), text.size(), "0000:%02x:%02x.%x", unsigned{address.bus},
                                   unsigned{address.device}, unsigned{address.function}));
   return text.data();
 }
 
-std::vector<SPciController> listControllers(IKernel& kernel) {
-  std::vector<SPciController> found;
-  for (const std::string& name : kernel.controllers()) {
-    if (kernel.attribute(name, "transport") == "pcie") found.push_back(describeController(kernel, name));
+std::vector<PciController> listControllers(Host& host) {
+  std::vector<PciController> found;
+  for (const std::string& name : host.controllers()) {
+    if (host.attribute(name, "transport") == "pcie") found.push_back(describeController(host, name));
   }
-  std::sort(found.begin(), found.end(), [](const SPciController& a, const SPciController& b) {
+  std::sort(found.begin(), found.end(), [](const PciController& a, const PciController& b) {
     return std::tie(a.address, a.name) < std::tie(b.address, b.name);
   });
   leaveOutAmbiguous(found);
   return found;
 }
 
-bool isStillThere(IKernel& kernel, const SPciController& controller) {
-  const SPciController now = describeController(kernel, controller.name);
+bool isStillThere(Host& host, const PciController& controller) {
+  const PciController now = describeController(host, controller.name);
   return now.leftOutBecause.empty() && now.address == controller.address && now.ids == controller.ids;
 }
 
@@ -99,3 +101,5 @@ std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t 
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return number;
 }
+
+}  // namespace nvme_linux

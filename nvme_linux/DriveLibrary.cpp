@@ -9,6 +9,8 @@
 #include "FirmwareUpdate.h"
 #include "SupportedDrives.h"
 
+namespace nvme_linux {
+
 namespace {
 
 /// As a drive would give it: padded with blanks, cut off at the field's width.
@@ -20,38 +22,38 @@ std::array<char, Width> padded(const std::string& text) {
   return field;
 }
 
-int identify(IKernel& kernel, const SPciController& found, SIdentity& identity) {
-  CController controller(kernel, found);
+int identify(Host& host, const PciController& found, Identity& identity) {
+  Controller controller(host, found);
   const int result = controller.open();
   return result != 0 ? result : controller.identify(identity);
 }
 
 }  // namespace
 
-CDriveLibrary::CDriveLibrary(IKernel& kernel) : m_kernel(kernel) {}
+DriveLibrary::DriveLibrary(Host& host) : m_host(host) {}
 
-int CDriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
-  const std::set<SPciIds> supported = supportedDrives(m_kernel);
-  SDriveList list;
-  for (const SPciController& controller : listControllers(m_kernel)) {
+int DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
+  const std::set<PciIds> supported = supportedDrives(m_host);
+  DriveList list;
+  for (const PciController& controller : listControllers(m_host)) {
     const std::string subject =
         "NVMe drive " + controller.addressText + " (" + controller.name + ") is left out: ";
     if (!controller.leftOutBecause.empty()) {
-      m_kernel.report(LOG_WARNING, subject + controller.leftOutBecause);
+      m_host.report(LOG_WARNING, subject + controller.leftOutBecause);
     } else if (!supported.contains(controller.ids)) {
-      m_kernel.report(LOG_INFO, subject + "package.xml does not name its model");
+      m_host.report(LOG_INFO, subject + "package.xml does not name its model");
     } else {
       list.records.push_back(makeRecord(controller));
     }
   }
   for (NVMeDriveRecord& record : list.records) list.entries.push_back(&record);
-  SDriveList& kept = m_lists.emplace_back(std::move(list));
+  DriveList& kept = m_lists.emplace_back(std::move(list));
   count = static_cast<std::uint32_t>(kept.entries.size());
   drives = kept.entries.data();
   return 0;
 }
 
-NVMeDriveRecord CDriveLibrary::makeRecord(const SPciController& controller) {
+NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
   NVMeDriveRecord record{};
   record.subVendorID = controller.ids.subVendor;
   record.subDeviceID = controller.ids.subDevice;
@@ -60,40 +62,42 @@ NVMeDriveRecord CDriveLibrary::makeRecord(const SPciController& controller) {
   record.bus = controller.address->bus;
   record.device = controller.address->device;
   record.function = controller.address->function;
-  if (SIdentity identity; identify(m_kernel, controller, identity) == 0) {
+  if (Identity identity; identify(m_host, controller, identity) == 0) {
     record.modelNumber = identity.model;
     record.serialNumber = identity.serial;
   } else {
-    record.modelNumber = padded<40>(m_kernel.attribute(controller.name, "model").value_or(""));
-    record.serialNumber = padded<20>(m_kernel.attribute(controller.name, "serial").value_or(""));
+    record.modelNumber = padded<40>(m_host.attribute(controller.name, "model").value_or(""));
+    record.serialNumber = padded<20>(m_host.attribute(controller.name, "serial").value_or(""));
   }
   return record;
 }
 
-std::optional<SPciController> CDriveLibrary::find(const _NVME_ZOLT_BDF& address) {
-  const SPciAddress wanted{address.bus, address.device, address.function};
-  const std::set<SPciIds> supported = supportedDrives(m_kernel);
-  for (const SPciController& controller : listControllers(m_kernel)) {
+std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address) {
+  const PciAddress wanted{address.bus, address.device, address.function};
+  const std::set<PciIds> supported = supportedDrives(m_host);
+  for (const PciController& controller : listControllers(m_host)) {
     if (controller.address == wanted && controller.leftOutBecause.empty() &&
         supported.contains(controller.ids)) {
       return controller;
     }
   }
-  m_kernel.report(LOG_ERR, "NVMe drive " + textOf(wanted) + ": no supported drive has this address");
+  m_host.report(LOG_ERR, "NVMe drive " + textOf(wanted) + ": no supported drive has this address");
   return std::nullopt;
 }
 
-int CDriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info) {
+int DriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info) {
   const auto controller = find(address);
   if (!controller) return -ENODEV;
-  SIdentity identity;
-  const int result = identify(m_kernel, *controller, identity);
+  Identity identity;
+  const int result = identify(m_host, *controller, identity);
   if (result == 0) info.firmwareRevision = identity.revision;
   return result;
 }
 
-int CDriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath) {
+int DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath) {
   const auto controller = find(address);
   if (!controller) return -ENODEV;
-  return CFirmwareUpdate(m_kernel, *controller).run(payloadPath);
+  return FirmwareUpdate(m_host, *controller).run(payloadPath);
 }
+
+}  // namespace nvme_linux

@@ -7,17 +7,19 @@
 #include <vector>
 
 #include "ControllerList.h"
-#include "IKernel.h"
+#include "Host.h"
 #include "NVMeRecords.h"
+
+namespace nvme_linux {
 
 /// What the three entry points do. All results: 0 for success, an NVMe status (positive) or -errno.
 ///
 /// Only drives that the package of the working directory supports exist here: no other one is listed, looked
 /// at or flashed.
-class CDriveLibrary {
+class DriveLibrary {
  public:
   /// `kernel` must outlive the object.
-  explicit CDriveLibrary(IKernel& kernel);
+  explicit DriveLibrary(Host& host);
 
   /// Lists the drives, sorted by address. A drive that does not answer is listed all the same, with serial
   /// and model as the kernel remembers them. The list and its records stay as they are while the object
@@ -28,18 +30,20 @@ class CDriveLibrary {
   /// supported drive has the address.
   int driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info);
 
-  /// Flashes the file, see `CFirmwareUpdate::run`; -ENODEV when no supported drive has the address.
+  /// Flashes the file, see `FirmwareUpdate::run`; -ENODEV when no supported drive has the address.
   int updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath);
 
  private:
-  struct SDriveList {
+  struct DriveList {
     std::vector<NVMeDriveRecord> records;
     std::vector<NVMeDriveRecord*> entries;
   };
 
-  std::optional<SPciController> find(const _NVME_ZOLT_BDF& address);
-  NVMeDriveRecord makeRecord(const SPciController& controller);
+  std::optional<PciController> find(const _NVME_ZOLT_BDF& address);
+  NVMeDriveRecord makeRecord(const PciController& controller);
 
-  IKernel& m_kernel;
-  std::deque<SDriveList> m_lists;  ///< every one that callers were given
+  Host& m_host;
+  std::deque<DriveList> m_lists;  ///< every one that callers were given
 };
+
+}  // namespace nvme_linux

@@ -7,10 +7,11 @@
 #include <new>
 
 #include "DriveLibrary.h"
-#include "LinuxKernel.h"
+#include "LinuxHost.h"
 #include "Logger.h"
 
 namespace {
+using namespace nvme_linux;
 
 /// The base utilities inside this library have a logger of their own, which the package descriptor's reader
 /// would start where a marker file asks for it, on the very file that the process's logger writes. A logger
@@ -23,8 +24,8 @@ template <class Operation>
 int perform(Operation operation) noexcept {
   try {
     static const SSilencedLogger silencedLogger;
-    static CLinuxKernel kernel;
-    static CDriveLibrary library(kernel);
+    static LinuxHost host;
+    static DriveLibrary library(host);
     return operation(library);
   } catch (const std::bad_alloc&) {
     return -ENOMEM;
@@ -40,17 +41,17 @@ extern "C" {
 
 [[gnu::visibility("default")]] int NVMEDiscoverDrives(std::uint32_t* count, NVMeDriveRecord*** drives) {
   if (count == nullptr || drives == nullptr) return -EINVAL;
-  return perform([&](CDriveLibrary& library) { return library.discover(*count, *drives); });
+  return perform([&](DriveLibrary& library) { return library.discover(*count, *drives); });
 }
 
 [[gnu::visibility("default")]] int NVMEGetDriveInfo(_NVME_ZOLT_BDF* address, NVMeDriveInfo* info) {
   if (address == nullptr || info == nullptr) return -EINVAL;
-  return perform([&](CDriveLibrary& library) { return library.driveInfo(*address, *info); });
+  return perform([&](DriveLibrary& library) { return library.driveInfo(*address, *info); });
 }
 
 [[gnu::visibility("default")]] int NVMEUpdateFirmware(_NVME_ZOLT_BDF* address, const char* payloadPath) {
   if (address == nullptr || payloadPath == nullptr) return -EINVAL;
-  return perform([&](CDriveLibrary& library) { return library.updateFirmware(*address, payloadPath); });
+  return perform([&](DriveLibrary& library) { return library.updateFirmware(*address, payloadPath); });
 }
 
 }  // extern "C"

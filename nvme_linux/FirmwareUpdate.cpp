@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <exception>
 
-#include "NvmeStatus.h"
+#include "Outcome.h"
+
+namespace nvme_linux {
 
 namespace {
 
@@ -21,7 +23,7 @@ constexpr std::chrono::milliseconds kLongestWait = 5min;
 constexpr std::chrono::milliseconds kPause = 500ms;
 
 /// As long as the drive may take to activate firmware, within bounds: it may state almost two hours.
-std::chrono::milliseconds waitFor(const SIdentity& identity, std::chrono::milliseconds atLeast) {
+std::chrono::milliseconds waitFor(const Identity& identity, std::chrono::milliseconds atLeast) {
   return std::clamp(identity.activation, atLeast, kLongestWait);
 }
 
@@ -30,7 +32,7 @@ std::size_t smallerPiece(std::size_t size) {
 }
 
 /// The slot runs and did not before, or has other firmware than before.
-bool hasActivated(unsigned int slot, const SFirmwareSlots& before, const SFirmwareSlots& after) {
+bool hasActivated(unsigned int slot, const FirmwareSlots& before, const FirmwareSlots& after) {
   return after.running == slot &&
          (before.running != slot || before.revisions.at(slot - 1) != after.revisions.at(slot - 1));
 }
@@ -41,7 +43,7 @@ bool isGone(int result) {
 
 }  // namespace
 
-std::optional<unsigned int> chooseSlot(const SIdentity& identity, const SFirmwareSlots& slots) {
+std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots) {
   if (slots.running == 0 || identity.slots == 0) return 0;
   std::optional<unsigned int> chosen;
   // Round the slots, beginning behind the running one and ending with it.
@@ -54,15 +56,15 @@ std::optional<unsigned int> chooseSlot(const SIdentity& identity, const SFirmwar
   return chosen;
 }
 
-std::size_t pieceSize(const SIdentity& identity) {
+std::size_t pieceSize(const Identity& identity) {
   const std::size_t size = identity.granularity != 0 ? identity.granularity : kUsualPiece;
   return identity.maximumTransfer != 0 ? std::min(size, identity.maximumTransfer) : size;
 }
 
-CFirmwareUpdate::CFirmwareUpdate(IKernel& kernel, const SPciController& controller)
-    : m_kernel(kernel), m_controller(kernel, controller) {}
+FirmwareUpdate::FirmwareUpdate(Host& host, const PciController& controller)
+    : m_host(host), m_controller(host, controller) {}
 
-int CFirmwareUpdate::run(const std::string& payloadPath) {
+int FirmwareUpdate::run(const std::string& payloadPath) {
   int result = readPayload(payloadPath);
   if (result == 0) result = takeDrive();
   if (result == 0) result = identify();
@@ -71,26 +73,26 @@ int CFirmwareUpdate::run(const std::string& payloadPath) {
   if (result == 0) result = download();
   if (result == 0) result = settle();
   if (result == 0) result = commit();
-  if (result == 0 || result == nvme::kResetOwed) checkOutcome(result);
+  if (result == 0 || result == status::kResetOwed) checkOutcome(result);
   return result;
 }
 
-int CFirmwareUpdate::readPayload(const std::string& path) {
-  int result = m_kernel.readFile(path, kLongestPayload, m_payload);
+int FirmwareUpdate::readPayload(const std::string& path) {
+  int result = m_host.readFile(path, kLongestPayload, m_payload);
   if (result == 0 && m_payload.empty()) result = -ENODATA;
   if (result == 0 && m_payload.size() % 4 != 0) result = -EINVAL;
-  if (result != 0) m_controller.report(LOG_ERR, "payload " + path + " refused: " + nvme::describe(result));
+  if (result != 0) m_controller.report(LOG_ERR, "payload " + path + " refused: " + status::describe(result));
   return result;
 }
 
-int CFirmwareUpdate::takeDrive() {
+int FirmwareUpdate::takeDrive() {
   int result = m_controller.open();
   if (result == 0) result = m_controller.lock();
   if (result == 0) result = m_controller.confirm();
   return result;
 }
 
-int CFirmwareUpdate::identify() {
+int FirmwareUpdate::identify() {
   const int result = m_controller.identify(m_identity);
   if (result != 0) return result;
   if (!m_identity.takesFirmware) {
@@ -101,25 +103,25 @@ int CFirmwareUpdate::identify() {
   return 0;
 }
 
-int CFirmwareUpdate::awaitIdle(std::chrono::milliseconds bound) {
-  const auto end = m_kernel.now() + bound;
+int FirmwareUpdate::awaitIdle(std::chrono::milliseconds bound) {
+  const auto end = m_host.now() + bound;
   for (;;) {
     const int result = m_controller.readSlots(m_slots);
     if (result != 0) return result;
     if (!m_slots.updateInProgress) return 0;
-    if (m_kernel.now() >= end) return -EALREADY;
-    m_kernel.sleep(kPause);
+    if (m_host.now() >= end) return -EALREADY;
+    m_host.sleep(kPause);
   }
 }
 
-int CFirmwareUpdate::requireIdle() {
+int FirmwareUpdate::requireIdle() {
   const int result = awaitIdle(waitFor(m_identity, kIdleBound));
   if (result == -EALREADY)
     m_controller.report(LOG_ERR, "it goes on saying that an update is in progress; this one is refused");
   return result;
 }
 
-int CFirmwareUpdate::prepareSlot() {
+int FirmwareUpdate::prepareSlot() {
   const auto slot = chooseSlot(m_identity, m_slots);
   if (!slot) {
     m_controller.report(LOG_ERR, "none of its firmware slots can be written");
@@ -129,7 +131,7 @@ int CFirmwareUpdate::prepareSlot() {
   return 0;
 }
 
-int CFirmwareUpdate::download() {
+int FirmwareUpdate::download() {
   const std::span<const std::uint8_t> image(m_payload);
   std::size_t size = pieceSize(m_identity);
   for (std::size_t offset = 0; offset < image.size();) {
@@ -155,7 +157,7 @@ int CFirmwareUpdate::download() {
 
 /// The drive was idle before the download and nobody else may flash it: a drive that goes on saying that an
 /// update is in progress means this one, and the commit goes out.
-int CFirmwareUpdate::settle() {
+int FirmwareUpdate::settle() {
   const int result = awaitIdle(kSettleBound);
   if (result != -EALREADY) return result;
   m_controller.report(LOG_WARNING,
@@ -163,13 +165,13 @@ int CFirmwareUpdate::settle() {
   return 0;
 }
 
-int CFirmwareUpdate::commit() {
+int FirmwareUpdate::commit() {
   return m_controller.commit(m_slot);
 }
 
-void CFirmwareUpdate::checkOutcome(int committed) noexcept {
+void FirmwareUpdate::checkOutcome(int committed) noexcept {
   try {
-    if (committed == nvme::kResetOwed)
+    if (committed == status::kResetOwed)
       m_controller.report(LOG_NOTICE, "committed; it needs a reset to run the firmware");
     reportOutcome();
   } catch (const std::exception&) {
@@ -179,19 +181,19 @@ void CFirmwareUpdate::checkOutcome(int committed) noexcept {
 
 /// The drive's answer to the commit stands; this tells the administrator what has become of it. A drive may
 /// need a while before it answers again.
-void CFirmwareUpdate::reportOutcome() {
-  const SFirmwareSlots slotsBefore = m_slots;
+void FirmwareUpdate::reportOutcome() {
+  const FirmwareSlots slotsBefore = m_slots;
   const std::string before = printable(m_identity.revision);
-  const auto end = m_kernel.now() + waitFor(m_identity, kSettleBound);
+  const auto end = m_host.now() + waitFor(m_identity, kSettleBound);
   int result = 0;
   for (;;) {
     result = m_controller.readSlots(m_slots, LOG_INFO);
     if (result == 0) result = m_controller.identify(m_identity, LOG_INFO);
-    if (result == 0 || isGone(result) || m_kernel.now() >= end) break;
-    m_kernel.sleep(kPause);
+    if (result == 0 || isGone(result) || m_host.now() >= end) break;
+    m_host.sleep(kPause);
   }
   if (result != 0) {
-    m_controller.report(LOG_WARNING, "committed, but it does not answer since: " + nvme::describe(result));
+    m_controller.report(LOG_WARNING, "committed, but it does not answer since: " + status::describe(result));
     return;
   }
   const std::string now = printable(m_identity.revision);
@@ -206,3 +208,5 @@ void CFirmwareUpdate::reportOutcome() {
     m_controller.report(LOG_WARNING, "committed to " + slot + ", but its log does not say so; " + revisions);
   }
 }
+
+}  // namespace nvme_linux

@@ -12,6 +12,8 @@
 #include "PlatformLayer.h"
 #include "SoftwareComponentInfo.h"
 
+namespace nvme_linux {
+
 namespace {
 
 /// The reader turns a libxml2 setting off for the whole process; the process shall not notice.
@@ -36,9 +38,9 @@ std::optional<std::uint16_t> parseId(std::string_view text) {
 
 /// The ids of the PCIInfo elements among `entries`. They are taken as they stand: the reader's own list of
 /// devices fills them up with zeros, and an empty id must not become a number.
-std::set<SPciIds> readIds(const libxml::Owned<xmlXPathObject>& entries) {
+std::set<PciIds> readIds(const libxml::Owned<xmlXPathObject>& entries) {
   constexpr std::array kNames{"vendorID", "deviceID", "subVendorID", "subDeviceID"};
-  std::set<SPciIds> found;
+  std::set<PciIds> found;
   std::array<std::optional<std::uint16_t>, kNames.size()> ids;
   for (const xmlNode* entry : libxml::nodes(entries)) {
     if (!libxml::isNamed(entry, "PCIInfo")) continue;
@@ -53,11 +55,11 @@ std::set<SPciIds> readIds(const libxml::Owned<xmlXPathObject>& entries) {
 
 }  // namespace
 
-std::set<SPciIds> supportedDrives(IKernel& kernel) {
+std::set<PciIds> supportedDrives(Host& host) {
   constexpr const char* kPackage = "package.xml";
   const CParserSettingKept settingKept;
   CSoftwareComponentInfo reader;
-  std::set<SPciIds> supported;
+  std::set<PciIds> supported;
   const char* problem = " cannot be parsed";
   const libxml::Owned<xmlXPathObject> root(reader.ParseXmlUsingXpath("/*"));
   if (root != nullptr) {
@@ -69,8 +71,10 @@ std::set<SPciIds> supportedDrives(IKernel& kernel) {
     problem = " is missing from the working directory";
   }
   if (supported.empty()) {
-    kernel.report(LOG_WARNING, std::string("NVMe drive library: ") + kPackage + problem +
-                                   ", so that no drive is supported");
+    host.report(LOG_WARNING,
+                std::string("NVMe drive library: ") + kPackage + problem + ", so that no drive is supported");
   }
   return supported;
 }
+
+}  // namespace nvme_linux

@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ScriptedKernel.h"
+#include "ScriptedHost.h"
+
+namespace nvme_linux {
 
 namespace {
 
@@ -44,8 +46,8 @@ class DriveLibraryTest : public ::testing::Test {
   }
 
   WorkingFolder m_folder;
-  ScriptedKernel m_kernel;
-  CDriveLibrary m_library{m_kernel};
+  ScriptedHost m_host;
+  DriveLibrary m_library{m_host};
 };
 
 TEST_F(DriveLibraryTest, NoDrivesIsASuccess) {
@@ -53,8 +55,8 @@ TEST_F(DriveLibraryTest, NoDrivesIsASuccess) {
 }
 
 TEST_F(DriveLibraryTest, ADriveIsDescribedBySysfsAndByItself) {
-  m_kernel.addController("nvme3", "0000:81:1f.7");
-  m_kernel.drive("nvme3").opens().identifies();
+  m_host.addController("nvme3", "0000:81:1f.7");
+  m_host.drive("nvme3").opens().identifies();
   const auto drives = discover();
   ASSERT_EQ(drives.size(), 1U);
   NVMeDriveRecord expected{.subVendorID = 0x1028,
@@ -67,49 +69,49 @@ TEST_F(DriveLibraryTest, ADriveIsDescribedBySysfsAndByItself) {
                            .unread = {},
                            .modelNumber = {},
                            .serialNumber = {}};
-  std::memcpy(expected.modelNumber.data(), Identity().model.data(), 40);
-  std::memcpy(expected.serialNumber.data(), Identity().serial.data(), 20);
+  std::memcpy(expected.modelNumber.data(), ScriptedIdentity().model.data(), 40);
+  std::memcpy(expected.serialNumber.data(), ScriptedIdentity().serial.data(), 20);
   EXPECT_EQ(std::memcmp(drives[0], &expected, sizeof expected), 0);
 }
 
 TEST_F(DriveLibraryTest, ListsDrivesByAddressAndTwinsAsTwoDrives) {
-  m_kernel.addController("nvme0", "0000:05:00.0");
-  m_kernel.addController("nvme1", "0000:04:00.0", "8086:0a54:1028:1fd9");
-  m_kernel.addController("nvme2", "0000:03:00.0");
-  for (const char* const name : {"nvme0", "nvme2"}) m_kernel.drive(name).opens().identifies();
-  m_kernel.drive("nvme1").opens().identifies({.serial = "SN-0002             "});
+  m_host.addController("nvme0", "0000:05:00.0");
+  m_host.addController("nvme1", "0000:04:00.0", "8086:0a54:1028:1fd9");
+  m_host.addController("nvme2", "0000:03:00.0");
+  for (const char* const name : {"nvme0", "nvme2"}) m_host.drive(name).opens().identifies();
+  m_host.drive("nvme1").opens().identifies({.serial = "SN-0002             "});
   EXPECT_THAT(serials(), ElementsAre("SN-0001             ", "SN-0002             ", "SN-0001             "));
 }
 
 TEST_F(DriveLibraryTest, OnlyModelsOfThePackageAreTouched) {
-  m_kernel.addController("nvme0", "0000:04:00.0", "144d:a801:1028:1fda");
-  m_kernel.addController("nvme1", "0000:05:00.0", "144d:a801:1029:1fd9");
-  m_kernel.addController("nvme2", "0000:06:00.0", "144d:a802:1028:1fd9");
-  m_kernel.addController("nvme3", "0000:07:00.0", "144e:a801:1028:1fd9");
+  m_host.addController("nvme0", "0000:04:00.0", "144d:a801:1028:1fda");
+  m_host.addController("nvme1", "0000:05:00.0", "144d:a801:1029:1fd9");
+  m_host.addController("nvme2", "0000:06:00.0", "144d:a802:1028:1fd9");
+  m_host.addController("nvme3", "0000:07:00.0", "144e:a801:1028:1fd9");
   EXPECT_THAT(discover(), IsEmpty());
-  EXPECT_EQ(m_kernel.reports().front(),
+  EXPECT_EQ(m_host.reports().front(),
             "info: NVMe drive 0000:04:00.0 (nvme0) is left out: package.xml does not name its model");
   NVMeDriveInfo info{};
   for (const std::uint8_t bus : std::initializer_list<std::uint8_t>{4, 5, 6, 7}) {
     EXPECT_EQ(m_library.driveInfo({bus, 0, 0}, info), -ENODEV);
-    EXPECT_EQ(m_library.updateFirmware({bus, 0, 0}, m_kernel.payload(image(4))), -ENODEV);
+    EXPECT_EQ(m_library.updateFirmware({bus, 0, 0}, m_host.payload(image(4))), -ENODEV);
   }
 }
 
 TEST_F(DriveLibraryTest, NothingIsSupportedWithoutAPackage) {
   std::filesystem::remove(m_folder / "package.xml");
-  m_kernel.addController("nvme0", "0000:04:00.0");
+  m_host.addController("nvme0", "0000:04:00.0");
   EXPECT_THAT(discover(), IsEmpty());
-  EXPECT_EQ(m_library.updateFirmware({4, 0, 0}, m_kernel.payload(image(4))), -ENODEV);
+  EXPECT_EQ(m_library.updateFirmware({4, 0, 0}, m_host.payload(image(4))), -ENODEV);
 }
 
 TEST_F(DriveLibraryTest, WhatCannotBeAddressedIsReportedAndNotListed) {
-  m_kernel.addController("nvme0", "0001:04:00.0");
-  m_kernel.addController("nvme1", "0000:05:00.0");
-  m_kernel.addController("nvme2", "0000:05:00.0");
+  m_host.addController("nvme0", "0001:04:00.0");
+  m_host.addController("nvme1", "0000:05:00.0");
+  m_host.addController("nvme2", "0000:05:00.0");
   EXPECT_THAT(discover(), IsEmpty());
   EXPECT_THAT(
-      m_kernel.reports(),
+      m_host.reports(),
       ElementsAre(
           "warning: NVMe drive 0001:04:00.0 (nvme0) is left out: it is in a PCI domain other than 0",
           "warning: NVMe drive 0000:05:00.0 (nvme1) is left out: another controller has the same PCI address",
@@ -119,14 +121,14 @@ TEST_F(DriveLibraryTest, WhatCannotBeAddressedIsReportedAndNotListed) {
 }
 
 TEST_F(DriveLibraryTest, ADriveThatDoesNotAnswerIsListedByWhatTheKernelRemembers) {
-  m_kernel.addController("nvme0", "0000:04:00.0");
-  m_kernel.writeAttribute("nvme0", "serial", "SN-SYSFS");
-  m_kernel.writeAttribute("nvme0", "model", std::string(40, 'm') + "cut off");
-  m_kernel.drive("nvme0").opens().identifies({}, -EIO);
-  m_kernel.addController("nvme1", "0000:05:00.0");
-  m_kernel.drive("nvme1").opens(-ENODEV);
-  m_kernel.addController("nvme2", "0000:06:00.0");
-  m_kernel.drive("nvme2").opens().identifies();
+  m_host.addController("nvme0", "0000:04:00.0");
+  m_host.writeAttribute("nvme0", "serial", "SN-SYSFS");
+  m_host.writeAttribute("nvme0", "model", std::string(40, 'm') + "cut off");
+  m_host.drive("nvme0").opens().identifies({}, -EIO);
+  m_host.addController("nvme1", "0000:05:00.0");
+  m_host.drive("nvme1").opens(-ENODEV);
+  m_host.addController("nvme2", "0000:06:00.0");
+  m_host.drive("nvme2").opens().identifies();
   const auto drives = discover();
   ASSERT_EQ(drives.size(), 3U);
   EXPECT_EQ(textOf(drives[0]->serialNumber), "SN-SYSFS            ");
@@ -136,8 +138,8 @@ TEST_F(DriveLibraryTest, ADriveThatDoesNotAnswerIsListedByWhatTheKernelRemembers
 }
 
 TEST_F(DriveLibraryTest, RecordsStayWhateverIsCalledLater) {
-  m_kernel.addController("nvme0", "0000:04:00.0");
-  m_kernel.drive("nvme0").opens().identifies().opens().identifies({.serial = "OTHER               "});
+  m_host.addController("nvme0", "0000:04:00.0");
+  m_host.drive("nvme0").opens().identifies().opens().identifies({.serial = "OTHER               "});
   const auto before = discover();
   const auto after = discover();
   EXPECT_EQ(textOf(before.at(0)->serialNumber), "SN-0001             ");
@@ -145,9 +147,9 @@ TEST_F(DriveLibraryTest, RecordsStayWhateverIsCalledLater) {
 }
 
 TEST_F(DriveLibraryTest, TheRevisionIsTheDrivesOwnNotTheKernels) {
-  m_kernel.addController("nvme0", "0000:04:00.0");
-  m_kernel.writeAttribute("nvme0", "firmware_rev", "STALE");
-  m_kernel.drive("nvme0").opens().identifies({.revision = "NEW_REV "});
+  m_host.addController("nvme0", "0000:04:00.0");
+  m_host.writeAttribute("nvme0", "firmware_rev", "STALE");
+  m_host.drive("nvme0").opens().identifies({.revision = "NEW_REV "});
   NVMeDriveInfo info{};
   EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), 0);
   EXPECT_EQ(textOf(info.firmwareRevision), "NEW_REV ");
@@ -155,26 +157,28 @@ TEST_F(DriveLibraryTest, TheRevisionIsTheDrivesOwnNotTheKernels) {
 }
 
 TEST_F(DriveLibraryTest, ARevisionThatCannotBeReadLeavesTheBufferAlone) {
-  m_kernel.addController("nvme0", "0000:04:00.0");
-  m_kernel.drive("nvme0").opens().identifies({}, 0x4006).opens(-EACCES);
+  m_host.addController("nvme0", "0000:04:00.0");
+  m_host.drive("nvme0").opens().identifies({}, 0x4006).opens(-EACCES);
   NVMeDriveInfo info{};
   info.firmwareRevision.fill('?');
   EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), 0x006);
   EXPECT_EQ(textOf(info.firmwareRevision), "????????");
   EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), -EACCES);
   EXPECT_EQ(m_library.driveInfo({4, 0, 1}, info), -ENODEV);
-  EXPECT_EQ(m_kernel.reports().back(), "err: NVMe drive 0000:04:00.1: no supported drive has this address");
+  EXPECT_EQ(m_host.reports().back(), "err: NVMe drive 0000:04:00.1: no supported drive has this address");
   EXPECT_EQ(textOf(info.firmwareRevision), "????????");
 }
 
 TEST_F(DriveLibraryTest, AnUpdateReachesTheDriveAtItsAddressAlone) {
-  m_kernel.addController("nvme0", "0000:04:00.0");
-  m_kernel.addController("nvme1", "0000:05:00.0");
-  m_kernel.drive("nvme1").opens().locks().identifies().within(std::chrono::minutes(1)).readsSlots();
-  m_kernel.drive("nvme1").downloads(0, image(8)).readsSlots().commits(2, 0x4110);
-  m_kernel.drive("nvme1").readsSlots({.activeInfo = 0x21}).identifies();
-  EXPECT_EQ(m_library.updateFirmware({5, 0, 0}, m_kernel.payload(image(8))), 267);
-  EXPECT_THAT(m_kernel.reports(), ::testing::Each(HasSubstr("0000:05:00.0")));
+  m_host.addController("nvme0", "0000:04:00.0");
+  m_host.addController("nvme1", "0000:05:00.0");
+  m_host.drive("nvme1").opens().locks().identifies().within(std::chrono::minutes(1)).readsSlots();
+  m_host.drive("nvme1").downloads(0, image(8)).readsSlots().commits(2, 0x4110);
+  m_host.drive("nvme1").readsSlots({.activeInfo = 0x21}).identifies();
+  EXPECT_EQ(m_library.updateFirmware({5, 0, 0}, m_host.payload(image(8))), 267);
+  EXPECT_THAT(m_host.reports(), ::testing::Each(HasSubstr("0000:05:00.0")));
 }
 
 }  // namespace
+
+}  // namespace nvme_linux

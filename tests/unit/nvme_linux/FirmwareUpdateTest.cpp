@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "ScriptedKernel.h"
+#include "ScriptedHost.h"
+
+namespace nvme_linux {
 
 namespace {
 
@@ -23,14 +25,14 @@ constexpr std::size_t kPiece = 4096;
 /// One drive at 0000:04:00.0, and updates of it.
 class FirmwareUpdateTest : public ::testing::Test {
  protected:
-  FirmwareUpdateTest() { m_kernel.addController("nvme0", "0000:04:00.0"); }
+  FirmwareUpdateTest() { m_host.addController("nvme0", "0000:04:00.0"); }
 
-  int update(const Bytes& payload) { return updateFrom(m_kernel.payload(payload)); }
+  int update(const Bytes& payload) { return updateFrom(m_host.payload(payload)); }
 
-  int updateFrom(const std::string& path) { return CFirmwareUpdate(m_kernel, m_controller).run(path); }
+  int updateFrom(const std::string& path) { return FirmwareUpdate(m_host, m_controller).run(path); }
 
   /// The drive up to the last step before the download.
-  DriveScript& ready(const Identity& identity = {}, const SlotLog& log = {}) {
+  DriveScript& ready(const ScriptedIdentity& identity = {}, const SlotLog& log = {}) {
     return m_drive.opens().locks().identifies(identity).within(kMinute).readsSlots(log);
   }
 
@@ -42,27 +44,27 @@ class FirmwareUpdateTest : public ::testing::Test {
   /// What is read once the image is committed to slot 2.
   static DriveScript& confirms(DriveScript& drive) { return drive.readsSlots(kStaged).identifies(); }
 
-  const std::string& lastReport() const { return m_kernel.reports().back(); }
+  const std::string& lastReport() const { return m_host.reports().back(); }
 
   inline static const SlotLog kStaged{.activeInfo = 0x21, .revisions = {"OLD_REV ", "NEW_REV "}};
 
-  ScriptedKernel m_kernel;
-  SPciController m_controller{.name = "nvme0",
-                              .addressText = "0000:04:00.0",
-                              .address = SPciAddress{4, 0, 0},
-                              .ids = {0x144D, 0xA801, 0x1028, 0x1FD9},
-                              .leftOutBecause = ""};
-  DriveScript& m_drive = m_kernel.drive("nvme0");
+  ScriptedHost m_host;
+  PciController m_controller{.name = "nvme0",
+                             .addressText = "0000:04:00.0",
+                             .address = PciAddress{4, 0, 0},
+                             .ids = {0x144D, 0xA801, 0x1028, 0x1FD9},
+                             .leftOutBecause = ""};
+  DriveScript& m_drive = m_host.drive("nvme0");
   Bytes m_tiny = image(4);
 };
 
 TEST_F(FirmwareUpdateTest, CommitsASmallImageToTheEmptySlotForTheNextReset) {
   confirms(downloaded().commits(2));
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_THAT(m_kernel.reports(),
+  EXPECT_THAT(m_host.reports(),
               ElementsAre("notice: NVMe drive 0000:04:00.0: committed to slot 2, for the next "
                           "reset; it runs OLD_REV"));
-  EXPECT_EQ(m_kernel.slept(), 0ms);
+  EXPECT_EQ(m_host.slept(), 0ms);
 }
 
 TEST_F(FirmwareUpdateTest, DownloadsWholePiecesAndALastOneOfItsTrueLength) {
@@ -91,7 +93,7 @@ TEST_F(FirmwareUpdateTest, PiecesHaveTheDrivesGranularity) {
 
 TEST(PieceSizeTest, IsTheGranularityWithinTheLimitOfTheDrive) {
   const auto size = [](std::size_t granularity, std::size_t maximumTransfer) {
-    SIdentity identity;
+    Identity identity;
     identity.granularity = granularity;
     identity.maximumTransfer = maximumTransfer;
     return pieceSize(identity);
@@ -141,11 +143,11 @@ TEST_F(FirmwareUpdateTest, PiecesShrinkToWhatTheKernelTransfersAtOnce) {
   }
   confirms(m_drive.downloads(24576, part(payload, 24576, 4)).readsSlots().commits(2));
   EXPECT_EQ(update(payload), 0);
-  EXPECT_EQ(m_kernel.slept(), 0ms);
-  EXPECT_THAT(m_kernel.reports(),
+  EXPECT_EQ(m_host.slept(), 0ms);
+  EXPECT_THAT(m_host.reports(),
               Contains("info: NVMe drive 0000:04:00.0: the kernel refused a piece of 20480 bytes; pieces "
                        "have 8192 bytes from here on"));
-  EXPECT_THAT(m_kernel.reports(), Not(Contains(HasSubstr("err:"))));
+  EXPECT_THAT(m_host.reports(), Not(Contains(HasSubstr("err:"))));
 }
 
 TEST_F(FirmwareUpdateTest, AShortPieceShrinksByItsOwnLength) {
@@ -178,7 +180,7 @@ TEST_F(FirmwareUpdateTest, RefusesABadPayloadBeforeItTouchesTheDrive) {
             "err: NVMe drive 0000:04:00.0: payload missing.bin refused: No such file or directory "
             "(errno 2)");
   EXPECT_EQ(updateFrom(std::filesystem::temp_directory_path()), -EINVAL);
-  const std::string endless = m_kernel.payload(m_tiny);
+  const std::string endless = m_host.payload(m_tiny);
   std::filesystem::resize_file(endless, (128U << 20) + 4);
   EXPECT_EQ(updateFrom(endless), -EFBIG);
   std::filesystem::resize_file(endless, 128U << 20);
@@ -207,9 +209,9 @@ TEST_F(FirmwareUpdateTest, ADriveThatGotTheNameOfTheOneThatWasFoundIsNotTouched)
   for (const auto& [address, ids] :
        {std::pair{"0000:05:00.0", "144d:a801:1028:1fd9"}, std::pair{"0000:04:00.0", "144d:a802:1028:1fd9"},
         std::pair{"0000:04:00.0", "144d:a801:1028:1fda"}, std::pair{"", ""}}) {
-    m_kernel.addController("nvme0", "0000:04:00.0");
+    m_host.addController("nvme0", "0000:04:00.0");
     m_drive.opens().locks().whenLocked(
-        [this, where = address, what = ids] { m_kernel.addController("nvme0", where, what); });
+        [this, where = address, what = ids] { m_host.addController("nvme0", where, what); });
     EXPECT_EQ(update(m_tiny), -ENODEV) << address << ids;
     EXPECT_EQ(lastReport(),
               "err: NVMe drive 0000:04:00.0: nvme0 is another drive by now; the update is refused");
@@ -217,12 +219,12 @@ TEST_F(FirmwareUpdateTest, ADriveThatGotTheNameOfTheOneThatWasFoundIsNotTouched)
 }
 
 TEST_F(FirmwareUpdateTest, ANodeOfAnotherDriveIsNotTouched) {
-  m_kernel.writeAttribute("nvme0", "dev", "240:1");
+  m_host.writeAttribute("nvme0", "dev", "240:1");
   m_drive.opens().locks();
   EXPECT_EQ(update(m_tiny), -ENODEV);
   EXPECT_EQ(lastReport(),
             "err: NVMe drive 0000:04:00.0: nvme0 is the node of another drive; the update is refused");
-  m_kernel.writeAttribute("nvme0", "dev", "240:0");
+  m_host.writeAttribute("nvme0", "dev", "240:0");
   confirms(downloaded().commits(2));
   EXPECT_EQ(update(m_tiny), 0);
 }
@@ -241,14 +243,14 @@ TEST_F(FirmwareUpdateTest, WaitsForAnUpdateThatIsInProgress) {
       .readsSlots();
   confirms(m_drive.commits(2));
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_EQ(m_kernel.slept(), 1s);
+  EXPECT_EQ(m_host.slept(), 1s);
 }
 
 TEST_F(FirmwareUpdateTest, DoesNotWaitForeverForAnUpdateThatIsInProgress) {
   ready({}, {.activeInfo = 0x09});
   for (int i = 0; i < 60; ++i) m_drive.readsSlots({.activeInfo = 0x09});
   EXPECT_EQ(update(m_tiny), -EALREADY);
-  EXPECT_EQ(m_kernel.slept(), 30s);
+  EXPECT_EQ(m_host.slept(), 30s);
   EXPECT_EQ(
       lastReport(),
       "err: NVMe drive 0000:04:00.0: it goes on saying that an update is in progress; this one is refused");
@@ -258,14 +260,14 @@ TEST_F(FirmwareUpdateTest, WaitsAsLongAsTheDriveMayTakeToActivate) {
   m_drive.opens().locks().identifies({.activation = 900}).within(90s);
   for (int i = 0; i <= 180; ++i) m_drive.readsSlots({.activeInfo = 0x09});
   EXPECT_EQ(update(m_tiny), -EALREADY);
-  EXPECT_EQ(m_kernel.slept(), 90s);
+  EXPECT_EQ(m_host.slept(), 90s);
 }
 
 TEST_F(FirmwareUpdateTest, NeverWaitsLongerThanFiveMinutes) {
   m_drive.opens().locks().identifies({.activation = 0xFFFF}).within(6553500ms);
   for (int i = 0; i <= 600; ++i) m_drive.readsSlots({.activeInfo = 0x09});
   EXPECT_EQ(update(m_tiny), -EALREADY);
-  EXPECT_EQ(m_kernel.slept(), 300s);
+  EXPECT_EQ(m_host.slept(), 300s);
 }
 
 TEST_F(FirmwareUpdateTest, ADriveThatCountsItsOwnDownloadAsAnUpdateGetsItsCommit) {
@@ -273,8 +275,8 @@ TEST_F(FirmwareUpdateTest, ADriveThatCountsItsOwnDownloadAsAnUpdateGetsItsCommit
   for (int i = 0; i <= 20; ++i) m_drive.readsSlots({.activeInfo = 0x09});
   confirms(m_drive.commits(2));
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_EQ(m_kernel.slept(), 10s);
-  EXPECT_EQ(m_kernel.reports().front(),
+  EXPECT_EQ(m_host.slept(), 10s);
+  EXPECT_EQ(m_host.reports().front(),
             "warning: NVMe drive 0000:04:00.0: it goes on saying that an update is in progress; the image is "
             "committed all the same");
 }
@@ -282,14 +284,14 @@ TEST_F(FirmwareUpdateTest, ADriveThatCountsItsOwnDownloadAsAnUpdateGetsItsCommit
 TEST_F(FirmwareUpdateTest, FirmwareCommandsMayTakeAsLongAsActivationButNeverLessThanTheKernelAllows) {
   struct {
     std::uint16_t activation;
-    const char* kernel;
+    const char* host;
     std::chrono::milliseconds timeout;
   } const cases[] = {{0, "60", 60s},       {599, "60", 60s},
                      {601, "60", 60100ms}, {0xFFFF, "60", 6553500ms},
                      {601, "90", 90s},     {0, "4294968", 4294967295ms}};
-  for (const auto& [activation, kernel, timeout] : cases) {
+  for (const auto& [activation, host, timeout] : cases) {
     SCOPED_TRACE(timeout.count());
-    m_kernel.setAdminTimeout(kernel);
+    m_host.setAdminTimeout(host);
     m_drive.opens().locks().identifies({.activation = activation}).within(timeout).readsSlots();
     confirms(m_drive.downloads(0, m_tiny).readsSlots().commits(2)).within(0ms);
     EXPECT_EQ(update(m_tiny), 0);
@@ -330,10 +332,10 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
       {"a running slot that the drive does not have", 2, true, 5, {full, full}, 2},
   };
   for (const auto& c : cases) {
-    SIdentity identity;
+    Identity identity;
     identity.slots = c.slots;
     identity.firstSlotReadOnly = c.firstReadOnly;
-    SFirmwareSlots slots;
+    FirmwareSlots slots;
     slots.running = c.running;
     for (std::size_t i = 0; i < c.revisions.size(); ++i) {
       std::copy_n(c.revisions[i].begin(), 8, slots.revisions.at(i).begin());
@@ -401,7 +403,7 @@ TEST_P(CommitStatusTest, ForbiddenToRetryIsSentOnce) {
     m_drive.within(0ms);
     EXPECT_EQ(update(m_tiny), GetParam().result);
   }
-  EXPECT_EQ(m_kernel.slept(), 0ms);
+  EXPECT_EQ(m_host.slept(), 0ms);
 }
 
 TEST_P(CommitStatusTest, NotForbiddenToRetryIsRepeatedThreeTimesUnlessCommitted) {
@@ -416,7 +418,7 @@ TEST_P(CommitStatusTest, NotForbiddenToRetryIsRepeatedThreeTimesUnlessCommitted)
     m_drive.within(0ms);
     EXPECT_EQ(update(m_tiny), GetParam().result);
   }
-  EXPECT_EQ(m_kernel.slept(), isCommitted() ? 0ms : 5 * 3 * 500ms);
+  EXPECT_EQ(m_host.slept(), isCommitted() ? 0ms : 5 * 3 * 500ms);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllRows, CommitStatusTest,
@@ -437,15 +439,15 @@ TEST_F(FirmwareUpdateTest, SuccessIsSuccessWhateverStandsAboveTheStatus) {
 TEST_F(FirmwareUpdateTest, ARepeatedCommitCanSucceed) {
   confirms(downloaded().commits(2, 0x0006).commits(2, 0x2006).commits(2, 0x1806).commits(2));
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_EQ(m_kernel.slept(), 1500ms);
-  EXPECT_EQ(m_kernel.reports().front(),
+  EXPECT_EQ(m_host.slept(), 1500ms);
+  EXPECT_EQ(m_host.reports().front(),
             "warning: NVMe drive 0000:04:00.0: Firmware Commit: Internal Error (0x006); it is repeated");
 }
 
 TEST_F(FirmwareUpdateTest, ARefusedImageIsReportedByName) {
   downloaded().commits(2, 0x4107);
   EXPECT_EQ(update(m_tiny), 0x107);
-  EXPECT_THAT(m_kernel.reports(),
+  EXPECT_THAT(m_host.reports(),
               ElementsAre("err: NVMe drive 0000:04:00.0: Firmware Commit: Invalid Firmware Image "
                           "(0x107, do not retry)"));
 }
@@ -453,7 +455,7 @@ TEST_F(FirmwareUpdateTest, ARefusedImageIsReportedByName) {
 TEST_F(FirmwareUpdateTest, AnOwedResetIsReported) {
   confirms(downloaded().commits(2, 0x410B));
   EXPECT_EQ(update(m_tiny), 267);
-  EXPECT_EQ(m_kernel.reports().front(),
+  EXPECT_EQ(m_host.reports().front(),
             "notice: NVMe drive 0000:04:00.0: committed; it needs a reset to run the firmware");
 }
 
@@ -496,12 +498,12 @@ TEST_F(FirmwareUpdateTest, ALostCommitIsNeverRepeated) {
 TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForButNotForLong) {
   for (const char* const state : {"resetting", "connecting", "new", "live"}) {
     SCOPED_TRACE(state);
-    m_kernel.writeAttribute("nvme0", "state", state);
-    const auto before = m_kernel.slept();
+    m_host.writeAttribute("nvme0", "state", state);
+    const auto before = m_host.slept();
     for (int i = 0; i < 10; ++i) m_drive.opens(-EAGAIN);
     confirms(downloaded().commits(2)).within(0ms);
     EXPECT_EQ(update(m_tiny), 0);
-    EXPECT_EQ(m_kernel.slept() - before, 5s);
+    EXPECT_EQ(m_host.slept() - before, 5s);
   }
   for (int i = 0; i <= 10; ++i) m_drive.opens(-EAGAIN);
   EXPECT_EQ(update(m_tiny), -EAGAIN);
@@ -509,11 +511,11 @@ TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForButNotForLong) {
 
 TEST_F(FirmwareUpdateTest, ADriveThatTheKernelHasGivenUpIsNotWaitedFor) {
   for (const char* const state : {"dead", "deleting", "deleting (no IO)"}) {
-    m_kernel.writeAttribute("nvme0", "state", state);
+    m_host.writeAttribute("nvme0", "state", state);
     m_drive.opens(-EAGAIN);
     EXPECT_EQ(update(m_tiny), -EAGAIN) << state;
   }
-  EXPECT_EQ(m_kernel.slept(), 0ms);
+  EXPECT_EQ(m_host.slept(), 0ms);
   EXPECT_EQ(lastReport(),
             "err: NVMe drive 0000:04:00.0: nvme0 cannot be opened: Resource temporarily unavailable (errno "
             "11); its state is deleting (no IO)");
@@ -555,8 +557,8 @@ TEST_F(FirmwareUpdateTest, ADriveThatIsBusyAfterTheCommitIsAskedAgain) {
       .identifies({}, -EINTR);
   confirms(m_drive);
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_EQ(m_kernel.slept(), 1500ms);
-  EXPECT_THAT(m_kernel.reports(), Not(Contains(HasSubstr("err:"))));
+  EXPECT_EQ(m_host.slept(), 1500ms);
+  EXPECT_THAT(m_host.reports(), Not(Contains(HasSubstr("err:"))));
   EXPECT_THAT(lastReport(), HasSubstr("committed to slot 2, for the next reset"));
 }
 
@@ -564,7 +566,7 @@ TEST_F(FirmwareUpdateTest, ADriveThatStaysBusyAfterTheCommitIsCommittedAllTheSam
   downloaded().commits(2, 0x410B);
   for (int i = 0; i <= 20; ++i) m_drive.readsSlots({}, -EAGAIN);
   EXPECT_EQ(update(m_tiny), 267);
-  EXPECT_EQ(m_kernel.slept(), 10s);
+  EXPECT_EQ(m_host.slept(), 10s);
   EXPECT_EQ(lastReport(),
             "warning: NVMe drive 0000:04:00.0: committed, but it does not answer since: Resource "
             "temporarily unavailable (errno 11)");
@@ -575,7 +577,7 @@ TEST_F(FirmwareUpdateTest, ADriveMayStayBusyAfterTheCommitForAsLongAsActivationT
   for (int i = 0; i < 40; ++i) m_drive.readsSlots({}, -EAGAIN);
   confirms(m_drive);
   EXPECT_EQ(update(m_tiny), 0);
-  EXPECT_EQ(m_kernel.slept(), 20s);
+  EXPECT_EQ(m_host.slept(), 20s);
   EXPECT_THAT(lastReport(), HasSubstr("committed to slot 2"));
 }
 
@@ -584,7 +586,7 @@ TEST_F(FirmwareUpdateTest, ADriveThatIsGoneAfterTheCommitIsNotWaitedFor) {
     downloaded().commits(2).readsSlots({}, gone).within(0ms);
     EXPECT_EQ(update(m_tiny), 0);
   }
-  EXPECT_EQ(m_kernel.slept(), 0ms);
+  EXPECT_EQ(m_host.slept(), 0ms);
 }
 
 TEST_F(FirmwareUpdateTest, ADriveThatRunsTheFirmwareAtOnceIsReportedWithBothRevisions) {
@@ -604,7 +606,7 @@ TEST_F(FirmwareUpdateTest, ASlotLogThatKnowsNothingOfTheCommitIsReported) {
 }
 
 TEST_F(FirmwareUpdateTest, ARunningSlotThatWasCommittedToHasToShowIt) {
-  const Identity oneSlot{.firmwareUpdates = 1 << 1};
+  const ScriptedIdentity oneSlot{.firmwareUpdates = 1 << 1};
   struct {
     SlotLog after;
     const char* report;
@@ -636,7 +638,7 @@ TEST_F(FirmwareUpdateTest, ACommitStandsWhenMemoryRunsOutBehindIt) {
     downloaded().commits(2, status);
     if (status == 0) confirms(m_drive);
     m_drive.within(0ms);
-    m_kernel.forgetReports();
+    m_host.forgetReports();
     EXPECT_EQ(update(m_tiny), status == 0 ? 0 : 267);
   }
 }
@@ -649,3 +651,5 @@ TEST(PrintableTest, CutsThePaddingAndHidesWhatIsNoText) {
 }
 
 }  // namespace
+
+}  // namespace nvme_linux

@@ -16,6 +16,8 @@
 #include "NVMeRecords.h"
 #include "TestSupport.h"
 
+namespace nvme_linux {
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -114,3 +116,5 @@ TEST_F(SharedObjectTest, LeavesTheDebugLogOfTheProcessAloneEvenWithTheMarkerFile
 }
 
 }  // namespace
+
+}  // namespace nvme_linux

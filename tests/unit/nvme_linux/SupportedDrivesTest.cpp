@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 
-#include "ScriptedKernel.h"
+#include "ScriptedHost.h"
 #include "TestSupport.h"
+
+namespace nvme_linux {
 
 namespace {
 
@@ -20,31 +22,31 @@ class SupportedDrivesTest : public ::testing::Test {
   }
 
   WorkingFolder m_folder;
-  ScriptedKernel m_kernel;
+  ScriptedHost m_host;
 };
 
 TEST_F(SupportedDrivesTest, NoneWithoutAPackage) {
-  EXPECT_THAT(supportedDrives(m_kernel), IsEmpty());
+  EXPECT_THAT(supportedDrives(m_host), IsEmpty());
   EXPECT_THAT(
-      m_kernel.reports(),
+      m_host.reports(),
       ElementsAre(
           "warning: NVMe drive library: package.xml is missing from the working directory, so that no drive is supported"));
 }
 
 TEST_F(SupportedDrivesTest, NoneFromAPackageThatDoesNotParse) {
   writeFile(m_folder / "package.xml", "<SoftwareComponent>");
-  EXPECT_THAT(supportedDrives(m_kernel), IsEmpty());
+  EXPECT_THAT(supportedDrives(m_host), IsEmpty());
   EXPECT_THAT(
-      m_kernel.reports(),
+      m_host.reports(),
       ElementsAre(
           "warning: NVMe drive library: package.xml cannot be parsed, so that no drive is supported"));
 }
 
 TEST_F(SupportedDrivesTest, NoneFromAPackageThatNamesNone) {
   package("");
-  EXPECT_THAT(supportedDrives(m_kernel), IsEmpty());
+  EXPECT_THAT(supportedDrives(m_host), IsEmpty());
   EXPECT_THAT(
-      m_kernel.reports(),
+      m_host.reports(),
       ElementsAre("warning: NVMe drive library: package.xml names no drive, so that no drive is supported"));
 }
 
@@ -54,18 +56,18 @@ TEST_F(SupportedDrivesTest, EveryPciInfoOfEveryDeviceIsANumber) {
       <PCIInfo vendorID="144d" deviceID="0A55" subVendorID="00001" subDeviceID="ffff"/>
       <Display>A</Display></Device>
     <Device componentID="2"><PCIInfo vendorID="0x8086" deviceID="0X5845" subVendorID="0x4" subDeviceID="0x01100"/></Device>)");
-  EXPECT_THAT(supportedDrives(m_kernel),
-              ElementsAre(SPciIds{0x144D, 0x0A54, 0x0001, 0x0000}, SPciIds{0x144D, 0x0A55, 0x0001, 0xFFFF},
-                          SPciIds{0x8086, 0x5845, 0x0004, 0x1100}));
-  EXPECT_THAT(m_kernel.reports(), IsEmpty());
+  EXPECT_THAT(supportedDrives(m_host),
+              ElementsAre(PciIds{0x144D, 0x0A54, 0x0001, 0x0000}, PciIds{0x144D, 0x0A55, 0x0001, 0xFFFF},
+                          PciIds{0x8086, 0x5845, 0x0004, 0x1100}));
+  EXPECT_THAT(m_host.reports(), IsEmpty());
 }
 
 TEST_F(SupportedDrivesTest, AnEntryKeepsWhatItDoesNotSupplyFromTheOneBefore) {
   package(
       R"(<Device componentID="1"><PCIInfo vendorID="144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9"/>
       <pciinfo deviceID="a802"/></Device>)");
-  EXPECT_THAT(supportedDrives(m_kernel),
-              ElementsAre(SPciIds{0x144D, 0xA801, 0x1028, 0x1FD9}, SPciIds{0x144D, 0xA802, 0x1028, 0x1FD9}));
+  EXPECT_THAT(supportedDrives(m_host),
+              ElementsAre(PciIds{0x144D, 0xA801, 0x1028, 0x1FD9}, PciIds{0x144D, 0xA802, 0x1028, 0x1FD9}));
 }
 
 TEST_F(SupportedDrivesTest, AnEntryThatIsNotFourNumbersNamesNoDrive) {
@@ -85,15 +87,17 @@ TEST_F(SupportedDrivesTest, AnEntryThatIsNotFourNumbersNamesNoDrive) {
         R"(vendorID=" 144d" deviceID="a801" subVendorID="1028" subDeviceID="1fd9")",
         R"(vendorID="144d" deviceID="a801" subVendorID="1028" subDeviceID="-1")"}) {
     package("<Device componentID=\"1\"><PCIInfo " + ids + "/></Device>");
-    EXPECT_THAT(supportedDrives(m_kernel), IsEmpty()) << ids;
+    EXPECT_THAT(supportedDrives(m_host), IsEmpty()) << ids;
   }
 }
 
 TEST_F(SupportedDrivesTest, LeavesTheParserOfTheProcessAsItWas) {
   package(R"(<Device componentID="1"/>)");
   const int before = xmlKeepBlanksDefault(1);
-  supportedDrives(m_kernel);
+  supportedDrives(m_host);
   EXPECT_EQ(xmlKeepBlanksDefault(before), 1);
 }
 
 }  // namespace
+
+}  // namespace nvme_linux

@@ -1,4 +1,4 @@
-#include "ScriptedKernel.h"
+#include "ScriptedHost.h"
 
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <new>
 #include <tuple>
+
+namespace nvme_linux {
 
 namespace {
 
@@ -34,7 +36,7 @@ std::string text(const nvme_passthru_cmd& c) {
 
 }  // namespace
 
-class ScriptedDevice : public IDevice {
+class ScriptedDevice : public Device {
  public:
   explicit ScriptedDevice(DriveScript& script) : m_script(script) {}
 
@@ -75,7 +77,7 @@ class ScriptedDevice : public IDevice {
   DriveScript& m_script;
 };
 
-Bytes Identity::data() const {
+Bytes ScriptedIdentity::data() const {
   Bytes data(4096);
   put(data, 4, serial);
   put(data, 24, model);
@@ -105,7 +107,7 @@ DriveScript& DriveScript::locks(int result) {
   return add({.name = "lock", .command = {}, .sent = {}, .answer = {}, .result = result});
 }
 
-DriveScript& DriveScript::identifies(const Identity& identity, int result) {
+DriveScript& DriveScript::identifies(const ScriptedIdentity& identity, int result) {
   Step step{.name = "command", .command = {}, .sent = {}, .answer = identity.data(), .result = result};
   step.command.opcode = 0x06;
   step.command.cdw10 = 1;
@@ -151,12 +153,12 @@ DriveScript& DriveScript::add(Step step) {
   return *this;
 }
 
-ScriptedKernel::ScriptedKernel() : ScriptedKernel(std::make_unique<ScratchFolder>()) {}
+ScriptedHost::ScriptedHost() : ScriptedHost(std::make_unique<ScratchFolder>()) {}
 
-ScriptedKernel::ScriptedKernel(std::unique_ptr<ScratchFolder> folder)
-    : CLinuxKernel((*folder / "sys").string(), (*folder / "dev").string()), m_folder(std::move(folder)) {}
+ScriptedHost::ScriptedHost(std::unique_ptr<ScratchFolder> folder)
+    : LinuxHost((*folder / "sys").string(), (*folder / "dev").string()), m_folder(std::move(folder)) {}
 
-ScriptedKernel::~ScriptedKernel() {
+ScriptedHost::~ScriptedHost() {
   for (const auto& [controller, script] : m_scripts) {
     for (const DriveScript::Step& step : script.m_steps) {
       ADD_FAILURE() << controller << " still expects: " << step.name << " " << text(step.command);
@@ -164,8 +166,8 @@ ScriptedKernel::~ScriptedKernel() {
   }
 }
 
-void ScriptedKernel::addController(const std::string& name, const std::string& address, std::string_view ids,
-                                   const std::string& transport) {
+void ScriptedHost::addController(const std::string& name, const std::string& address, std::string_view ids,
+                                 const std::string& transport) {
   writeAttribute(name, "transport", transport);
   writeAttribute(name, "address", address);
   for (const char* const id : {"vendor", "device", "subsystem_vendor", "subsystem_device"}) {
@@ -174,26 +176,26 @@ void ScriptedKernel::addController(const std::string& name, const std::string& a
   }
 }
 
-void ScriptedKernel::writeAttribute(const std::string& controller, const std::string& name,
-                                    const std::string& text) {
+void ScriptedHost::writeAttribute(const std::string& controller, const std::string& name,
+                                  const std::string& text) {
   writeFile(*m_folder / "sys/class/nvme" / controller / name, text + "\n");
 }
 
-void ScriptedKernel::removeAttribute(const std::string& controller, const std::string& name) {
+void ScriptedHost::removeAttribute(const std::string& controller, const std::string& name) {
   ASSERT_TRUE(std::filesystem::remove(*m_folder / "sys/class/nvme" / controller / name));
 }
 
-void ScriptedKernel::setAdminTimeout(const std::string& text) {
+void ScriptedHost::setAdminTimeout(const std::string& text) {
   writeFile(*m_folder / "sys/module/nvme_core/parameters/admin_timeout", text + "\n");
 }
 
-std::string ScriptedKernel::payload(const Bytes& bytes) {
+std::string ScriptedHost::payload(const Bytes& bytes) {
   const auto path = *m_folder / "image.bin";
   writeFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   return path;
 }
 
-int ScriptedKernel::open(const std::string& controller, std::unique_ptr<IDevice>& device) {
+int ScriptedHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
   const auto script = m_scripts.find(controller);
   if (script == m_scripts.end() || script->second.m_steps.empty() ||
       script->second.m_steps.front().name != "open") {
@@ -206,7 +208,7 @@ int ScriptedKernel::open(const std::string& controller, std::unique_ptr<IDevice>
   return result;
 }
 
-void ScriptedKernel::report(int priority, const std::string& line) {
+void ScriptedHost::report(int priority, const std::string& line) {
   if (!m_hasMemory) throw std::bad_alloc();
   static const std::map<int, const char*> kNames{
       {LOG_ERR, "err"}, {LOG_WARNING, "warning"}, {LOG_NOTICE, "notice"}, {LOG_INFO, "info"}};
@@ -223,3 +225,5 @@ Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size) {
   const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
   return {begin, begin + static_cast<std::ptrdiff_t>(size)};
 }
+
+}  // namespace nvme_linux

@@ -12,10 +12,12 @@
 #include <string>
 #include <vector>
 
+namespace nvme_linux {
+
 /// One open NVMe controller. Its end closes it and gives its lock back.
-class IDevice {
+class Device {
  public:
-  virtual ~IDevice() = default;
+  virtual ~Device() = default;
 
   /// Keeps every other run away from the controller until this object goes. 0; -EBUSY when another run has
   /// the lock; any other -errno.
@@ -30,9 +32,9 @@ class IDevice {
   virtual int admin(nvme_passthru_cmd& command) = 0;
 };
 
-class IKernel {
+class Host {
  public:
-  virtual ~IKernel() = default;
+  virtual ~Host() = default;
 
   /// The names of all NVMe controllers ("nvme0"), in no order.
   virtual std::vector<std::string> controllers() = 0;
@@ -45,7 +47,7 @@ class IKernel {
   virtual std::chrono::milliseconds adminTimeout() = 0;
 
   /// Opens a controller. 0, or -errno with `device` as it was.
-  virtual int open(const std::string& controller, std::unique_ptr<IDevice>& device) = 0;
+  virtual int open(const std::string& controller, std::unique_ptr<Device>& device) = 0;
 
   /// Reads a regular file whole. 0; -EINVAL when it is no regular file; -EFBIG when it is longer than `limit`
   /// bytes; -EIO when it changed its length meanwhile; any other -errno. `content` is undefined on failure.
@@ -58,3 +60,5 @@ class IKernel {
   /// One line for the administrator; `priority` is a level of syslog(3).
   virtual void report(int priority, const std::string& line) = 0;
 };
+
+}  // namespace nvme_linux

@@ -1,4 +1,4 @@
-#include "LinuxKernel.h"
+#include "LinuxHost.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -15,6 +15,8 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+
+namespace nvme_linux {
 
 namespace {
 
@@ -34,9 +36,9 @@ class CDescriptor {
   int m_descriptor;
 };
 
-class CLinuxDevice : public IDevice {
+class LinuxDevice : public Device {
  public:
-  explicit CLinuxDevice(CDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
+  explicit LinuxDevice(CDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
 
   int lock() override {
     if (flock(m_descriptor.get(), LOCK_EX | LOCK_NB) == 0) return 0;
@@ -91,39 +93,39 @@ std::optional<std::string> readText(const std::string& path) {
 
 }  // namespace
 
-CLinuxKernel::CLinuxKernel(std::string sysfs, std::string deviceFolder)
-    : m_strSysfs(std::move(sysfs)), m_strDeviceFolder(std::move(deviceFolder)) {}
+LinuxHost::LinuxHost(std::string sysfs, std::string deviceFolder)
+    : m_sysfs(std::move(sysfs)), m_deviceFolder(std::move(deviceFolder)) {}
 
-std::vector<std::string> CLinuxKernel::controllers() {
+std::vector<std::string> LinuxHost::controllers() {
   std::vector<std::string> names;
   std::error_code error;
-  for (std::filesystem::directory_iterator entry(m_strSysfs + "/class/nvme", error), end;
-       !error && entry != end; entry.increment(error)) {
+  for (std::filesystem::directory_iterator entry(m_sysfs + "/class/nvme", error), end; !error && entry != end;
+       entry.increment(error)) {
     std::string name = entry->path().filename();
     if (isControllerName(name)) names.push_back(std::move(name));
   }
   return names;
 }
 
-std::optional<std::string> CLinuxKernel::attribute(const std::string& controller, const std::string& name) {
-  return readText(m_strSysfs + "/class/nvme/" + controller + "/" + name);
+std::optional<std::string> LinuxHost::attribute(const std::string& controller, const std::string& name) {
+  return readText(m_sysfs + "/class/nvme/" + controller + "/" + name);
 }
 
-std::chrono::milliseconds CLinuxKernel::adminTimeout() {
+std::chrono::milliseconds LinuxHost::adminTimeout() {
   unsigned int seconds = 0;
-  const std::string text = readText(m_strSysfs + "/module/nvme_core/parameters/admin_timeout").value_or("");
+  const std::string text = readText(m_sysfs + "/module/nvme_core/parameters/admin_timeout").value_or("");
   std::from_chars(text.data(), text.data() + text.size(), seconds);
   return seconds == 0 ? std::chrono::minutes(1) : std::chrono::milliseconds(std::chrono::seconds(seconds));
 }
 
-int CLinuxKernel::open(const std::string& controller, std::unique_ptr<IDevice>& device) {
-  CDescriptor descriptor(::open((m_strDeviceFolder + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
+int LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
+  CDescriptor descriptor(::open((m_deviceFolder + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
   if (descriptor.get() < 0) return -errno;
-  device = std::make_unique<CLinuxDevice>(std::move(descriptor));
+  device = std::make_unique<LinuxDevice>(std::move(descriptor));
   return 0;
 }
 
-int CLinuxKernel::readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) {
+int LinuxHost::readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) {
   // A FIFO must not keep the run waiting for a writer.
   const CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (descriptor.get() < 0) return -errno;
@@ -142,16 +144,18 @@ int CLinuxKernel::readFile(const std::string& path, std::size_t limit, std::vect
   return 0;
 }
 
-std::chrono::milliseconds CLinuxKernel::now() {
+std::chrono::milliseconds LinuxHost::now() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
       std::chrono::steady_clock::now().time_since_epoch());
 }
 
-void CLinuxKernel::sleep(std::chrono::milliseconds duration) {
+void LinuxHost::sleep(std::chrono::milliseconds duration) {
   std::this_thread::sleep_for(duration);
 }
 
-void CLinuxKernel::report(int priority, const std::string& line) {
+void LinuxHost::report(int priority, const std::string& line) {
   // The log's name stays the process's own: the library has no business with openlog(3).
   syslog(LOG_USER | priority, "%s", line.c_str());
 }
+
+}  // namespace nvme_linux

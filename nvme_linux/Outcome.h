@@ -6,7 +6,9 @@
 
 #include <string>
 
-namespace nvme {
+namespace nvme_linux {
+
+namespace status {
 
 /// The status proper, type and code; what is above them says nothing of the outcome. 0: success.
 int statusOf(int result);
@@ -29,4 +31,6 @@ bool isLost(int result);
 /// For the system log: name and number of a status, or the text of a negative errno.
 std::string describe(int result);
 
-}  // namespace nvme
+}  // namespace status
+
+}  // namespace nvme_linux

@@ -12,13 +12,15 @@
 #include <utility>
 #include <vector>
 
-#include "LinuxKernel.h"
+#include "LinuxHost.h"
 #include "TestSupport.h"
+
+namespace nvme_linux {
 
 using Bytes = std::vector<std::uint8_t>;
 
 /// What a scripted drive says in Identify Controller; the defaults are a drive with three writable slots.
-struct Identity {
+struct ScriptedIdentity {
   std::string serial = "SN-0001             ";
   std::string model = "Model A                                 ";
   std::string revision = "OLD_REV ";
@@ -45,7 +47,7 @@ class DriveScript {
  public:
   DriveScript& opens(int result = 0);
   DriveScript& locks(int result = 0);
-  DriveScript& identifies(const Identity& identity = {}, int result = 0);
+  DriveScript& identifies(const ScriptedIdentity& identity = {}, int result = 0);
   DriveScript& readsSlots(const SlotLog& log = {}, int result = 0);
   DriveScript& downloads(std::size_t offset, const Bytes& piece, int result = 0);
   DriveScript& commits(unsigned int slot, int result = 0);
@@ -58,7 +60,7 @@ class DriveScript {
 
  private:
   friend class ScriptedDevice;
-  friend class ScriptedKernel;
+  friend class ScriptedHost;
 
   struct Step {
     std::string name;
@@ -77,10 +79,10 @@ class DriveScript {
 
 /// A kernel with scripted drives, on a sysfs tree of the test's own. Its clock moves only when it is slept
 /// on.
-class ScriptedKernel : public CLinuxKernel {
+class ScriptedHost : public LinuxHost {
  public:
-  ScriptedKernel();
-  ~ScriptedKernel() override;
+  ScriptedHost();
+  ~ScriptedHost() override;
 
   DriveScript& drive(const std::string& controller) { return m_scripts[controller]; }
 
@@ -100,13 +102,13 @@ class ScriptedKernel : public CLinuxKernel {
   std::chrono::milliseconds slept() const { return m_now; }
   const std::vector<std::string>& reports() const { return m_reports; }
 
-  int open(const std::string& controller, std::unique_ptr<IDevice>& device) override;
+  int open(const std::string& controller, std::unique_ptr<Device>& device) override;
   std::chrono::milliseconds now() override { return m_now; }
   void sleep(std::chrono::milliseconds duration) override { m_now += duration; }
   void report(int priority, const std::string& line) override;
 
  private:
-  explicit ScriptedKernel(std::unique_ptr<ScratchFolder> folder);
+  explicit ScriptedHost(std::unique_ptr<ScratchFolder> folder);
 
   std::unique_ptr<ScratchFolder> m_folder;
   std::map<std::string, DriveScript> m_scripts;
@@ -118,3 +120,5 @@ class ScriptedKernel : public CLinuxKernel {
 /// Bytes that differ from their neighbours and from one page to the next.
 Bytes image(std::size_t size);
 Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size);
+
+}  // namespace nvme_linux

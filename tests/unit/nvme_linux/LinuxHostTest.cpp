@@ -1,4 +1,4 @@
-#include "LinuxKernel.h"
+#include "LinuxHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,50 +9,52 @@
 
 #include "TestSupport.h"
 
+namespace nvme_linux {
+
 namespace {
 
 using namespace std::chrono_literals;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-class LinuxKernelTest : public ::testing::Test {
+class LinuxHostTest : public ::testing::Test {
  protected:
   int read(const std::filesystem::path& path, std::size_t limit = 16) {
     m_content.assign(3, 0xFF);
-    return m_kernel.readFile(path, limit, m_content);
+    return m_host.readFile(path, limit, m_content);
   }
 
   ScratchFolder m_folder;
-  CLinuxKernel m_kernel{(m_folder / "sys").string(), (m_folder / "dev").string()};
+  LinuxHost m_host{(m_folder / "sys").string(), (m_folder / "dev").string()};
   std::vector<std::uint8_t> m_content;
 };
 
-TEST_F(LinuxKernelTest, ListsControllersAndNothingElse) {
-  EXPECT_THAT(m_kernel.controllers(), IsEmpty());
+TEST_F(LinuxHostTest, ListsControllersAndNothingElse) {
+  EXPECT_THAT(m_host.controllers(), IsEmpty());
   for (const char* const name : {"nvme0", "nvme12", "nvme", "nvme1n1", "nvme-fabrics", "xnvme1"}) {
     std::filesystem::create_directories(m_folder / "sys/class/nvme" / name);
   }
-  EXPECT_THAT(m_kernel.controllers(), UnorderedElementsAre("nvme0", "nvme12"));
+  EXPECT_THAT(m_host.controllers(), UnorderedElementsAre("nvme0", "nvme12"));
 }
 
-TEST_F(LinuxKernelTest, AnAttributeComesWithoutItsLineBreak) {
+TEST_F(LinuxHostTest, AnAttributeComesWithoutItsLineBreak) {
   writeFile(m_folder / "sys/class/nvme/nvme0/device/vendor", "0x144d\n");
   writeFile(m_folder / "sys/class/nvme/nvme0/model", "Model A  ");
-  EXPECT_EQ(m_kernel.attribute("nvme0", "device/vendor"), "0x144d");
-  EXPECT_EQ(m_kernel.attribute("nvme0", "model"), "Model A  ");
-  EXPECT_EQ(m_kernel.attribute("nvme0", "serial"), std::nullopt);
-  EXPECT_EQ(m_kernel.attribute("nvme0", "device"), std::nullopt);
+  EXPECT_EQ(m_host.attribute("nvme0", "device/vendor"), "0x144d");
+  EXPECT_EQ(m_host.attribute("nvme0", "model"), "Model A  ");
+  EXPECT_EQ(m_host.attribute("nvme0", "serial"), std::nullopt);
+  EXPECT_EQ(m_host.attribute("nvme0", "device"), std::nullopt);
 }
 
-TEST_F(LinuxKernelTest, AdminTimeoutIsTheDriversAndAMinuteByDefault) {
-  EXPECT_EQ(m_kernel.adminTimeout(), 60s);
+TEST_F(LinuxHostTest, AdminTimeoutIsTheDriversAndAMinuteByDefault) {
+  EXPECT_EQ(m_host.adminTimeout(), 60s);
   for (const auto& [text, timeout] : {std::pair{"90\n", 90s}, std::pair{"0\n", 60s}, std::pair{"?\n", 60s}}) {
     writeFile(m_folder / "sys/module/nvme_core/parameters/admin_timeout", text);
-    EXPECT_EQ(m_kernel.adminTimeout(), timeout) << text;
+    EXPECT_EQ(m_host.adminTimeout(), timeout) << text;
   }
 }
 
-TEST_F(LinuxKernelTest, ReadsAFileWhole) {
+TEST_F(LinuxHostTest, ReadsAFileWhole) {
   writeFile(m_folder / "image", "0123456789abcdef");
   EXPECT_EQ(read(m_folder / "image"), 0);
   EXPECT_EQ(std::string(m_content.begin(), m_content.end()), "0123456789abcdef");
@@ -61,7 +63,7 @@ TEST_F(LinuxKernelTest, ReadsAFileWhole) {
   EXPECT_THAT(m_content, IsEmpty());
 }
 
-TEST_F(LinuxKernelTest, RefusesWhatIsNoRegularFileOfThatLength) {
+TEST_F(LinuxHostTest, RefusesWhatIsNoRegularFileOfThatLength) {
   writeFile(m_folder / "long", "0123456789abcdefg");
   EXPECT_EQ(read(m_folder / "long"), -EFBIG);
   EXPECT_EQ(read(m_folder / "missing"), -ENOENT);
@@ -72,32 +74,34 @@ TEST_F(LinuxKernelTest, RefusesWhatIsNoRegularFileOfThatLength) {
   EXPECT_EQ(read("/proc/self/status", 1 << 20), -EIO) << "longer than it says";
 }
 
-TEST_F(LinuxKernelTest, TheSecondToLockADriveIsTurnedAwayUntilTheFirstIsGone) {
+TEST_F(LinuxHostTest, TheSecondToLockADriveIsTurnedAwayUntilTheFirstIsGone) {
   writeFile(m_folder / "dev/nvme0", "");
-  std::unique_ptr<IDevice> first;
-  std::unique_ptr<IDevice> second;
-  ASSERT_EQ(m_kernel.open("nvme0", first), 0);
-  ASSERT_EQ(m_kernel.open("nvme0", second), 0);
+  std::unique_ptr<Device> first;
+  std::unique_ptr<Device> second;
+  ASSERT_EQ(m_host.open("nvme0", first), 0);
+  ASSERT_EQ(m_host.open("nvme0", second), 0);
   EXPECT_EQ(first->lock(), 0);
   EXPECT_EQ(second->lock(), -EBUSY);
   first.reset();
   EXPECT_EQ(second->lock(), 0);
 }
 
-TEST_F(LinuxKernelTest, FailuresAreNegativeErrorNumbers) {
-  std::unique_ptr<IDevice> device;
-  EXPECT_EQ(m_kernel.open("nvme0", device), -ENOENT);
+TEST_F(LinuxHostTest, FailuresAreNegativeErrorNumbers) {
+  std::unique_ptr<Device> device;
+  EXPECT_EQ(m_host.open("nvme0", device), -ENOENT);
   EXPECT_EQ(device, nullptr);
   writeFile(m_folder / "dev/nvme0", "");
-  ASSERT_EQ(m_kernel.open("nvme0", device), 0);
+  ASSERT_EQ(m_host.open("nvme0", device), 0);
   nvme_passthru_cmd command{};
   EXPECT_EQ(device->admin(command), -ENOTTY);
 }
 
-TEST_F(LinuxKernelTest, TheClockMovesByAtLeastWhatWasSlept) {
-  const auto before = m_kernel.now();
-  m_kernel.sleep(1ms);
-  EXPECT_GE(m_kernel.now() - before, 1ms);
+TEST_F(LinuxHostTest, TheClockMovesByAtLeastWhatWasSlept) {
+  const auto before = m_host.now();
+  m_host.sleep(1ms);
+  EXPECT_GE(m_host.now() - before, 1ms);
 }
 
 }  // namespace
+
+}  // namespace nvme_linux

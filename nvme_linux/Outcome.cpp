@@ -1,10 +1,12 @@
-#include "NvmeStatus.h"
+#include "Outcome.h"
 
 #include <array>
 #include <cstdio>
 #include <system_error>
 
-namespace nvme {
+namespace nvme_linux {
+
+namespace status {
 
 namespace {
 
@@ -92,4 +94,6 @@ std::string describe(int result) {
          ((result & kDoNotRetry) != 0 ? ", do not retry)" : ")");
 }
 
-}  // namespace nvme
+}  // namespace status
+
+}  // namespace nvme_linux
