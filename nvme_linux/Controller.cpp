@@ -1,10 +1,11 @@
 #include "Controller.h"
 
+#include <syslog.h>
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <limits>
-
-#include "Outcome.h"
 
 namespace nvme_linux {
 
@@ -16,56 +17,26 @@ constexpr int kRepeats = 3;
 constexpr auto kBeforeRepeat = 500ms;
 constexpr auto kResetBound = 5s;
 
+// Opcodes
 constexpr std::uint8_t kGetLogPage = 0x02;
 constexpr std::uint8_t kIdentify = 0x06;
 constexpr std::uint8_t kFirmwareCommit = 0x10;
-constexpr std::uint8_t kFirmwareDownload = 0x11;
+constexpr std::uint8_t kFirmwareImageDownload = 0x11;
 
-constexpr std::uint32_t kIdentifyController = 1;
-constexpr std::uint32_t kFirmwareSlotLog = 3;
+constexpr std::uint32_t kIdentifyController = 0x01;  // CNS, CDW10 bits 7:0
+constexpr std::uint32_t kFirmwareSlotLog = 0x03;     // LID, CDW10 bits 7:0
+constexpr unsigned int kNumdlShift = 16;             // NUMDL, CDW10 bits 31:16
+constexpr std::uint32_t kActivateAtReset = 1U << 3;  // CA 001b, CDW10 bits 5:3, beside FS in bits 2:0
 constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
-constexpr std::uint32_t kActivateAtNextReset = 1U << 3;
 
-constexpr std::size_t kDword = 4;
-constexpr std::size_t kPage = 4096;  // the smallest memory page of a controller, as good as always
+/// Lengths in commands are numbers of dwords, less one.
+std::uint32_t dwordsLessOne(std::size_t bytes) {
+  return static_cast<std::uint32_t>(bytes / 4 - 1);
+}
 
-template <std::size_t Size>
-void pointTo(nvme_passthru_cmd& command, std::array<std::uint8_t, Size>& data) {
+void pointTo(nvme_passthru_cmd& command, std::span<const std::uint8_t> data) {
   command.addr = reinterpret_cast<std::uintptr_t>(data.data());
-  command.data_len = static_cast<std::uint32_t>(Size);
-}
-
-template <std::size_t Size>
-void copyText(std::array<char, Size>& text, const std::uint8_t* from) {
-  std::copy_n(from, Size, text.begin());
-}
-
-/// Field offsets and bits are those of the Identify Controller data structure.
-Identity parseIdentity(const std::array<std::uint8_t, 4096>& data) {
-  constexpr unsigned int kLargestShift = 16;  // beyond any transfer
-  constexpr std::uint8_t kNoRestriction = 0xFF;
-  Identity identity;
-  copyText(identity.serial, &data[4]);
-  copyText(identity.model, &data[24]);
-  copyText(identity.revision, &data[64]);
-  const unsigned int transferShift = data[77];
-  if (transferShift != 0 && transferShift < kLargestShift) identity.maximumTransfer = kPage << transferShift;
-  identity.takesFirmware = (data[256] & 0x04) != 0;
-  identity.firstSlotReadOnly = (data[260] & 0x01) != 0;
-  identity.slots = (data[260] >> 1) & 0x07;
-  identity.activation = std::chrono::milliseconds(100 * (data[270] | data[271] << 8));
-  if (data[319] != kNoRestriction) identity.granularity = kPage * data[319];
-  return identity;
-}
-
-FirmwareSlots parseSlots(const std::array<std::uint8_t, 512>& data) {
-  FirmwareSlots slots;
-  slots.running = data[0] & 0x07;
-  slots.updateInProgress = (data[0] & 0x08) != 0;
-  slots.next = (data[0] >> 4) & 0x07;
-  for (std::size_t i = 0; i < slots.revisions.size(); ++i)
-    copyText(slots.revisions.at(i), &data.at(8 + 8 * i));
-  return slots;
+  command.data_len = static_cast<std::uint32_t>(data.size());
 }
 
 /// The kernel's words for a controller that does not come back: "dead", "deleting", "deleting (no IO)".
@@ -74,138 +45,133 @@ bool isGivenUp(const std::string& state) {
 }
 
 bool isFirmwareCommand(const nvme_passthru_cmd& command) {
-  return command.opcode == kFirmwareDownload || command.opcode == kFirmwareCommit;
+  return command.opcode == kFirmwareImageDownload || command.opcode == kFirmwareCommit;
 }
 
-bool isDone(const nvme_passthru_cmd& command, int result) {
-  return result >= 0 && (status::statusOf(result) == 0 ||
-                         (command.opcode == kFirmwareCommit && status::isResetOwed(result)));
+/// A firmware command that may be lost is not repeated: with the reset that may have happened the drive has
+/// forgotten the pieces before it.
+bool isWorthRepeating(const nvme_passthru_cmd& command, const Outcome& outcome) {
+  return outcome.mayBeRepeated() && !(isFirmwareCommand(command) && outcome.isLost());
 }
 
 }  // namespace
 
-bool FirmwareSlots::isEmpty(unsigned int slot) const {
-  const Revision& revision = revisions.at(slot - 1);
-  return std::all_of(revision.begin(), revision.end(), [](char c) { return c == '\0' || c == ' '; });
-}
-
 Controller::Controller(Host& host, const PciController& controller)
     : m_host(host), m_controller(controller) {}
 
-int Controller::open() {
+Outcome Controller::open() {
   const auto end = m_host.now() + kResetBound;
-  int result = m_host.open(m_controller.name, m_device);
-  while (result == -EAGAIN && !isGivenUp(state()) && m_host.now() < end) {
+  Outcome outcome = m_host.open(m_controller.name, m_device);
+  while (outcome.failedWith(EAGAIN) && !isGivenUp(state()) && m_host.now() < end) {
     m_host.sleep(kBeforeRepeat);
-    result = m_host.open(m_controller.name, m_device);
+    outcome = m_host.open(m_controller.name, m_device);
   }
-  if (result != 0) {
-    report(LOG_ERR, m_controller.name + " cannot be opened: " + status::describe(result) +
-                        (result == -EAGAIN ? "; its state is " + state() : ""));
+  if (!outcome.isSuccess()) {
+    const std::string stateNow = outcome.failedWith(EAGAIN) ? "; its state is " + state() : "";
+    report(LOG_ERR, m_controller.name + " cannot be opened: " + outcome.text() + stateNow);
   }
-  return result;
+  return outcome;
 }
 
 std::string Controller::state() {
   return m_host.attribute(m_controller.name, "state").value_or("unknown");
 }
 
-int Controller::lock() {
-  const int result = m_device->lock();
-  if (result == -EBUSY) {
+Outcome Controller::lock() {
+  const Outcome outcome = m_device->lock();
+  if (outcome.failedWith(EBUSY)) {
     report(LOG_ERR, "another run is updating this drive");
-  } else if (result != 0) {
-    report(LOG_ERR, m_controller.name + " cannot be locked: " + status::describe(result));
+  } else if (!outcome.isSuccess()) {
+    report(LOG_ERR, m_controller.name + " cannot be locked: " + outcome.text());
   }
-  return result;
+  return outcome;
 }
 
-int Controller::confirm() {
+Outcome Controller::confirm() {
   const std::string opened = m_device->number();
   const bool isItsNode = m_host.attribute(m_controller.name, "dev").value_or(opened) == opened;
-  if (isItsNode && isStillThere(m_host, m_controller)) return 0;
+  if (isItsNode && isStillThere(m_host, m_controller)) return Outcome::success();
   report(LOG_ERR, m_controller.name +
                       (isItsNode ? " is another drive by now" : " is the node of another drive") +
                       "; the update is refused");
-  return -ENODEV;
+  return Outcome::failed(ENODEV);
 }
 
-void Controller::allowFor(std::chrono::milliseconds activation) {
+void Controller::allowFirmwareCommands(std::chrono::milliseconds activationTime) {
   constexpr std::chrono::milliseconds kLongest{std::numeric_limits<std::uint32_t>::max()};
-  m_timeout =
-      static_cast<std::uint32_t>(std::min(std::max(activation, m_host.adminTimeout()), kLongest).count());
+  const auto timeout = std::min(std::max(activationTime, m_host.adminTimeout()), kLongest);
+  m_firmwareTimeout = static_cast<std::uint32_t>(timeout.count());
 }
 
-int Controller::identify(Identity& identity, int failure) {
-  std::array<std::uint8_t, 4096> data{};
+Outcome Controller::identify(Identity& identity, Failures failures) {
+  constexpr const char* kName = "Identify Controller";
+  std::array<std::uint8_t, Identity::kLength> data{};
   nvme_passthru_cmd command{};
   command.opcode = kIdentify;
   command.cdw10 = kIdentifyController;
   pointTo(command, data);
-  const int result = send("Identify Controller", command, failure);
-  identity = parseIdentity(data);
-  return result;
+  const Outcome outcome = send(kName, command);
+  if (outcome.isSuccess()) identity = parseIdentity(data);
+  return reported(kName, outcome, failures);
 }
 
-int Controller::readSlots(FirmwareSlots& slots, int failure) {
-  std::array<std::uint8_t, 512> data{};
+Outcome Controller::readSlots(FirmwareSlots& slots, Failures failures) {
+  constexpr const char* kName = "Get Log Page, firmware slots";
+  std::array<std::uint8_t, FirmwareSlots::kLength> data{};
   nvme_passthru_cmd command{};
   command.opcode = kGetLogPage;
   command.nsid = kAllNamespaces;
-  command.cdw10 = kFirmwareSlotLog | static_cast<std::uint32_t>(data.size() / kDword - 1) << 16;
+  command.cdw10 = kFirmwareSlotLog | dwordsLessOne(data.size()) << kNumdlShift;
   pointTo(command, data);
-  const int result = send("Get Log Page, firmware slots", command, failure);
-  slots = parseSlots(data);
-  return result;
+  const Outcome outcome = send(kName, command);
+  if (outcome.isSuccess()) slots = parseFirmwareSlots(data);
+  return reported(kName, outcome, failures);
 }
 
-int Controller::download(std::span<const std::uint8_t> piece, std::size_t offset) {
+Outcome Controller::download(std::span<const std::uint8_t> piece, std::size_t offset) {
+  constexpr const char* kName = "Firmware Image Download";
   nvme_passthru_cmd command{};
-  command.opcode = kFirmwareDownload;
-  command.addr = reinterpret_cast<std::uintptr_t>(piece.data());
-  command.data_len = static_cast<std::uint32_t>(piece.size());
-  command.cdw10 = static_cast<std::uint32_t>(piece.size() / kDword - 1);
-  command.cdw11 = static_cast<std::uint32_t>(offset / kDword);
-  return send("Firmware Image Download", command);
+  command.opcode = kFirmwareImageDownload;
+  command.cdw10 = dwordsLessOne(piece.size());             // NUMD
+  command.cdw11 = static_cast<std::uint32_t>(offset / 4);  // OFST
+  pointTo(command, piece);
+  const Outcome outcome = send(kName, command);
+  return reported(kName, outcome, outcome.failedWith(EINVAL) ? Failures::kSilent : Failures::kReported);
 }
 
-int Controller::commit(unsigned int slot) {
+Outcome Controller::commit(unsigned int slot) {
+  constexpr const char* kName = "Firmware Commit";
   nvme_passthru_cmd command{};
   command.opcode = kFirmwareCommit;
-  command.cdw10 = slot | kActivateAtNextReset;
-  return send("Firmware Commit", command);
+  command.cdw10 = slot | kActivateAtReset;
+  return reported(kName, send(kName, command), Failures::kReported);
 }
 
-int Controller::send(const char* what, const nvme_passthru_cmd& command, int failure) {
-  for (int repeat = 0;; ++repeat) {
-    nvme_passthru_cmd sent = command;  // the kernel writes into it
-    sent.timeout_ms = isFirmwareCommand(command) ? m_timeout : 0;
-    const int result = m_device->admin(sent);
-    if (isDone(command, result)) return status::statusOf(result) == 0 ? 0 : status::kResetOwed;
-    const bool isLast = repeat == kRepeats || !status::mayRepeat(result) ||
-                        (isFirmwareCommand(command) && status::isLost(result));
-    if (command.opcode == kFirmwareDownload && result == -EINVAL) return result;
-    report(isLast ? failure : std::max(failure, LOG_WARNING),
-           std::string(what) + ": " + status::describe(result) + (isLast ? "" : "; it is repeated"));
-    if (isLast) {
-      if (result < 0) return result;
-      // Callers take this one status for a commit that succeeded.
-      return status::statusOf(result) == status::kResetOwed ? -EPROTO : status::statusOf(result);
-    }
+Outcome Controller::send(const char* name, const nvme_passthru_cmd& command) {
+  Outcome outcome = sendOnce(command);
+  for (int repeats = 0; repeats < kRepeats && isWorthRepeating(command, outcome); ++repeats) {
+    report(LOG_WARNING, std::string(name) + ": " + outcome.text() + "; it is repeated");
     m_host.sleep(kBeforeRepeat);
+    outcome = sendOnce(command);
   }
+  return outcome;
+}
+
+/// Takes a copy because the kernel writes into the command.
+Outcome Controller::sendOnce(nvme_passthru_cmd command) {
+  if (isFirmwareCommand(command)) command.timeout_ms = m_firmwareTimeout;
+  const Completion completion = m_device->admin(command);
+  return command.opcode == kFirmwareCommit ? Outcome::ofCommit(completion) : Outcome::of(completion);
+}
+
+Outcome Controller::reported(const char* name, Outcome outcome, Failures failures) {
+  if (!outcome.isSuccess() && failures == Failures::kReported)
+    report(LOG_ERR, std::string(name) + ": " + outcome.text());
+  return outcome;
 }
 
 void Controller::report(int priority, const std::string& text) {
   m_host.report(priority, "NVMe drive " + m_controller.addressText + ": " + text);
-}
-
-std::string printable(std::span<const char> field) {
-  std::string text(field.begin(), field.end());
-  text.erase(text.find_last_not_of(std::string(" \0", 2)) + 1);
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
-  return text;
 }
 
 }  // namespace nvme_linux

@@ -20,52 +20,66 @@ std::string_view cutField(std::string_view& text, char separator) {
   return field;
 }
 
-/// Reads "domain:bus:device.function" into `controller`, or says there why it cannot be used.
-void readAddress(PciController& controller) {
-  std::string_view text = controller.addressText;
+/// What sysfs says of a controller, read or not.
+struct Description {
+  std::string name;
+  std::string addressText;
+  std::optional<PciAddress> address;
+  std::optional<PciIds> ids;
+  std::string problem;  ///< why the address or the ids are missing; empty when they are not
+
+  bool isComplete() const { return address && ids; }
+};
+
+/// Reads "domain:bus:device.function".
+void readAddress(Description& description) {
+  std::string_view text = description.addressText;
   const auto domain = parseHexadecimal(cutField(text, ':'), 8);
   const auto bus = parseHexadecimal(cutField(text, ':'), 2);
   const auto device = parseHexadecimal(cutField(text, '.'), 2);
   const auto function = parseHexadecimal(text, 1);
   if (!domain || !bus || !device || !function || *device >= kDevices || *function >= kFunctions) {
-    controller.leftOutBecause = "its PCI address cannot be read";
+    description.problem = "its PCI address cannot be read";
   } else if (*domain != 0) {
-    controller.leftOutBecause = "it is in a PCI domain other than 0";
+    description.problem = "it is in a PCI domain other than 0";
   } else {
-    controller.address = {static_cast<std::uint8_t>(*bus), static_cast<std::uint8_t>(*device),
-                          static_cast<std::uint8_t>(*function)};
+    description.address = {static_cast<std::uint8_t>(*bus), static_cast<std::uint8_t>(*device),
+                           static_cast<std::uint8_t>(*function)};
   }
 }
 
 /// sysfs writes ids as "0x144d".
-bool readId(Host& host, const std::string& controller, const char* name, std::uint16_t& id) {
+std::optional<std::uint16_t> readId(Host& host, const std::string& controller, const char* name) {
   const std::string text = host.attribute(controller, name).value_or("");
-  if (!text.starts_with("0x")) return false;
+  if (!text.starts_with("0x")) return std::nullopt;
   const auto number = parseHexadecimal(std::string_view(text).substr(2), 4);
-  id = static_cast<std::uint16_t>(number.value_or(0));
-  return number.has_value();
+  return number ? std::optional(static_cast<std::uint16_t>(*number)) : std::nullopt;
 }
 
-PciController describeController(Host& host, const std::string& name) {
-  PciController found;
-  found.name = name;
-  found.addressText = host.attribute(name, "address").value_or("");
-  readAddress(found);
-  const bool hasIds = readId(host, name, "device/vendor", found.ids.vendor) &&
-                      readId(host, name, "device/device", found.ids.device) &&
-                      readId(host, name, "device/subsystem_vendor", found.ids.subVendor) &&
-                      readId(host, name, "device/subsystem_device", found.ids.subDevice);
-  if (!hasIds && found.leftOutBecause.empty()) found.leftOutBecause = "its PCI ids cannot be read";
-  return found;
+std::optional<PciIds> readIds(Host& host, const std::string& controller) {
+  const auto vendor = readId(host, controller, "device/vendor");
+  const auto device = readId(host, controller, "device/device");
+  const auto subVendor = readId(host, controller, "device/subsystem_vendor");
+  const auto subDevice = readId(host, controller, "device/subsystem_device");
+  if (!vendor || !device || !subVendor || !subDevice) return std::nullopt;
+  return PciIds{.vendor = *vendor, .device = *device, .subVendor = *subVendor, .subDevice = *subDevice};
 }
 
-void leaveOutAmbiguous(std::vector<PciController>& sorted) {
-  for (std::size_t i = 1; i < sorted.size(); ++i) {
-    PciController& one = sorted[i - 1];
-    PciController& other = sorted[i];
-    if (!one.address || one.address != other.address) continue;
-    one.leftOutBecause = other.leftOutBecause = "another controller has the same PCI address";
-  }
+Description describe(Host& host, const std::string& name) {
+  Description description;
+  description.name = name;
+  description.addressText = host.attribute(name, "address").value_or("");
+  description.ids = readIds(host, name);
+  if (!description.ids) description.problem = "its PCI ids cannot be read";
+  readAddress(description);
+  return description;
+}
+
+/// `sorted` by address.
+bool sharesAddress(const std::vector<Description>& sorted, std::size_t at) {
+  const auto& address = sorted[at].address;
+  return address && ((at > 0 && sorted[at - 1].address == address) ||
+                     (at + 1 < sorted.size() && sorted[at + 1].address == address));
 }
 
 }  // namespace
@@ -77,21 +91,31 @@ std::string textOf(const PciAddress& address) {
   return text.data();
 }
 
-std::vector<PciController> listControllers(Host& host) {
-  std::vector<PciController> found;
+ControllerList listControllers(Host& host) {
+  std::vector<Description> found;
   for (const std::string& name : host.controllers()) {
-    if (host.attribute(name, "transport") == "pcie") found.push_back(describeController(host, name));
+    if (host.attribute(name, "transport") == "pcie") found.push_back(describe(host, name));
   }
-  std::sort(found.begin(), found.end(), [](const PciController& a, const PciController& b) {
+  std::sort(found.begin(), found.end(), [](const Description& a, const Description& b) {
     return std::tie(a.address, a.name) < std::tie(b.address, b.name);
   });
-  leaveOutAmbiguous(found);
-  return found;
+  ControllerList list;
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    const Description& one = found[i];
+    if (sharesAddress(found, i)) {
+      list.leftOut.push_back({one.name, one.addressText, "another controller has the same PCI address"});
+    } else if (!one.isComplete()) {
+      list.leftOut.push_back({one.name, one.addressText, one.problem});
+    } else {
+      list.usable.push_back({one.name, one.addressText, *one.address, *one.ids});
+    }
+  }
+  return list;
 }
 
 bool isStillThere(Host& host, const PciController& controller) {
-  const PciController now = describeController(host, controller.name);
-  return now.leftOutBecause.empty() && now.address == controller.address && now.ids == controller.ids;
+  const Description now = describe(host, controller.name);
+  return now.address == controller.address && now.ids == controller.ids;
 }
 
 std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits) {

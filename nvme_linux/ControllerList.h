@@ -34,18 +34,29 @@ struct PciAddress {
 /// As the kernel writes it: "0000:01:00.0".
 std::string textOf(const PciAddress& address);
 
-/// One PCIe controller that the kernel drives.
+/// One PCIe controller that callers can be given: no other one has its address.
 struct PciController {
-  std::string name;                   ///< the kernel's, for instance "nvme0"
-  std::string addressText;            ///< as sysfs has it, for messages
-  std::optional<PciAddress> address;  ///< none outside domain 0
+  std::string name;         ///< the kernel's, for instance "nvme0"
+  std::string addressText;  ///< as sysfs has it, for messages
+  PciAddress address;
   PciIds ids;
-  std::string leftOutBecause;  ///< why callers cannot be given it; empty: address and ids are set and its own
 };
 
-/// All PCIe controllers that sysfs lists, sorted by address: also those that callers cannot be given, because
-/// sysfs does not describe them, they are outside domain 0 or another one has their address.
-std::vector<PciController> listControllers(Host& host);
+/// One that they cannot be given.
+struct LeftOutController {
+  std::string name;
+  std::string addressText;
+  std::string reason;  ///< for the administrator; never empty
+};
+
+struct ControllerList {
+  std::vector<PciController> usable;  ///< sorted by address
+  std::vector<LeftOutController> leftOut;
+};
+
+/// All PCIe controllers of the host. Those that sysfs does not describe, that are outside PCI domain 0 or
+/// share an address are left out.
+ControllerList listControllers(Host& host);
 
 /// True while the kernel's name still means the controller at this address and with these ids: the kernel
 /// gives the name of a drive that was pulled to the next one.

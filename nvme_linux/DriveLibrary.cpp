@@ -22,35 +22,39 @@ std::array<char, Width> padded(const std::string& text) {
   return field;
 }
 
-int identify(Host& host, const PciController& found, Identity& identity) {
+Outcome identify(Host& host, const PciController& found, Identity& identity) {
   Controller controller(host, found);
-  const int result = controller.open();
-  return result != 0 ? result : controller.identify(identity);
+  const Outcome outcome = controller.open();
+  return outcome.isSuccess() ? controller.identify(identity) : outcome;
 }
 
 }  // namespace
 
 DriveLibrary::DriveLibrary(Host& host) : m_host(host) {}
 
-int DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
+Outcome DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
   const std::set<PciIds> supported = supportedDrives(m_host);
+  const ControllerList controllers = listControllers(m_host);
+  for (const LeftOutController& controller : controllers.leftOut)
+    reportLeftOut(LOG_WARNING, controller.addressText, controller.name, controller.reason);
   DriveList list;
-  for (const PciController& controller : listControllers(m_host)) {
-    const std::string subject =
-        "NVMe drive " + controller.addressText + " (" + controller.name + ") is left out: ";
-    if (!controller.leftOutBecause.empty()) {
-      m_host.report(LOG_WARNING, subject + controller.leftOutBecause);
-    } else if (!supported.contains(controller.ids)) {
-      m_host.report(LOG_INFO, subject + "package.xml does not name its model");
-    } else {
+  for (const PciController& controller : controllers.usable) {
+    if (supported.contains(controller.ids)) {
       list.records.push_back(makeRecord(controller));
+    } else {
+      reportLeftOut(LOG_INFO, controller.addressText, controller.name, "package.xml does not name its model");
     }
   }
   for (NVMeDriveRecord& record : list.records) list.entries.push_back(&record);
   DriveList& kept = m_lists.emplace_back(std::move(list));
   count = static_cast<std::uint32_t>(kept.entries.size());
   drives = kept.entries.data();
-  return 0;
+  return Outcome::success();
+}
+
+void DriveLibrary::reportLeftOut(int priority, const std::string& address, const std::string& name,
+                                 const std::string& reason) {
+  m_host.report(priority, "NVMe drive " + address + " (" + name + ") is left out: " + reason);
 }
 
 NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
@@ -59,10 +63,10 @@ NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
   record.subDeviceID = controller.ids.subDevice;
   record.vendorID = controller.ids.vendor;
   record.deviceID = controller.ids.device;
-  record.bus = controller.address->bus;
-  record.device = controller.address->device;
-  record.function = controller.address->function;
-  if (Identity identity; identify(m_host, controller, identity) == 0) {
+  record.bus = controller.address.bus;
+  record.device = controller.address.device;
+  record.function = controller.address.function;
+  if (Identity identity; identify(m_host, controller, identity).isSuccess()) {
     record.modelNumber = identity.model;
     record.serialNumber = identity.serial;
   } else {
@@ -75,28 +79,25 @@ NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
 std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address) {
   const PciAddress wanted{address.bus, address.device, address.function};
   const std::set<PciIds> supported = supportedDrives(m_host);
-  for (const PciController& controller : listControllers(m_host)) {
-    if (controller.address == wanted && controller.leftOutBecause.empty() &&
-        supported.contains(controller.ids)) {
-      return controller;
-    }
+  for (const PciController& controller : listControllers(m_host).usable) {
+    if (controller.address == wanted && supported.contains(controller.ids)) return controller;
   }
   m_host.report(LOG_ERR, "NVMe drive " + textOf(wanted) + ": no supported drive has this address");
   return std::nullopt;
 }
 
-int DriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info) {
+Outcome DriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info) {
   const auto controller = find(address);
-  if (!controller) return -ENODEV;
+  if (!controller) return Outcome::failed(ENODEV);
   Identity identity;
-  const int result = identify(m_host, *controller, identity);
-  if (result == 0) info.firmwareRevision = identity.revision;
-  return result;
+  const Outcome outcome = identify(m_host, *controller, identity);
+  if (outcome.isSuccess()) info.firmwareRevision = identity.revision;
+  return outcome;
 }
 
-int DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath) {
+Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath) {
   const auto controller = find(address);
-  if (!controller) return -ENODEV;
+  if (!controller) return Outcome::failed(ENODEV);
   return FirmwareUpdate(m_host, *controller).run(payloadPath);
 }
 

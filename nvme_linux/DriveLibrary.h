@@ -9,29 +9,30 @@
 #include "ControllerList.h"
 #include "Host.h"
 #include "NVMeRecords.h"
+#include "Outcome.h"
 
 namespace nvme_linux {
 
-/// What the three entry points do. All results: 0 for success, an NVMe status (positive) or -errno.
+/// What the three entry points do.
 ///
 /// Only drives that the package of the working directory supports exist here: no other one is listed, looked
 /// at or flashed.
 class DriveLibrary {
  public:
-  /// `kernel` must outlive the object.
+  /// `host` must outlive the object.
   explicit DriveLibrary(Host& host);
 
   /// Lists the drives, sorted by address. A drive that does not answer is listed all the same, with serial
   /// and model as the kernel remembers them. The list and its records stay as they are while the object
   /// lives, whatever else is called.
-  int discover(std::uint32_t& count, NVMeDriveRecord**& drives);
+  Outcome discover(std::uint32_t& count, NVMeDriveRecord**& drives);
 
-  /// Asks the drive for its running firmware revision. `info` is left alone on failure; -ENODEV when no
+  /// Asks the drive for its running firmware revision. `info` is left alone on failure; ENODEV when no
   /// supported drive has the address.
-  int driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info);
+  Outcome driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info);
 
-  /// Flashes the file, see `FirmwareUpdate::run`; -ENODEV when no supported drive has the address.
-  int updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath);
+  /// Flashes the file, see `FirmwareUpdate::run`; ENODEV when no supported drive has the address.
+  Outcome updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath);
 
  private:
   struct DriveList {
@@ -41,6 +42,8 @@ class DriveLibrary {
 
   std::optional<PciController> find(const _NVME_ZOLT_BDF& address);
   NVMeDriveRecord makeRecord(const PciController& controller);
+  void reportLeftOut(int priority, const std::string& address, const std::string& name,
+                     const std::string& reason);
 
   Host& m_host;
   std::deque<DriveList> m_lists;  ///< every one that callers were given

@@ -8,25 +8,18 @@
 
 #include "DriveLibrary.h"
 #include "LinuxHost.h"
-#include "Logger.h"
 
 namespace {
 using namespace nvme_linux;
 
-/// The base utilities inside this library have a logger of their own, which the package descriptor's reader
-/// would start where a marker file asks for it, on the very file that the process's logger writes. A logger
-/// that is on does not switch files: this one never gets there.
-struct SSilencedLogger {
-  SSilencedLogger() { CLogger::GetInstance()->Initialize("/dev/null"); }
-};
-
+/// Runs an operation of the one library that lives as long as the process, and turns its outcome into the
+/// number that callers are given.
 template <class Operation>
 int perform(Operation operation) noexcept {
   try {
-    static const SSilencedLogger silencedLogger;
     static LinuxHost host;
     static DriveLibrary library(host);
-    return operation(library);
+    return operation(library).code();
   } catch (const std::bad_alloc&) {
     return -ENOMEM;
   } catch (const std::exception& error) {

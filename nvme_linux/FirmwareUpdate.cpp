@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-
-#include "Outcome.h"
+#include <span>
 
 namespace nvme_linux {
 
@@ -18,13 +17,14 @@ constexpr std::size_t kLongestPayload = 128U << 20;  // an order of magnitude ab
 constexpr std::size_t kUsualPiece = 4096;
 
 constexpr std::chrono::milliseconds kIdleBound = 30s;
-constexpr std::chrono::milliseconds kSettleBound = 10s;
+constexpr std::chrono::milliseconds kAfterDownloadBound = 10s;
+constexpr std::chrono::milliseconds kAfterCommitBound = 10s;
 constexpr std::chrono::milliseconds kLongestWait = 5min;
 constexpr std::chrono::milliseconds kPause = 500ms;
 
 /// As long as the drive may take to activate firmware, within bounds: it may state almost two hours.
 std::chrono::milliseconds waitFor(const Identity& identity, std::chrono::milliseconds atLeast) {
-  return std::clamp(identity.activation, atLeast, kLongestWait);
+  return std::clamp(identity.activationTime, atLeast, kLongestWait);
 }
 
 std::size_t smallerPiece(std::size_t size) {
@@ -34,27 +34,14 @@ std::size_t smallerPiece(std::size_t size) {
 /// The slot runs and did not before, or has other firmware than before.
 bool hasActivated(unsigned int slot, const FirmwareSlots& before, const FirmwareSlots& after) {
   return after.running == slot &&
-         (before.running != slot || before.revisions.at(slot - 1) != after.revisions.at(slot - 1));
+         (before.running != slot || before.revisionOf(slot) != after.revisionOf(slot));
 }
 
-bool isGone(int result) {
-  return result == -ENODEV || result == -ENXIO;
+bool isGone(const Outcome& outcome) {
+  return outcome.failedWith(ENODEV) || outcome.failedWith(ENXIO);
 }
 
 }  // namespace
-
-std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots) {
-  if (slots.running == 0 || identity.slots == 0) return 0;
-  std::optional<unsigned int> chosen;
-  // Round the slots, beginning behind the running one and ending with it.
-  for (unsigned int i = 0; i < identity.slots; ++i) {
-    const unsigned int slot = (slots.running + i) % identity.slots + 1;
-    if (slot == 1 && identity.firstSlotReadOnly) continue;
-    if (slot != slots.running && slots.isEmpty(slot)) return slot;
-    if (!chosen) chosen = slot;
-  }
-  return chosen;
-}
 
 std::size_t pieceSize(const Identity& identity) {
   const std::size_t size = identity.granularity != 0 ? identity.granularity : kUsualPiece;
@@ -64,144 +51,145 @@ std::size_t pieceSize(const Identity& identity) {
 FirmwareUpdate::FirmwareUpdate(Host& host, const PciController& controller)
     : m_host(host), m_controller(host, controller) {}
 
-int FirmwareUpdate::run(const std::string& payloadPath) {
-  int result = readPayload(payloadPath);
-  if (result == 0) result = takeDrive();
-  if (result == 0) result = identify();
-  if (result == 0) result = requireIdle();
-  if (result == 0) result = prepareSlot();
-  if (result == 0) result = download();
-  if (result == 0) result = settle();
-  if (result == 0) result = commit();
-  if (result == 0 || result == status::kResetOwed) checkOutcome(result);
-  return result;
+Outcome FirmwareUpdate::run(const std::string& payloadPath) {
+  Outcome outcome = readPayload(payloadPath);
+  if (outcome.isSuccess()) outcome = openAndLock();
+  if (outcome.isSuccess()) outcome = identify();
+  if (outcome.isSuccess()) outcome = refuseIfBusy();
+  if (outcome.isSuccess()) outcome = chooseSlotToWrite();
+  if (outcome.isSuccess()) outcome = download();
+  if (outcome.isSuccess()) outcome = waitAfterDownload();
+  if (outcome.isSuccess()) outcome = m_controller.commit(m_slot);
+  if (outcome.isSuccess()) reportCommitted(outcome);
+  return outcome;
 }
 
-int FirmwareUpdate::readPayload(const std::string& path) {
-  int result = m_host.readFile(path, kLongestPayload, m_payload);
-  if (result == 0 && m_payload.empty()) result = -ENODATA;
-  if (result == 0 && m_payload.size() % 4 != 0) result = -EINVAL;
-  if (result != 0) m_controller.report(LOG_ERR, "payload " + path + " refused: " + status::describe(result));
-  return result;
+Outcome FirmwareUpdate::readPayload(const std::string& path) {
+  Outcome outcome = m_host.readFile(path, kLongestPayload, m_payload);
+  if (outcome.isSuccess() && m_payload.empty()) outcome = Outcome::failed(ENODATA);
+  if (outcome.isSuccess() && m_payload.size() % 4 != 0) outcome = Outcome::failed(EINVAL);
+  if (!outcome.isSuccess()) m_controller.report(LOG_ERR, "payload " + path + " refused: " + outcome.text());
+  return outcome;
 }
 
-int FirmwareUpdate::takeDrive() {
-  int result = m_controller.open();
-  if (result == 0) result = m_controller.lock();
-  if (result == 0) result = m_controller.confirm();
-  return result;
+Outcome FirmwareUpdate::openAndLock() {
+  Outcome outcome = m_controller.open();
+  if (outcome.isSuccess()) outcome = m_controller.lock();
+  if (outcome.isSuccess()) outcome = m_controller.confirm();
+  return outcome;
 }
 
-int FirmwareUpdate::identify() {
-  const int result = m_controller.identify(m_identity);
-  if (result != 0) return result;
+Outcome FirmwareUpdate::identify() {
+  const Outcome outcome = m_controller.identify(m_identity);
+  if (!outcome.isSuccess()) return outcome;
   if (!m_identity.takesFirmware) {
     m_controller.report(LOG_ERR, "it takes no firmware");
-    return -EOPNOTSUPP;
+    return Outcome::failed(EOPNOTSUPP);
   }
-  m_controller.allowFor(m_identity.activation);
-  return 0;
+  m_controller.allowFirmwareCommands(m_identity.activationTime);
+  return outcome;
 }
 
-int FirmwareUpdate::awaitIdle(std::chrono::milliseconds bound) {
+Outcome FirmwareUpdate::waitUntilIdle(std::chrono::milliseconds bound) {
   const auto end = m_host.now() + bound;
   for (;;) {
-    const int result = m_controller.readSlots(m_slots);
-    if (result != 0) return result;
-    if (!m_slots.updateInProgress) return 0;
-    if (m_host.now() >= end) return -EALREADY;
+    const Outcome outcome = m_controller.readSlots(m_slots);
+    if (!outcome.isSuccess() || !m_slots.updateInProgress) return outcome;
+    if (m_host.now() >= end) return Outcome::failed(EALREADY);
     m_host.sleep(kPause);
   }
 }
 
-int FirmwareUpdate::requireIdle() {
-  const int result = awaitIdle(waitFor(m_identity, kIdleBound));
-  if (result == -EALREADY)
-    m_controller.report(LOG_ERR, "it goes on saying that an update is in progress; this one is refused");
-  return result;
+Outcome FirmwareUpdate::refuseIfBusy() {
+  const Outcome outcome = waitUntilIdle(waitFor(m_identity, kIdleBound));
+  if (outcome.failedWith(EALREADY))
+    m_controller.report(LOG_ERR, "drive still reports an update in progress; refusing");
+  return outcome;
 }
 
-int FirmwareUpdate::prepareSlot() {
+Outcome FirmwareUpdate::chooseSlotToWrite() {
   const auto slot = chooseSlot(m_identity, m_slots);
   if (!slot) {
     m_controller.report(LOG_ERR, "none of its firmware slots can be written");
-    return -EROFS;
+    return Outcome::failed(EROFS);
   }
   m_slot = *slot;
-  return 0;
+  return Outcome::success();
 }
 
-int FirmwareUpdate::download() {
+Outcome FirmwareUpdate::download() {
   const std::span<const std::uint8_t> image(m_payload);
   std::size_t size = pieceSize(m_identity);
   for (std::size_t offset = 0; offset < image.size();) {
     const auto piece = image.subspan(offset, std::min(size, image.size() - offset));
-    const int result = m_controller.download(piece, offset);
-    if (result == 0) {
+    const Outcome outcome = m_controller.download(piece, offset);
+    if (outcome.isSuccess()) {
       offset += piece.size();
-    } else if (result != -EINVAL) {
-      return result;
+    } else if (!outcome.failedWith(EINVAL)) {
+      return outcome;
+    } else if (piece.size() <= kUsualPiece) {
+      m_controller.report(LOG_ERR, "the kernel refused a piece of " + std::to_string(piece.size()) +
+                                       " bytes; the update ends");
+      return outcome;
     } else {
-      // The kernel tells nowhere how much it transfers at once; a piece beyond that never reached the drive.
-      const bool isShort = piece.size() <= kUsualPiece;
-      if (!isShort) size = smallerPiece(piece.size());
-      m_controller.report(
-          isShort ? LOG_ERR : LOG_INFO,
-          "the kernel refused a piece of " + std::to_string(piece.size()) + " bytes; " +
-              (isShort ? "the update ends" : "pieces have " + std::to_string(size) + " bytes from here on"));
-      if (isShort) return result;
+      // The kernel's own limit is stated nowhere. A piece beyond it never reached the drive.
+      size = smallerPiece(piece.size());
+      m_controller.report(LOG_INFO, "the kernel refused a piece of " + std::to_string(piece.size()) +
+                                        " bytes; pieces have " + std::to_string(size) +
+                                        " bytes from here on");
     }
   }
-  return 0;
+  return Outcome::success();
 }
 
-/// The drive was idle before the download and nobody else may flash it: a drive that goes on saying that an
-/// update is in progress means this one, and the commit goes out.
-int FirmwareUpdate::settle() {
-  const int result = awaitIdle(kSettleBound);
-  if (result != -EALREADY) return result;
-  m_controller.report(LOG_WARNING,
-                      "it goes on saying that an update is in progress; the image is committed all the same");
-  return 0;
+/// Some drives are still digesting the last piece. Some report the image just downloaded as an update in
+/// progress: we hold the lock and saw the drive idle before, so the image is committed once the bound has
+/// passed.
+Outcome FirmwareUpdate::waitAfterDownload() {
+  const Outcome outcome = waitUntilIdle(kAfterDownloadBound);
+  if (!outcome.failedWith(EALREADY)) return outcome;
+  m_controller.report(LOG_WARNING, "drive still reports an update in progress; committing all the same");
+  return Outcome::success();
 }
 
-int FirmwareUpdate::commit() {
-  return m_controller.commit(m_slot);
-}
-
-void FirmwareUpdate::checkOutcome(int committed) noexcept {
+/// The drive's answer to the commit stands: nothing that goes wrong here, lack of memory included, may turn a
+/// committed image into a failure.
+void FirmwareUpdate::reportCommitted(const Outcome& committed) noexcept {
   try {
-    if (committed == status::kResetOwed)
+    if (committed.isResetOwed())
       m_controller.report(LOG_NOTICE, "committed; it needs a reset to run the firmware");
-    reportOutcome();
+    reportResultingSlots();
   } catch (const std::exception&) {
-    return;  // with no memory for a line there is none to say so either; the drive is committed all the same
-  }
-}
-
-/// The drive's answer to the commit stands; this tells the administrator what has become of it. A drive may
-/// need a while before it answers again.
-void FirmwareUpdate::reportOutcome() {
-  const FirmwareSlots slotsBefore = m_slots;
-  const std::string before = printable(m_identity.revision);
-  const auto end = m_host.now() + waitFor(m_identity, kSettleBound);
-  int result = 0;
-  for (;;) {
-    result = m_controller.readSlots(m_slots, LOG_INFO);
-    if (result == 0) result = m_controller.identify(m_identity, LOG_INFO);
-    if (result == 0 || isGone(result) || m_host.now() >= end) break;
-    m_host.sleep(kPause);
-  }
-  if (result != 0) {
-    m_controller.report(LOG_WARNING, "committed, but it does not answer since: " + status::describe(result));
     return;
   }
-  const std::string now = printable(m_identity.revision);
+}
+
+/// Reads slots and identity after the commit. A drive may need a while before it answers again.
+Outcome FirmwareUpdate::readBack(FirmwareSlots& slots, Identity& identity) {
+  const auto end = m_host.now() + waitFor(m_identity, kAfterCommitBound);
+  for (;;) {
+    Outcome outcome = m_controller.readSlots(slots, Controller::Failures::kSilent);
+    if (outcome.isSuccess()) outcome = m_controller.identify(identity, Controller::Failures::kSilent);
+    if (outcome.isSuccess() || isGone(outcome) || m_host.now() >= end) return outcome;
+    m_host.sleep(kPause);
+  }
+}
+
+void FirmwareUpdate::reportResultingSlots() {
+  FirmwareSlots slots;
+  Identity identity;
+  const Outcome outcome = readBack(slots, identity);
+  if (!outcome.isSuccess()) {
+    m_controller.report(LOG_WARNING, "committed, but it does not answer since: " + outcome.text());
+    return;
+  }
+  const std::string before = printable(m_identity.revision);
+  const std::string now = printable(identity.revision);
   const std::string revisions = now == before ? "it runs " + now : "it ran " + before + " and runs " + now;
   const std::string slot = m_slot == 0 ? "a slot of its own choice" : "slot " + std::to_string(m_slot);
-  const bool isNext = m_slot == 0 ? m_slots.next != 0 : m_slots.next == m_slot;
-  if (m_slot == 0 || isNext || hasActivated(m_slot, slotsBefore, m_slots) ||
-      (m_slots.running == m_slot && now != before)) {
+  const bool isNext = m_slot == 0 ? slots.next != 0 : slots.next == m_slot;
+  if (m_slot == 0 || isNext || hasActivated(m_slot, m_slots, slots) ||
+      (slots.running == m_slot && now != before)) {
     const char* const when = isNext ? ", for the next reset" : "";
     m_controller.report(LOG_NOTICE, "committed to " + slot + when + "; " + revisions);
   } else {

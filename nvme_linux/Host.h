@@ -1,4 +1,5 @@
-// Everything that the library asks of the operating system. Tests put drives of their own behind it.
+// Everything that the library asks of the operating system: drives, files, clock and log. Tests put drives
+// and a clock of their own in its place.
 
 #pragma once
 
@@ -12,24 +13,24 @@
 #include <string>
 #include <vector>
 
+#include "Outcome.h"
+
 namespace nvme_linux {
 
-/// One open NVMe controller. Its end closes it and gives its lock back.
+/// One open NVMe controller. Destroying it closes the controller and releases its lock.
 class Device {
  public:
   virtual ~Device() = default;
 
-  /// Keeps every other run away from the controller until this object goes. 0; -EBUSY when another run has
-  /// the lock; any other -errno.
-  virtual int lock() = 0;
+  /// Keeps every other run away from the controller until this object is destroyed. Fails with EBUSY when
+  /// another run has the lock, with any other errno when it cannot be locked.
+  virtual Outcome lock() = 0;
 
-  /// The device number, as sysfs writes it: "major:minor".
+  /// The number of the device node, as sysfs writes it: "major:minor".
   virtual std::string number() = 0;
 
-  /// Sends an admin command and waits for its end. 0 when the controller carried it out; the NVMe status as
-  /// the kernel gives it (15 bits, positive) when it did not; -errno when the command never reached the
-  /// controller or got no answer. The data of a command that did not return 0 is undefined.
-  virtual int admin(nvme_passthru_cmd& command) = 0;
+  /// Sends an admin command and waits for its end. The data of a command that did not succeed is undefined.
+  virtual Completion admin(nvme_passthru_cmd& command) = 0;
 };
 
 class Host {
@@ -46,12 +47,13 @@ class Host {
   /// How long the kernel waits for an admin command that names no time-out.
   virtual std::chrono::milliseconds adminTimeout() = 0;
 
-  /// Opens a controller. 0, or -errno with `device` as it was.
-  virtual int open(const std::string& controller, std::unique_ptr<Device>& device) = 0;
+  /// Opens a controller. `device` stays as it was on failure.
+  virtual Outcome open(const std::string& controller, std::unique_ptr<Device>& device) = 0;
 
-  /// Reads a regular file whole. 0; -EINVAL when it is no regular file; -EFBIG when it is longer than `limit`
-  /// bytes; -EIO when it changed its length meanwhile; any other -errno. `content` is undefined on failure.
-  virtual int readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) = 0;
+  /// Reads a regular file whole. Fails with EINVAL when it is no regular file, EFBIG when it is longer than
+  /// `limit` bytes, EIO when its length changed meanwhile, or any other errno. `content` is undefined then.
+  virtual Outcome readFile(const std::string& path, std::size_t limit,
+                           std::vector<std::uint8_t>& content) = 0;
 
   /// Time since some fixed moment.
   virtual std::chrono::milliseconds now() = 0;

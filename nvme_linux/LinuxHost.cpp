@@ -16,33 +16,19 @@
 #include <thread>
 #include <utility>
 
+#include "FileDescriptor.h"
+
 namespace nvme_linux {
 
 namespace {
 
-/// Sole owner of an open descriptor, or of none (negative).
-class CDescriptor {
- public:
-  explicit CDescriptor(int descriptor) : m_descriptor(descriptor) {}
-  CDescriptor(CDescriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-  CDescriptor& operator=(CDescriptor&&) = delete;
-  ~CDescriptor() {
-    if (m_descriptor >= 0) close(m_descriptor);
-  }
-
-  int get() const { return m_descriptor; }
-
- private:
-  int m_descriptor;
-};
-
 class LinuxDevice : public Device {
  public:
-  explicit LinuxDevice(CDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
+  explicit LinuxDevice(FileDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
 
-  int lock() override {
-    if (flock(m_descriptor.get(), LOCK_EX | LOCK_NB) == 0) return 0;
-    return errno == EWOULDBLOCK ? -EBUSY : -errno;
+  Outcome lock() override {
+    if (flock(m_descriptor.get(), LOCK_EX | LOCK_NB) == 0) return Outcome::success();
+    return Outcome::failed(errno == EWOULDBLOCK ? EBUSY : errno);
   }
 
   std::string number() override {
@@ -51,13 +37,14 @@ class LinuxDevice : public Device {
     return std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
   }
 
-  int admin(nvme_passthru_cmd& command) override {
+  Completion admin(nvme_passthru_cmd& command) override {
     const int result = ioctl(m_descriptor.get(), NVME_IOCTL_ADMIN_CMD, &command);
-    return result < 0 ? -errno : result;
+    if (result < 0) return {.error = errno};
+    return {.statusField = static_cast<std::uint16_t>(result)};
   }
 
  private:
-  CDescriptor m_descriptor;
+  FileDescriptor m_descriptor;
 };
 
 /// "nvme" and a number; the folder may hold other things.
@@ -82,7 +69,7 @@ ssize_t readUpTo(int descriptor, std::vector<std::uint8_t>& content) {
 
 /// A sysfs attribute: at most a page of text.
 std::optional<std::string> readText(const std::string& path) {
-  const CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::vector<std::uint8_t> page(4096);
   const ssize_t count = readUpTo(descriptor.get(), page);
   if (count < 0) return std::nullopt;
@@ -118,30 +105,29 @@ std::chrono::milliseconds LinuxHost::adminTimeout() {
   return seconds == 0 ? std::chrono::minutes(1) : std::chrono::milliseconds(std::chrono::seconds(seconds));
 }
 
-int LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
-  CDescriptor descriptor(::open((m_deviceFolder + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
-  if (descriptor.get() < 0) return -errno;
+Outcome LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
+  FileDescriptor descriptor(::open((m_deviceFolder + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
+  if (!descriptor.isOpen()) return Outcome::failed(errno);
   device = std::make_unique<LinuxDevice>(std::move(descriptor));
-  return 0;
+  return Outcome::success();
 }
 
-int LinuxHost::readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) {
-  // A FIFO must not keep the run waiting for a writer.
-  const CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (descriptor.get() < 0) return -errno;
+Outcome LinuxHost::readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) {
+  // Without O_NONBLOCK a FIFO would keep the run waiting for a writer.
+  const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status {};
-  if (fstat(descriptor.get(), &status) != 0) return -errno;
-  if (!S_ISREG(status.st_mode)) return -EINVAL;
+  if (!descriptor.isOpen() || fstat(descriptor.get(), &status) != 0) return Outcome::failed(errno);
+  if (!S_ISREG(status.st_mode)) return Outcome::failed(EINVAL);
   const auto size = static_cast<std::size_t>(status.st_size);
-  if (size > limit) return -EFBIG;
+  if (size > limit) return Outcome::failed(EFBIG);
 
   content.resize(size + 1);  // one more, to see that the file ends where it should
   const ssize_t count = readUpTo(descriptor.get(), content);
-  if (count < 0) return static_cast<int>(count);
-  if (static_cast<std::size_t>(count) != size) return -EIO;
+  if (count < 0) return Outcome::failed(static_cast<int>(-count));
+  if (static_cast<std::size_t>(count) != size) return Outcome::failed(EIO);
   content.resize(size);
   content.shrink_to_fit();
-  return 0;
+  return Outcome::success();
 }
 
 std::chrono::milliseconds LinuxHost::now() {

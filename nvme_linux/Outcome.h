@@ -1,36 +1,81 @@
-// Statuses of NVMe commands as the kernel hands them back: status code in bits 7:0, status code type in bits
-// 10:8, retry delay in bits 12:11, More in bit 13, Do Not Retry in bit 14. Names are those of the NVM Express
-// base standard.
+// How an admin command, or a whole update, ended. Statuses and their names are those of the NVM Express base
+// standard.
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace nvme_linux {
 
-namespace status {
+/// Status code type (SCT) in bits 10:8, status code (SC) in bits 7:0. Only statuses that decide something
+/// here have a name; `Outcome::text` knows more of them.
+enum class Status : std::uint16_t {
+  kSuccess = 0x000,
+  kCommandAbortRequested = 0x007,
+  kAbortedBySqDeletion = 0x008,
+  kRequiresConventionalReset = 0x10B,
+  kRequiresSubsystemReset = 0x110,
+  kRequiresControllerReset = 0x111,
+};
 
-/// The status proper, type and code; what is above them says nothing of the outcome. 0: success.
-int statusOf(int result);
+/// What the kernel hands back for one admin command.
+struct Completion {
+  /// 0: the controller answered. Otherwise the errno with which the command never reached it or got no
+  /// answer; the other fields mean nothing then.
+  int error = 0;
 
-/// Firmware Commit's success with a reset still owed, and what the library returns for it whatever the kind
-/// of reset.
-inline constexpr int kResetOwed = 0x10B;
+  /// The answer's status field without its phase tag: SC in bits 7:0, SCT in bits 10:8, CRD (a retry delay)
+  /// in bits 12:11, M (more in the error log) in bit 13, DNR (do not retry) in bit 14.
+  std::uint16_t statusField = 0;
+};
 
-/// True for the statuses of a Firmware Commit that did commit but needs a reset of some kind. Bits above the
-/// status are ignored.
-bool isResetOwed(int result);
+/// One of four ends: success; success of a commit that owes a reset; refused by the drive, with a status; or
+/// failed with an errno, without an answer of the drive.
+class [[nodiscard]] Outcome {
+ public:
+  static Outcome success() { return Outcome(Kind::kSuccess, 0); }
+  static Outcome resetOwed() { return Outcome(Kind::kResetOwed, 0); }
+  /// `statusField` as in `Completion`, its status being none of success.
+  static Outcome refused(std::uint16_t statusField) { return Outcome(Kind::kRefused, statusField); }
+  /// `error` is an errno, positive.
+  static Outcome failed(int error) { return Outcome(Kind::kFailed, error); }
 
-/// True when the drive refused the command but did not forbid to send it again.
-bool mayRepeat(int result);
+  /// Of any command but Firmware Commit: every status but success is a refusal.
+  static Outcome of(const Completion& completion);
+  /// Of Firmware Commit, where three statuses mean that it did commit and that a reset of some kind is owed.
+  static Outcome ofCommit(const Completion& completion);
 
-/// True when the command may be lost rather than refused: the path to the drive failed, or somebody aborted
-/// it. A reset may have thrown away what was downloaded before, so that no firmware command can follow.
-bool isLost(int result);
+  /// Carried out, whether a reset is owed or not.
+  bool isSuccess() const { return m_kind == Kind::kSuccess || m_kind == Kind::kResetOwed; }
+  bool isResetOwed() const { return m_kind == Kind::kResetOwed; }
+  bool failedWith(int error) const { return m_kind == Kind::kFailed && m_number == error; }
 
-/// For the system log: name and number of a status, or the text of a negative errno.
-std::string describe(int result);
+  /// The drive refused, and did not forbid to send the command again (DNR).
+  bool mayBeRepeated() const;
 
-}  // namespace status
+  /// Nobody knows whether the drive carried the command out: the path to it failed, somebody aborted the
+  /// command, or there was no answer. The reset that may be behind it makes a drive forget what it was
+  /// handed.
+  bool isLost() const;
+
+  /// What the entry points return: 0; 267 for success with a reset owed, whatever its kind; the status of a
+  /// refusal (11 bits); the negative errno of a failure. Callers take 267 for success, so that a refusal with
+  /// that number, which makes no sense, is -EPROTO.
+  int code() const;
+
+  /// For the system log: name and number of a status, or the system's text for an errno.
+  std::string text() const;
+
+ private:
+  enum class Kind { kSuccess, kResetOwed, kRefused, kFailed };
+
+  Outcome(Kind kind, int number) : m_kind(kind), m_number(number) {}
+
+  Status status() const;
+
+  Kind m_kind;
+  int m_number;  ///< a refusal's status field, a failure's errno; 0 for success
+};
 
 }  // namespace nvme_linux

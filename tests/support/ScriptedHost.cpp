@@ -40,19 +40,19 @@ class ScriptedDevice : public Device {
  public:
   explicit ScriptedDevice(DriveScript& script) : m_script(script) {}
 
-  int lock() override {
+  Outcome lock() override {
     const int result = next("lock", {}).result;
     if (m_script.m_whenLocked) m_script.m_whenLocked();
-    return result;
+    return result == 0 ? Outcome::success() : Outcome::failed(-result);
   }
 
   std::string number() override { return "240:0"; }
 
-  int admin(nvme_passthru_cmd& command) override {
+  Completion admin(nvme_passthru_cmd& command) override {
     const DriveScript::Step step = next("command", command);
     EXPECT_EQ(text(step.command), text(command));
     EXPECT_EQ(fields(step.command), fields(command)) << text(command);
-    if (fields(step.command) != fields(command)) return -EIO;
+    if (fields(step.command) != fields(command)) return {.error = EIO};
     auto* const data = reinterpret_cast<std::uint8_t*>(command.addr);
     if (!step.sent.empty()) {
       const Bytes sent(data, data + command.data_len);
@@ -60,7 +60,8 @@ class ScriptedDevice : public Device {
     }
     std::copy(step.answer.begin(), step.answer.end(), data);
     command.result = 0xDEAD;  // the kernel writes something there
-    return step.result;
+    if (step.result < 0) return {.error = -step.result};
+    return {.statusField = static_cast<std::uint16_t>(step.result)};
   }
 
  private:
@@ -195,17 +196,18 @@ std::string ScriptedHost::payload(const Bytes& bytes) {
   return path;
 }
 
-int ScriptedHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
+Outcome ScriptedHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
   const auto script = m_scripts.find(controller);
   if (script == m_scripts.end() || script->second.m_steps.empty() ||
       script->second.m_steps.front().name != "open") {
     ADD_FAILURE() << "unexpected open of " << controller;
-    return -ENOENT;
+    return Outcome::failed(ENOENT);
   }
   const int result = script->second.m_steps.front().result;
   script->second.m_steps.pop_front();
-  if (result == 0) device = std::make_unique<ScriptedDevice>(script->second);
-  return result;
+  if (result != 0) return Outcome::failed(-result);
+  device = std::make_unique<ScriptedDevice>(script->second);
+  return Outcome::success();
 }
 
 void ScriptedHost::report(int priority, const std::string& line) {

@@ -102,7 +102,7 @@ class ScriptedHost : public LinuxHost {
   std::chrono::milliseconds slept() const { return m_now; }
   const std::vector<std::string>& reports() const { return m_reports; }
 
-  int open(const std::string& controller, std::unique_ptr<Device>& device) override;
+  Outcome open(const std::string& controller, std::unique_ptr<Device>& device) override;
   std::chrono::milliseconds now() override { return m_now; }
   void sleep(std::chrono::milliseconds duration) override { m_now += duration; }
   void report(int priority, const std::string& line) override;

@@ -12,12 +12,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+/// What is usable, then what is left out.
 std::vector<std::string> listed(Host& host) {
+  const ControllerList list = listControllers(host);
   std::vector<std::string> lines;
-  for (const PciController& found : listControllers(host)) {
-    lines.push_back(found.leftOutBecause.empty() ? found.name + " at " + textOf(found.address.value())
-                                                 : found.name + ": " + found.leftOutBecause);
-  }
+  for (const PciController& found : list.usable) lines.push_back(found.name + " at " + textOf(found.address));
+  for (const LeftOutController& found : list.leftOut) lines.push_back(found.name + ": " + found.reason);
   return lines;
 }
 
@@ -29,7 +29,7 @@ TEST(ControllerListTest, NoControllersWithoutTheClassFolder) {
 TEST(ControllerListTest, ReadsIdsAndAddress) {
   ScriptedHost host;
   host.addController("nvme7", "0000:ff:1f.7", "144d:a801:1028:1fd9");
-  const auto found = listControllers(host);
+  const auto found = listControllers(host).usable;
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found[0].name, "nvme7");
   EXPECT_EQ(found[0].addressText, "0000:ff:1f.7");
@@ -67,9 +67,8 @@ TEST(ControllerListTest, LeavesOutOtherPciDomains) {
   host.addController("nvme1", "10000:05:00.0");
   host.addController("nvme2", "0000:04:00.0");
   host.removeAttribute("nvme1", "device/vendor");
-  EXPECT_THAT(listed(host),
-              ElementsAre("nvme0: it is in a PCI domain other than 0",
-                          "nvme1: it is in a PCI domain other than 0", "nvme2 at 0000:04:00.0"));
+  EXPECT_THAT(listed(host), ElementsAre("nvme2 at 0000:04:00.0", "nvme0: it is in a PCI domain other than 0",
+                                        "nvme1: it is in a PCI domain other than 0"));
 }
 
 TEST(ControllerListTest, LeavesOutBothOfOneAddress) {
@@ -78,8 +77,8 @@ TEST(ControllerListTest, LeavesOutBothOfOneAddress) {
   host.addController("nvme1", "0000:04:00.0", "144d:a802:1028:1fd9");
   host.addController("nvme2", "0000:05:00.0");
   EXPECT_THAT(listed(host),
-              ElementsAre("nvme0: another controller has the same PCI address",
-                          "nvme1: another controller has the same PCI address", "nvme2 at 0000:05:00.0"));
+              ElementsAre("nvme2 at 0000:05:00.0", "nvme0: another controller has the same PCI address",
+                          "nvme1: another controller has the same PCI address"));
 }
 
 TEST(ControllerListTest, AnAddressIsAmbiguousEvenNextToADriveWithoutIds) {

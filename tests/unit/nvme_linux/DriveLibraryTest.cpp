@@ -33,7 +33,7 @@ class DriveLibraryTest : public ::testing::Test {
   std::vector<const NVMeDriveRecord*> discover() {
     std::uint32_t count = 99;
     NVMeDriveRecord** drives = nullptr;
-    EXPECT_EQ(m_library.discover(count, drives), 0);
+    EXPECT_EQ(m_library.discover(count, drives).code(), 0);
     return {drives, drives + count};
   }
 
@@ -93,8 +93,8 @@ TEST_F(DriveLibraryTest, OnlyModelsOfThePackageAreTouched) {
             "info: NVMe drive 0000:04:00.0 (nvme0) is left out: package.xml does not name its model");
   NVMeDriveInfo info{};
   for (const std::uint8_t bus : std::initializer_list<std::uint8_t>{4, 5, 6, 7}) {
-    EXPECT_EQ(m_library.driveInfo({bus, 0, 0}, info), -ENODEV);
-    EXPECT_EQ(m_library.updateFirmware({bus, 0, 0}, m_host.payload(image(4))), -ENODEV);
+    EXPECT_EQ(m_library.driveInfo({bus, 0, 0}, info).code(), -ENODEV);
+    EXPECT_EQ(m_library.updateFirmware({bus, 0, 0}, m_host.payload(image(4))).code(), -ENODEV);
   }
 }
 
@@ -102,7 +102,7 @@ TEST_F(DriveLibraryTest, NothingIsSupportedWithoutAPackage) {
   std::filesystem::remove(m_folder / "package.xml");
   m_host.addController("nvme0", "0000:04:00.0");
   EXPECT_THAT(discover(), IsEmpty());
-  EXPECT_EQ(m_library.updateFirmware({4, 0, 0}, m_host.payload(image(4))), -ENODEV);
+  EXPECT_EQ(m_library.updateFirmware({4, 0, 0}, m_host.payload(image(4))).code(), -ENODEV);
 }
 
 TEST_F(DriveLibraryTest, WhatCannotBeAddressedIsReportedAndNotListed) {
@@ -116,8 +116,8 @@ TEST_F(DriveLibraryTest, WhatCannotBeAddressedIsReportedAndNotListed) {
           "warning: NVMe drive 0001:04:00.0 (nvme0) is left out: it is in a PCI domain other than 0",
           "warning: NVMe drive 0000:05:00.0 (nvme1) is left out: another controller has the same PCI address",
           "warning: NVMe drive 0000:05:00.0 (nvme2) is left out: another controller has the same PCI address"));
-  EXPECT_EQ(m_library.updateFirmware({4, 0, 0}, "image"), -ENODEV);
-  EXPECT_EQ(m_library.updateFirmware({5, 0, 0}, "image"), -ENODEV);
+  EXPECT_EQ(m_library.updateFirmware({4, 0, 0}, "image").code(), -ENODEV);
+  EXPECT_EQ(m_library.updateFirmware({5, 0, 0}, "image").code(), -ENODEV);
 }
 
 TEST_F(DriveLibraryTest, ADriveThatDoesNotAnswerIsListedByWhatTheKernelRemembers) {
@@ -151,7 +151,7 @@ TEST_F(DriveLibraryTest, TheRevisionIsTheDrivesOwnNotTheKernels) {
   m_host.writeAttribute("nvme0", "firmware_rev", "STALE");
   m_host.drive("nvme0").opens().identifies({.revision = "NEW_REV "});
   NVMeDriveInfo info{};
-  EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), 0);
+  EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info).code(), 0);
   EXPECT_EQ(textOf(info.firmwareRevision), "NEW_REV ");
   EXPECT_THAT(info.unread, ::testing::Each(0));
 }
@@ -161,10 +161,10 @@ TEST_F(DriveLibraryTest, ARevisionThatCannotBeReadLeavesTheBufferAlone) {
   m_host.drive("nvme0").opens().identifies({}, 0x4006).opens(-EACCES);
   NVMeDriveInfo info{};
   info.firmwareRevision.fill('?');
-  EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), 0x006);
+  EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info).code(), 0x006);
   EXPECT_EQ(textOf(info.firmwareRevision), "????????");
-  EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info), -EACCES);
-  EXPECT_EQ(m_library.driveInfo({4, 0, 1}, info), -ENODEV);
+  EXPECT_EQ(m_library.driveInfo({4, 0, 0}, info).code(), -EACCES);
+  EXPECT_EQ(m_library.driveInfo({4, 0, 1}, info).code(), -ENODEV);
   EXPECT_EQ(m_host.reports().back(), "err: NVMe drive 0000:04:00.1: no supported drive has this address");
   EXPECT_EQ(textOf(info.firmwareRevision), "????????");
 }
@@ -175,7 +175,7 @@ TEST_F(DriveLibraryTest, AnUpdateReachesTheDriveAtItsAddressAlone) {
   m_host.drive("nvme1").opens().locks().identifies().within(std::chrono::minutes(1)).readsSlots();
   m_host.drive("nvme1").downloads(0, image(8)).readsSlots().commits(2, 0x4110);
   m_host.drive("nvme1").readsSlots({.activeInfo = 0x21}).identifies();
-  EXPECT_EQ(m_library.updateFirmware({5, 0, 0}, m_host.payload(image(8))), 267);
+  EXPECT_EQ(m_library.updateFirmware({5, 0, 0}, m_host.payload(image(8))).code(), 267);
   EXPECT_THAT(m_host.reports(), ::testing::Each(HasSubstr("0000:05:00.0")));
 }
 

@@ -21,7 +21,7 @@ class LinuxHostTest : public ::testing::Test {
  protected:
   int read(const std::filesystem::path& path, std::size_t limit = 16) {
     m_content.assign(3, 0xFF);
-    return m_host.readFile(path, limit, m_content);
+    return m_host.readFile(path, limit, m_content).code();
   }
 
   ScratchFolder m_folder;
@@ -78,22 +78,22 @@ TEST_F(LinuxHostTest, TheSecondToLockADriveIsTurnedAwayUntilTheFirstIsGone) {
   writeFile(m_folder / "dev/nvme0", "");
   std::unique_ptr<Device> first;
   std::unique_ptr<Device> second;
-  ASSERT_EQ(m_host.open("nvme0", first), 0);
-  ASSERT_EQ(m_host.open("nvme0", second), 0);
-  EXPECT_EQ(first->lock(), 0);
-  EXPECT_EQ(second->lock(), -EBUSY);
+  ASSERT_EQ(m_host.open("nvme0", first).code(), 0);
+  ASSERT_EQ(m_host.open("nvme0", second).code(), 0);
+  EXPECT_EQ(first->lock().code(), 0);
+  EXPECT_EQ(second->lock().code(), -EBUSY);
   first.reset();
-  EXPECT_EQ(second->lock(), 0);
+  EXPECT_EQ(second->lock().code(), 0);
 }
 
 TEST_F(LinuxHostTest, FailuresAreNegativeErrorNumbers) {
   std::unique_ptr<Device> device;
-  EXPECT_EQ(m_host.open("nvme0", device), -ENOENT);
+  EXPECT_EQ(m_host.open("nvme0", device).code(), -ENOENT);
   EXPECT_EQ(device, nullptr);
   writeFile(m_folder / "dev/nvme0", "");
-  ASSERT_EQ(m_host.open("nvme0", device), 0);
+  ASSERT_EQ(m_host.open("nvme0", device).code(), 0);
   nvme_passthru_cmd command{};
-  EXPECT_EQ(device->admin(command), -ENOTTY);
+  EXPECT_EQ(device->admin(command).error, ENOTTY);
 }
 
 TEST_F(LinuxHostTest, TheClockMovesByAtLeastWhatWasSlept) {

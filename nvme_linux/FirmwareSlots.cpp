@@ -1,0 +1,50 @@
+#include "FirmwareSlots.h"
+
+#include <algorithm>
+
+namespace nvme_linux {
+
+namespace {
+
+constexpr std::size_t kAFI = 0;
+constexpr std::size_t kFRS1 = 8;  // the others follow, 8 bytes each
+
+constexpr unsigned int kAfiSlotMask = 7;
+constexpr unsigned int kAfiUpdateInProgress = 1U << 3;
+constexpr unsigned int kAfiNextShift = 4;
+
+}  // namespace
+
+bool FirmwareSlots::isEmpty(unsigned int slot) const {
+  const Revision& revision = revisionOf(slot);
+  return std::all_of(revision.begin(), revision.end(), [](char c) { return c == '\0' || c == ' '; });
+}
+
+FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kLength> data) {
+  FirmwareSlots slots;
+  slots.running = data[kAFI] & kAfiSlotMask;
+  slots.updateInProgress = (data[kAFI] & kAfiUpdateInProgress) != 0;
+  slots.next = (data[kAFI] >> kAfiNextShift) & kAfiSlotMask;
+  for (std::size_t i = 0; i < slots.revisions.size(); ++i) {
+    FirmwareSlots::Revision& revision = slots.revisions.at(i);
+    const auto field = data.subspan(kFRS1 + i * revision.size(), revision.size());
+    std::copy(field.begin(), field.end(), revision.begin());
+  }
+  return slots;
+}
+
+std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots) {
+  if (slots.running == 0 || identity.slots == 0) return 0;
+  std::optional<unsigned int> chosen;
+  // Round the slots, beginning after the running one and ending with it: the one after it is the oldest where
+  // updates went round before.
+  for (unsigned int i = 0; i < identity.slots; ++i) {
+    const unsigned int slot = (slots.running + i) % identity.slots + 1;
+    if (slot == 1 && identity.isFirstSlotReadOnly) continue;
+    if (slot != slots.running && slots.isEmpty(slot)) return slot;
+    if (!chosen) chosen = slot;
+  }
+  return chosen;
+}
+
+}  // namespace nvme_linux

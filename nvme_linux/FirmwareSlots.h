@@ -1,0 +1,37 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "Identity.h"
+
+namespace nvme_linux {
+
+/// The log page of the firmware slots (LID 03h).
+struct FirmwareSlots {
+  static constexpr std::size_t kLength = 512;  ///< of the log page, in bytes
+
+  using Revision = std::array<char, 8>;
+
+  unsigned int running = 0;       ///< AFI bits 2:0: slot of the running firmware; 0: not told
+  unsigned int next = 0;          ///< AFI bits 6:4: slot that the next reset activates; 0: none, or not told
+  bool updateInProgress = false;  ///< AFI bit 3
+  std::array<Revision, 7> revisions{};  ///< FRS1 to FRS7; zeros or blanks for an empty slot
+
+  /// `slot` is 1 to 7.
+  const Revision& revisionOf(unsigned int slot) const { return revisions.at(slot - 1); }
+  bool isEmpty(unsigned int slot) const;
+};
+
+/// Every content of `data` gives slots; fields are taken as they stand.
+FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kLength> data);
+
+/// The slot that an image goes into: an empty one if there is any, else the next one after the running one,
+/// never a read-only one, and the running one only when no other can be written. 0, for the drive to choose,
+/// when the drive does not say which slot runs or how many it has; nothing when no slot can be written.
+std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots);
+
+}  // namespace nvme_linux

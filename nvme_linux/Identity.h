@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace nvme_linux {
+
+/// What Identify Controller (CNS 01h) says of a drive. Texts are ASCII, padded with blanks, without a NUL.
+struct Identity {
+  static constexpr std::size_t kLength = 4096;  ///< of the data structure, in bytes
+
+  std::array<char, 20> serial{};               ///< SN
+  std::array<char, 40> model{};                ///< MN
+  std::array<char, 8> revision{};              ///< FR: of the running firmware
+  bool takesFirmware = false;                  ///< OACS bit 2: knows Firmware Commit and Image Download
+  unsigned int slots = 0;                      ///< FRMW bits 3:1: firmware slots, numbered from 1; up to 7
+  bool isFirstSlotReadOnly = false;            ///< FRMW bit 0
+  std::size_t granularity = 0;                 ///< FWUG of downloads, in bytes; 0: the drive states none
+  std::size_t maximumTransfer = 0;             ///< MDTS of one command, in bytes; 0: no limit
+  std::chrono::milliseconds activationTime{};  ///< MTFA, the longest to activate firmware; 0: not stated
+};
+
+/// Every content of `data` gives an identity; fields are taken as they stand.
+Identity parseIdentity(std::span<const std::uint8_t, Identity::kLength> data);
+
+/// A padded text without its padding, unprintable characters replaced.
+std::string printable(std::span<const char> field);
+
+}  // namespace nvme_linux

@@ -1,0 +1,59 @@
+#include "FirmwareSlots.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace nvme_linux {
+
+namespace {
+
+TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
+  const std::string full = "REVISION";
+  const std::string none(8, '\0');
+  const std::string blank(8, ' ');
+  struct {
+    const char* name;
+    unsigned int slots;
+    bool firstReadOnly;
+    unsigned int running;
+    std::vector<std::string> revisions;
+    std::optional<unsigned int> chosen;
+  } const cases[] = {
+      {"one slot only", 1, false, 1, {full}, 1},
+      {"one slot only, read-only", 1, true, 1, {full}, std::nullopt},
+      {"two slots, second empty", 2, false, 1, {full, none}, 2},
+      {"two slots, first empty", 2, false, 2, {none, full}, 1},
+      {"two slots, both full", 2, false, 2, {full, full}, 1},
+      {"first read-only, the second runs", 2, true, 2, {full, full}, 2},
+      {"first read-only, the first runs", 2, true, 1, {full, full}, 2},
+      {"first read-only and empty", 3, true, 3, {none, full, full}, 2},
+      {"empty one before a full one", 4, false, 1, {full, full, full, none}, 4},
+      {"empty by blanks", 3, false, 1, {full, full, blank}, 3},
+      {"all full", 3, false, 2, {full, full, full}, 3},
+      {"all full, the last runs", 3, false, 3, {full, full, full}, 1},
+      {"all full, the last runs, first read-only", 3, true, 3, {full, full, full}, 2},
+      {"seven slots", 7, true, 7, {full, full, full, full, full, none, full}, 6},
+      {"the running slot has no revision", 2, false, 1, {none, full}, 2},
+      {"the running slot is not told", 3, true, 0, {full, none, none}, 0},
+      {"the number of slots is not told", 0, true, 1, {full}, 0},
+      {"a running slot that the drive does not have", 2, true, 5, {full, full}, 2},
+  };
+  for (const auto& c : cases) {
+    Identity identity;
+    identity.slots = c.slots;
+    identity.isFirstSlotReadOnly = c.firstReadOnly;
+    FirmwareSlots slots;
+    slots.running = c.running;
+    for (std::size_t i = 0; i < c.revisions.size(); ++i) {
+      std::copy_n(c.revisions[i].begin(), 8, slots.revisions.at(i).begin());
+    }
+    EXPECT_EQ(chooseSlot(identity, slots), c.chosen) << c.name;
+  }
+}
+
+}  // namespace
+
+}  // namespace nvme_linux

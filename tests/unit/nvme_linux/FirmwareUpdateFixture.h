@@ -1,0 +1,53 @@
+// One drive at 0000:04:00.0, and updates of it.
+
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "FirmwareUpdate.h"
+#include "ScriptedHost.h"
+
+namespace nvme_linux {
+
+constexpr auto kMinute = std::chrono::seconds(60);
+constexpr std::size_t kPiece = 4096;
+
+class FirmwareUpdateFixture : public ::testing::Test {
+ protected:
+  FirmwareUpdateFixture() { m_host.addController("nvme0", "0000:04:00.0"); }
+
+  int update(const Bytes& payload) { return updateFrom(m_host.payload(payload)); }
+
+  int updateFrom(const std::string& path) { return FirmwareUpdate(m_host, m_controller).run(path).code(); }
+
+  /// The drive up to the last step before the download.
+  DriveScript& ready(const ScriptedIdentity& identity = {}, const SlotLog& log = {}) {
+    return m_drive.opens().locks().identifies(identity).within(kMinute).readsSlots(log);
+  }
+
+  /// The drive after a small image (four bytes) has been downloaded.
+  DriveScript& downloaded(const SlotLog& log = {}) {
+    return ready({}, log).downloads(0, m_tiny).readsSlots(log);
+  }
+
+  /// What is read once the image is committed to slot 2.
+  static DriveScript& confirms(DriveScript& drive) { return drive.readsSlots(kStaged).identifies(); }
+
+  const std::string& lastReport() const { return m_host.reports().back(); }
+
+  inline static const SlotLog kStaged{.activeInfo = 0x21, .revisions = {"OLD_REV ", "NEW_REV "}};
+
+  ScriptedHost m_host;
+  PciController m_controller{.name = "nvme0",
+                             .addressText = "0000:04:00.0",
+                             .address = PciAddress{4, 0, 0},
+                             .ids = {0x144D, 0xA801, 0x1028, 0x1FD9}};
+  DriveScript& m_drive = m_host.drive("nvme0");
+  Bytes m_tiny = image(4);
+};
+
+}  // namespace nvme_linux
