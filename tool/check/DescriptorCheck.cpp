@@ -5,17 +5,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <map>
 #include <optional>
 #include <set>
-#include <string_view>
+#include <span>
 #include <system_error>
 #include <utility>
 
+#include "DescriptorEntries.h"
 #include "LibXml.h"
 #include "XmlErrors.h"
 
@@ -23,17 +23,7 @@ namespace tool {
 
 namespace {
 
-constexpr char kDevices[] = "//SoftwareComponent/SupportedDevices/Device";
 constexpr std::size_t kIdDigits = 4;
-
-struct IdAttribute {
-  const char* name;
-  std::string SPCIInfo::*member;
-};
-constexpr std::array<IdAttribute, 4> kIds{{{"deviceID", &SPCIInfo::deviceID},
-                                           {"subDeviceID", &SPCIInfo::subDeviceID},
-                                           {"vendorID", &SPCIInfo::vendorID},
-                                           {"subVendorID", &SPCIInfo::subVendorID}}};
 
 /// Besides a drive maker's, a package may ship this one, for which the descriptor decides more than names.
 constexpr char kOwnLibrary[] = "the libnvme.so that comes with nvmepcissd";
@@ -52,9 +42,10 @@ std::string elementName(const xmlNode* node) {
 }
 
 /// What is equal for entries that match the same drives.
-std::string identity(const SPCIInfo& entry) {
+std::string identity(const descriptor::Entry& entry) {
   std::string ids;
-  for (const auto& [name, member] : kIds) ids += entry.*member + ':';
+  for (std::size_t i = 0; i < descriptor::kIdNames.size(); ++i)
+    ids += descriptor::zeroFilled(entry.id(descriptor::Id(i))) + ':';
   std::transform(ids.begin(), ids.end(), ids.begin(), [](unsigned char c) { return std::tolower(c); });
   return ids;
 }
@@ -84,19 +75,25 @@ const xmlNode* following(const xmlNode* node) {
   return node->next;
 }
 
-/// Goes through the descriptor in the order of the component, with the one record that it never clears.
+/// Looks at every device with its entries, in document order.
 class Reading {
  public:
   Reading(std::filesystem::path file, xmlDoc* document) : m_file(std::move(file)), m_document(document) {}
 
-  Descriptor run() {
-    const libxml::Owned<xmlXPathObject> devices = libxml::select(m_document, kDevices);
+  Findings run() {
+    const libxml::Owned<xmlXPathObject> devices = libxml::select(m_document, descriptor::kDevices);
     const auto nodes = libxml::nodes(devices);
-    for (xmlNode* device : nodes) readDevice(device);
+    const std::vector<descriptor::Entry> entries = descriptor::entries(nodes);
+    auto entry = entries.begin();
+    for (const xmlNode* device : nodes) {
+      const auto first = entry;
+      while (entry != entries.end() && entry->device() == device) ++entry;
+      readDevice(device, {first, entry});
+    }
     reportUnread({nodes.begin(), nodes.end()});
-    std::stable_sort(m_descriptor.findings.begin(), m_descriptor.findings.end(),
+    std::stable_sort(m_findings.begin(), m_findings.end(),
                      [](const Finding& left, const Finding& right) { return left.line < right.line; });
-    return std::move(m_descriptor);
+    return std::move(m_findings);
   }
 
  private:
@@ -106,30 +103,25 @@ class Reading {
   };
 
   void report(const xmlNode* at, std::string problem, std::string atRunTime, std::string remedy) {
-    m_descriptor.findings.push_back(
-        {m_file, xmlGetLineNo(at), std::move(problem), std::move(atRunTime), std::move(remedy)});
+    m_findings.push_back({m_file, lineOf(at), std::move(problem), std::move(atRunTime), std::move(remedy)});
   }
 
-  void readDevice(const xmlNode* device) {
-    m_working.componentID = libxml::attributeOrEmpty(device, "componentID");
-    if (m_working.componentID.empty()) {
+  static long lineOf(const xmlNode* node) { return xmlGetLineNo(node); }
+
+  void readDevice(const xmlNode* device, std::span<const descriptor::Entry> entries) {
+    if (*libxml::attributeOrEmpty(device, "componentID") == '\0') {
       report(device, "Device has no componentID", "its component id reads as an empty text",
              "add componentID=\"...\"" + misspelt(device, "componentID"));
     }
-    bool identified = false;
+    for (const descriptor::Entry& entry : entries) readEntry(entry);
     for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
-      if (libxml::isNamed(child, "PCIInfo")) {
-        readEntry(child);
-        identified = true;
-      } else if (libxml::isNamed(child, "Display")) {
-        checkName(child);
-      }
+      if (libxml::isNamed(child, "Display")) checkName(child);
     }
-    if (identified) {
-      reportUnusedNames(device);
-    } else {
+    if (entries.empty()) {
       report(device, "Device has no PCIInfo", "no drive ever matches it, and its Display is never used",
              "add a PCIInfo with the drive's four ids before the Display");
+    } else {
+      reportUnusedNames(device);
     }
   }
 
@@ -144,31 +136,27 @@ class Reading {
     }
   }
 
-  void readEntry(const xmlNode* pciInfo) {
-    for (std::size_t i = 0; i < kIds.size(); ++i) readId(pciInfo, i);
-    readName(pciInfo);
-    reportTwin(pciInfo);
-    m_descriptor.entries.push_back(m_working);
+  void readEntry(const descriptor::Entry& entry) {
+    for (std::size_t i = 0; i < descriptor::kIdNames.size(); ++i) readId(entry, descriptor::Id(i));
+    readName(entry);
+    reportTwin(entry);
   }
 
-  void readId(const xmlNode* pciInfo, std::size_t i) {
-    const auto& [name, member] = kIds.at(i);
-    std::string& id = m_working.*member;
-    const char* const written = libxml::attribute(pciInfo, name);
-    if (written == nullptr) {
-      report(pciInfo, std::string("PCIInfo has no ") + name,
-             m_idLines.at(i) == 0 ? "the id stays empty: no drive matches this entry"
-                                  : "it takes over " + inQuotes(id) + " from " + onLine(m_idLines.at(i)) +
-                                        "; " + kOwnLibrary + " lists and flashes the drives with that id",
-             std::string("add ") + name + "=\"....\" with the four hexadecimal digits of the drive's id" +
-                 misspelt(pciInfo, name));
+  void readId(const descriptor::Entry& entry, descriptor::Id which) {
+    const std::string name = descriptor::kIdNames.at(which);
+    const std::string id = descriptor::zeroFilled(entry.id(which));
+    const xmlNode* const origin = entry.idOrigin(which);
+    if (origin == entry.pciInfo) {
+      if (const std::string reason = unmatchable(id); !reason.empty())
+        reportUnmatchable(entry.pciInfo, name, entry.id(which), id, reason);
       return;
     }
-    id = written;
-    if (id.size() < kIdDigits) id.insert(0, kIdDigits - id.size(), '0');
-    m_idLines.at(i) = xmlGetLineNo(pciInfo);
-    if (const std::string reason = unmatchable(id); !reason.empty())
-      reportUnmatchable(pciInfo, name, written, id, reason);
+    report(entry.pciInfo, "PCIInfo has no " + name,
+           origin == nullptr ? "the id stays empty: no drive matches this entry"
+                             : "it takes over " + inQuotes(id) + " from " + onLine(lineOf(origin)) + "; " +
+                                   kOwnLibrary + " lists and flashes the drives with that id",
+           "add " + name + "=\"....\" with the four hexadecimal digits of the drive's id" +
+               misspelt(entry.pciInfo, name));
   }
 
   void reportUnmatchable(const xmlNode* pciInfo, const std::string& name, const std::string& written,
@@ -187,44 +175,43 @@ class Reading {
             : "write the four hexadecimal digits of the drive's id, without 0x");
   }
 
-  /// The name is the first Display with a text behind the entry in its Device; one without keeps the name of
-  /// the entry before, of whatever Device.
-  void readName(const xmlNode* pciInfo) {
-    const xmlNode* emptyDisplay = nullptr;
-    for (const xmlNode* sibling = pciInfo->next; sibling != nullptr; sibling = sibling->next) {
-      if (!libxml::isNamed(sibling, "Display")) continue;
-      if (const char* const text = libxml::firstText(sibling)) {
-        m_working.displayName = text;
-        m_nameLine = xmlGetLineNo(sibling);
-        m_namesTold.insert(sibling);
-        return;
-      }
-      emptyDisplay = sibling;
+  void readName(const descriptor::Entry& entry) {
+    if (entry.hasOwnDisplay) {
+      m_namesTold.insert(entry.display);
+      return;
     }
-    const std::string consequence =
-        m_nameLine == 0
-            ? "drives that match " + onLine(xmlGetLineNo(pciInfo)) + " are shown without a name"
-            : "drives that match " + onLine(xmlGetLineNo(pciInfo)) + " are shown under the name " +
-                  inQuotes(m_working.displayName) + ", carried over from " + onLine(m_nameLine);
-    if (emptyDisplay != nullptr) {
-      report(emptyDisplay, "Display is empty", consequence,
+    const std::string drives = "drives that match " + onLine(lineOf(entry.pciInfo)) + " are shown ";
+    const std::string consequence = entry.display == nullptr
+                                        ? drives + "without a name"
+                                        : drives + "under the name " + inQuotes(entry.name()) +
+                                              ", carried over from " + onLine(lineOf(entry.display));
+    if (entry.displaysPassed > 0) {
+      report(lastDisplay(entry), "Display is empty", consequence,
              "give the Display the drive's marketing name as its text");
-    } else if (const xmlNode* const before = libxml::firstChildNamed(pciInfo->parent, "Display")) {
+    } else if (const xmlNode* const before = libxml::firstChildNamed(entry.device(), "Display")) {
       m_namesTold.insert(before);
-      report(before, "Display stands before its PCIInfo (" + onLine(xmlGetLineNo(pciInfo)) + ")", consequence,
+      report(before, "Display stands before its PCIInfo (" + onLine(lineOf(entry.pciInfo)) + ")", consequence,
              "move the Display behind the last PCIInfo that it names");
     } else {
-      report(pciInfo, "PCIInfo has no Display behind it in its Device", consequence,
+      report(entry.pciInfo, "PCIInfo has no Display behind it in its Device", consequence,
              "add a Display with the drive's marketing name behind the PCIInfo");
     }
   }
 
-  void reportTwin(const xmlNode* pciInfo) {
-    const Named current{xmlGetLineNo(pciInfo), m_working.displayName};
-    const auto [place, isFirst] = m_named.try_emplace(identity(m_working), current);
+  static const xmlNode* lastDisplay(const descriptor::Entry& entry) {
+    const xmlNode* last = nullptr;
+    for (const xmlNode* sibling = entry.pciInfo; sibling != nullptr; sibling = sibling->next) {
+      if (libxml::isNamed(sibling, "Display")) last = sibling;
+    }
+    return last;
+  }
+
+  void reportTwin(const descriptor::Entry& entry) {
+    const Named current{lineOf(entry.pciInfo), entry.name()};
+    const auto [place, isFirst] = m_named.try_emplace(identity(entry), current);
     if (isFirst) return;
     const Named before = std::exchange(place->second, current);
-    report(pciInfo, "PCIInfo has the same four ids as " + onLine(before.line),
+    report(entry.pciInfo, "PCIInfo has the same four ids as " + onLine(before.line),
            current.name == before.name ? "no difference: both give the name " + inQuotes(current.name)
                                        : "the last one wins: drives with these ids are shown as " +
                                              inQuotes(current.name) + ", never as " + inQuotes(before.name),
@@ -296,10 +283,10 @@ class Reading {
   }
 
   /// A hint for the remedy when the attribute is there in other letters.
-  static std::string misspelt(const xmlNode* element, const char* name) {
+  static std::string misspelt(const xmlNode* element, const std::string& name) {
     for (const xmlAttr* attribute = element->properties; attribute != nullptr; attribute = attribute->next) {
       const char* const written = reinterpret_cast<const char*>(attribute->name);
-      if (strcasecmp(written, name) == 0 && std::strcmp(written, name) != 0) {
+      if (strcasecmp(written, name.c_str()) == 0 && written != name) {
         return std::string("; it is written ") + written + " there";
       }
     }
@@ -308,12 +295,9 @@ class Reading {
 
   std::filesystem::path m_file;
   xmlDoc* m_document;
-  SPCIInfo m_working;
-  std::array<long, kIds.size()> m_idLines{};  // where each id of m_working was written, 0: nowhere yet
-  long m_nameLine = 0;                        // likewise for its name
-  std::map<std::string, Named> m_named;       // by identity: the last entry so far
-  std::set<const xmlNode*> m_namesTold;       // the Displays that name an entry, or were reported
-  Descriptor m_descriptor;
+  std::map<std::string, Named> m_named;  // by identity: the last entry so far
+  std::set<const xmlNode*> m_namesTold;  // the Displays that name an entry, or were reported
+  Findings m_findings;
 };
 
 constexpr char kNoNoise[] = "; nothing reports it";
@@ -338,16 +322,16 @@ std::optional<Finding> unreadable(const std::filesystem::path& file) {
 
 }  // namespace
 
-Descriptor checkDescriptor(const std::filesystem::path& file) {
-  if (const std::optional<Finding> finding = unreadable(file)) return {.findings = {*finding}};
+Findings checkDescriptor(const std::filesystem::path& file) {
+  if (const std::optional<Finding> finding = unreadable(file)) return {*finding};
   const XmlErrors errors;
   // The options make the tree that the component's own parsing makes, and keep line numbers besides.
   const libxml::Owned<xmlDoc> document(
       xmlReadFile(file.c_str(), nullptr, XML_PARSE_NOBLANKS | XML_PARSE_NONET | XML_PARSE_BIG_LINES));
   if (document == nullptr) {
     const XmlError error = errors.first().value_or(XmlError{0, 0, "it cannot be parsed"});
-    return {.findings = {{file, error.line, "descriptor is not well-formed: " + error.message,
-                          withoutNames(kNoise), "mend the XML; xmllint shows the place as well"}}};
+    return {{file, error.line, "descriptor is not well-formed: " + error.message, withoutNames(kNoise),
+             "mend the XML; xmllint shows the place as well"}};
   }
   return Reading(file, document.get()).run();
 }

@@ -193,7 +193,7 @@ Findings checkPermissions(const fs::path& folder) {
 }  // namespace
 
 Findings checkPackage(const fs::path& folder) {
-  Findings findings = checkDescriptor(folder / "package.xml").findings;
+  Findings findings = checkDescriptor(folder / "package.xml");
   for (const auto check : {checkPayload, checkLibrary, checkInstallScript, checkExecutable, checkFolderName,
                            checkMarker, checkPermissions}) {
     append(findings, check(folder));

@@ -7,7 +7,12 @@
 namespace tool {
 
 /// Everything in a component folder that the component would stumble over without a word: its descriptor,
-/// payload, drive library, install script, marker file and permissions. Reads only; runs nothing.
+/// payload, drive library, install script, marker file and permissions. Reads only; runs nothing of the
+/// folder.
+///
+/// Findings are collected: a defect does not end the check, but what cannot be told because of it is left out
+/// (a descriptor that cannot be parsed has no traps on its lines). The component stops at its first defect,
+/// so a run may show only the first of several consequences.
 Findings checkPackage(const std::filesystem::path& folder);
 
 }  // namespace tool
