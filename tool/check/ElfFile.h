@@ -1,14 +1,12 @@
-// What the dynamic loader would make of a shared library, told from its file alone: nothing of it is loaded
-// or run. The layout is that of elf(5).
+// What a shared library or an executable says about itself. Read with elfutils' libelf from the file alone:
+// nothing of it is loaded or run. The layout is that of elf(5).
 
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <set>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -26,30 +24,28 @@ struct ElfArchitecture {
   std::string name() const;
 };
 
-/// A library or an executable.
 struct ElfFile {
-  ElfArchitecture architecture{};
+  ElfArchitecture architecture{};  ///< all zero when the file is no ELF file
 
-  /// Why the dynamic loader would refuse the file (as "is an executable, not a library"); empty when it would
-  /// not. With a text here, everything below is empty.
-  std::string refusal{};
+  /// Why the file is not fit to be handed to the loader (as "is cut off: ..."); empty when it is. Everything
+  /// below is then empty or incomplete.
+  std::string damage{};
 
-  std::map<std::string, bool> exports{};  ///< what others may bind to; true for what can be called
-  std::set<std::string> imports{};        ///< what must be bound for the file to load
+  bool isExecutable = false;              ///< an executable, position-independent or not
+  bool opensNever = false;                ///< its linker flags forbid loading it at run time
+  bool hasSymbols = false;                ///< false without a section table: nothing is known of symbols
+  std::string soname{};                   ///< the name that other files need it by
   std::vector<std::string> needed{};      ///< the libraries that it asks for, by name
   std::string searchPath{};               ///< its own folders to look for them in, between colons
-
-  std::set<std::string> versions{};  ///< that its symbols have, as "GLIBC_2.36"; none without versions
-  std::map<std::string, std::set<std::string>> neededVersions{};  ///< by library: those that it must have
+  std::map<std::string, bool> exports{};  ///< what others may bind to; true for what can be called
+  std::set<std::string> imports{};        ///< what must be bound for the file to load
 };
 
-/// Reads a file's bytes. Anything is fair input: every offset in the file is checked before it is followed,
-/// and time and memory stay in proportion to its size. False, with the reason in `file.refusal`, when the
-/// bytes are no ELF file at all; true with a reason there when they are one that would not load as a library.
-/// An executable is read in full when `executable` is set.
-bool readElf(std::span<const std::byte> content, bool executable, ElfFile& file);
+/// Reads the file at `path`, which may hold anything. Time and memory stay in proportion to its size. A file
+/// that cannot be opened, or that is not a regular one, has the reason in `damage`.
+ElfFile readElf(const std::filesystem::path& path);
 
-/// Likewise for the file at `path`, which is mapped, not read.
-bool readElf(const std::filesystem::path& path, bool executable, ElfFile& file);
+/// The architecture of this very program.
+ElfArchitecture thisMachine();
 
 }  // namespace tool

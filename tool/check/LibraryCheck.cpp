@@ -1,6 +1,5 @@
 #include "LibraryCheck.h"
 
-#include <glob.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,16 +7,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
-#include <fstream>
-#include <memory>
-#include <optional>
-#include <sstream>
+#include <map>
+#include <set>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "ElfFile.h"
+#include "Loader.h"
 
 namespace fs = std::filesystem;
 
@@ -27,6 +24,8 @@ namespace {
 
 constexpr std::array<const char*, 3> kEntryPoints{"NVMEDiscoverDrives", "NVMEGetDriveInfo",
                                                   "NVMEUpdateFirmware"};
+/// The name that the component opens it by.
+constexpr char kLibrary[] = "./libnvme.so";
 
 constexpr char kNothingWorks[] =
     "an inventory is an empty document with exit status 0, an update ends with exit status 1";
@@ -40,150 +39,53 @@ constexpr char kNoOtherLibrary[] =
 constexpr char kShipWhole[] =
     "ship the drive maker's library for the servers' architecture, whole and unchanged";
 
-std::vector<fs::path> split(const std::string& folders) {
-  std::vector<fs::path> list;
-  std::istringstream stream(folders);
-  for (std::string folder; std::getline(stream, folder, ':');) {
-    if (!folder.empty()) list.emplace_back(folder);
-  }
-  return list;
-}
-
-std::vector<fs::path> filesMatching(const std::string& pattern) {
-  glob_t found{};
-  const std::unique_ptr<glob_t, void (*)(glob_t*)> owner(&found, globfree);
-  if (glob(pattern.c_str(), 0, nullptr, &found) != 0) return {};
-  return {found.gl_pathv, found.gl_pathv + found.gl_pathc};
-}
-
-/// Adds the folders that a configuration file of the loader names to `folders`, and the files that it
-/// includes to `files`, once each: a file may include itself.
-void readLoaderConfiguration(const fs::path& file, std::vector<fs::path>& folders,
-                             std::vector<fs::path>& files) {
-  std::ifstream stream(file);
-  for (std::string line; std::getline(stream, line);) {
-    std::istringstream words(line.substr(0, line.find('#')));
-    std::string word;
-    if (!(words >> word)) continue;
-    if (word != "include") {
-      folders.emplace_back(word);
-      continue;
-    }
-    while (words >> word) {
-      for (const fs::path& included : filesMatching(file.parent_path() / word)) {
-        if (std::find(files.begin(), files.end(), included) == files.end()) files.push_back(included);
-      }
-    }
-  }
-}
-
-/// Where the loader looks for every process's libraries, besides LD_LIBRARY_PATH.
-const std::vector<fs::path>& systemFolders() {
-  static const std::vector<fs::path> kFolders = [] {
-    std::vector<fs::path> folders;
-    std::vector<fs::path> files{"/etc/ld.so.conf"};
-    for (std::size_t i = 0; i < files.size(); ++i)
-      readLoaderConfiguration(fs::path(files[i]), folders, files);
-    folders.insert(folders.end(), {"/lib", "/usr/lib", "/lib64", "/usr/lib64"});
-    return folders;
-  }();
-  return kFolders;
-}
-
-/// The files that one process would have loaded, and what they offer to each other.
-class LoadScope {
- public:
-  explicit LoadScope(ElfArchitecture architecture) : m_architecture(architecture) {}
-
-  /// Takes in a file of `folder` and all that it needs, however indirectly.
-  void add(const ElfFile& file, const fs::path& folder) {
-    std::deque<Loaded> queue{{file, folder}};
-    for (; !queue.empty(); queue.pop_front()) addOne(queue.front(), queue);
-  }
-
-  const std::vector<std::string>& missing() const { return m_missing; }
-  const std::map<std::string, bool>& exports() const { return m_exports; }
-
-  /// Versions of symbols that a library is to have and has not, as "GLIBC_2.38 of libc.so.6".
-  std::vector<std::string> missingVersions() const {
-    std::vector<std::string> list;
-    for (const auto& [library, needed] : m_neededVersions) {
-      const auto loaded = m_versions.find(library);
-      // The loader only warns of a library without any versions.
-      if (loaded == m_versions.end() || loaded->second.empty()) continue;
-      for (const std::string& version : needed) {
-        if (!loaded->second.contains(version))
-          list.push_back(std::string(version).append(" of ").append(library));
-      }
-    }
-    return list;
-  }
-
- private:
-  struct Loaded {
-    ElfFile file;
-    fs::path folder;
-  };
-
-  /// What it needs itself goes to the end of `queue`.
-  void addOne(const Loaded& user, std::deque<Loaded>& queue) {
-    m_exports.insert(user.file.exports.begin(), user.file.exports.end());
-    for (const auto& [library, versions] : user.file.neededVersions)
-      m_neededVersions[library].insert(versions.begin(), versions.end());
-    for (const std::string& name : user.file.needed) {
-      if (!m_loaded.insert(name).second) continue;
-      ElfFile library;
-      if (const auto path = find(name, user.file, user.folder, library)) {
-        m_versions[name] = library.versions;
-        queue.push_back({std::move(library), path->parent_path()});
-      } else {
-        m_missing.push_back(name);
-      }
-    }
-  }
-
-  std::optional<fs::path> find(const std::string& name, const ElfFile& user, const fs::path& folder,
-                               ElfFile& library) const {
-    const auto fits = [&](const fs::path& path) {
-      return readElf(path, false, library) && library.architecture == m_architecture &&
-             library.refusal.empty();
-    };
-    if (name.find('/') != std::string::npos) return fits(name) ? std::optional<fs::path>(name) : std::nullopt;
-    for (const fs::path& place : searchPath(user, folder)) {
-      if (fits(place / name)) return place / name;
-    }
-    return std::nullopt;
-  }
-
-  static std::vector<fs::path> searchPath(const ElfFile& user, const fs::path& folder) {
-    const char* const environment = std::getenv("LD_LIBRARY_PATH");
-    std::vector<fs::path> path = split(environment == nullptr ? "" : environment);
-    for (const fs::path& own : split(user.searchPath)) path.push_back(withOrigin(own, folder));
-    path.insert(path.end(), systemFolders().begin(), systemFolders().end());
-    return path;
-  }
-
-  static fs::path withOrigin(std::string path, const fs::path& folder) {
-    for (const std::string_view origin : {"${ORIGIN}", "$ORIGIN"}) {
-      const std::size_t place = path.find(origin);
-      if (place != std::string::npos) path.replace(place, origin.size(), folder.string());
-    }
-    return path;
-  }
-
-  ElfArchitecture m_architecture;
-  std::map<std::string, bool> m_exports;
-  std::set<std::string> m_loaded;
-  std::vector<std::string> m_missing;
-  std::map<std::string, std::set<std::string>> m_versions;        // by library: those that it has
-  std::map<std::string, std::set<std::string>> m_neededVersions;  // likewise: those that others need
+/// The process that opens the drive library: the folder's executable with what it has loaded at its start.
+/// Without a readable executable for this machine, any process of this machine.
+struct Process {
+  ElfFile executable{.architecture = thisMachine()};
+  bool isFolders = false;
+  std::vector<std::string> libraries{};  ///< what the executable needs, by path
 };
+
+std::string loaderPath() {
+  const char* const path = std::getenv("LD_LIBRARY_PATH");
+  return path == nullptr ? "" : path;
+}
+
+/// The executable's own folders, searched after those of LD_LIBRARY_PATH.
+std::string searchPathOf(const ElfFile& executable, const fs::path& path, const fs::path& folder) {
+  std::error_code error;
+  const fs::path origin = fs::canonical(path, error).parent_path();
+  const std::string folders = origin == fs::canonical(folder, error) ? "." : origin.string();
+  std::string expanded = executable.searchPath;
+  for (const std::string_view variable : {"${ORIGIN}", "$ORIGIN"}) {
+    for (std::size_t place = 0; (place = expanded.find(variable)) != std::string::npos;)
+      expanded.replace(place, variable.size(), folders);
+  }
+  const std::string before = loaderPath();
+  return before + (before.empty() || expanded.empty() ? "" : ":") + expanded;
+}
+
+Process processOf(const fs::path& folder) {
+  const fs::path path = folder / "nvmepcissd";
+  Process process{.executable = readElf(path)};
+  if (!process.executable.damage.empty()) return {};
+  process.isFolders = true;
+  if (process.executable.architecture != thisMachine()) return process;
+  const LoaderAnswer answer =
+      askLoader(folder, process.executable.needed, searchPathOf(process.executable, path, folder));
+  for (const std::string& name : process.executable.needed) {
+    const auto found = answer.libraries.find(name);
+    if (found != answer.libraries.end() && !found->second.empty()) process.libraries.push_back(found->second);
+  }
+  return process;
+}
 
 class Inspection {
  public:
-  explicit Inspection(const fs::path& folder) : m_folder(folder), m_path(folder / "libnvme.so") {
-    m_hasExecutable = readElf(folder / "nvmepcissd", true, m_process) && m_process.refusal.empty();
-    if (!m_hasExecutable) readElf("/proc/self/exe", true, m_process);
+  Inspection(const fs::path& folder, std::chrono::milliseconds limit)
+      : m_folder(folder), m_path(folder / kLibrary), m_limit(limit), m_process(processOf(folder)) {
+    m_path = m_path.lexically_normal();
   }
 
   Findings run() {
@@ -197,16 +99,8 @@ class Inspection {
     } else if (fs::is_fifo(m_path, error)) {
       report("drive library cannot be loaded: it is a pipe",
              "opening it waits until something writes to it: the run hangs", kShipWhole);
-    } else if (readElf(m_path, false, m_library) && m_library.architecture != m_process.architecture) {
-      reportRefusal("is for " + m_library.architecture.name() + ", while " +
-                        (m_hasExecutable ? "nvmepcissd" : "this machine") + " is " +
-                        m_process.architecture.name(),
-                    m_library.architecture.byteOrder == m_process.architecture.byteOrder ? kOtherLibrary
-                                                                                         : kNoOtherLibrary);
-    } else if (!m_library.refusal.empty()) {
-      reportRefusal(m_library.refusal, kNoOtherLibrary);
     } else {
-      checkBindings();
+      checkFile();
     }
     return std::move(m_findings);
   }
@@ -217,15 +111,98 @@ class Inspection {
   }
 
   void reportRefusal(const std::string& reason, const std::string& consequence) {
-    report("drive library cannot be loaded: it " + reason, consequence + kNothingWorks, kShipWhole);
+    report("drive library cannot be loaded: " + reason, consequence + kNothingWorks, kShipWhole);
   }
 
-  void checkBindings() {
-    LoadScope process(m_process.architecture);
-    if (m_hasExecutable) process.add(m_process, m_folder);
-    LoadScope own(m_process.architecture);
-    own.add(m_library, m_folder);
-    for (const std::string& name : own.missing()) {
+  void checkFile() {
+    const ElfFile& library = fileAt(kLibrary);
+    const ElfArchitecture& own = library.architecture;
+    const ElfArchitecture& other = m_process.executable.architecture;
+    if (own != ElfArchitecture{} && own != other) {
+      reportRefusal("it is for " + own.name() + ", while " +
+                        (m_process.isFolders ? "nvmepcissd" : "this machine") + " is " + other.name(),
+                    own.byteOrder == other.byteOrder ? kOtherLibrary : kNoOtherLibrary);
+    } else if (!library.damage.empty()) {
+      reportRefusal("it " + library.damage, kNoOtherLibrary);
+    } else if (library.opensNever) {
+      reportRefusal("it forbids being loaded at run time", kNoOtherLibrary);
+    } else if (other == thisMachine()) {
+      askTheLoader();
+    }
+  }
+
+  void askTheLoader() {
+    std::vector<std::string> names = m_process.libraries;
+    names.emplace_back(kLibrary);
+    m_answer = askLoader(m_folder, names, loaderPath(), m_limit);
+    switch (m_answer.end) {
+      case LoaderAnswer::End::kListed:
+        return checkListing();
+      case LoaderAnswer::End::kStopped:
+        return reportRefusal(m_answer.reason, kNoOtherLibrary);
+      case LoaderAnswer::End::kCrashed:
+        return report("drive library cannot be loaded: the loader crashes on it (" +
+                          std::string(strsignal(m_answer.signal)) + ")",
+                      "the run is ended by this signal, without a document", kShipWhole);
+      case LoaderAnswer::End::kHung:
+        return report("drive library cannot be loaded: the loader was still at it after " +
+                          std::to_string(m_limit.count()) + " ms and was ended",
+                      "the run hangs as well", kShipWhole);
+      case LoaderAnswer::End::kUnavailable:
+        return report(
+            "drive library was not checked: this machine's loader cannot be asked what it would load",
+            "unknown", "check the package on a machine with glibc");
+    }
+  }
+
+  void checkListing() {
+    if (const auto refusal = m_answer.refusals.find(kLibrary); refusal != m_answer.refusals.end())
+      return reportRefusal(refusal->second, kNoOtherLibrary);
+    const bool complete = reportMissing() && reportVersions();
+    if (complete) reportUnbound();
+    for (const char* const name : kEntryPoints) checkEntryPoint(name);
+  }
+
+  const ElfFile& fileAt(const fs::path& path) {
+    const auto known = m_files.find(path);
+    return known != m_files.end() ? known->second
+                                  : m_files.emplace(path, readElf(m_folder / path)).first->second;
+  }
+
+  /// Where the loader has found what a file needs by `name`; empty when it has not.
+  fs::path pathOf(const std::string& name) {
+    const auto listed = m_answer.libraries.find(name);
+    if (listed != m_answer.libraries.end() && !listed->second.empty()) return listed->second;
+    // What was preloaded is listed by its path, whatever it is needed by: the name of its file, by which the
+    // executable needs it, or the name that it gives itself.
+    for (const auto& [asked, path] : m_answer.libraries) {
+      if (asked.find('/') == std::string::npos) continue;
+      if (path.filename() == name || fileAt(path).soname == name) return path;
+    }
+    return {};
+  }
+
+  /// The file at `path` and everything that it needs, however indirectly. What was not found is in `missing`.
+  std::set<fs::path> closure(const fs::path& path, std::vector<std::string>& missing) {
+    std::set<fs::path> paths{path};
+    std::vector<std::string> names = fileAt(path).needed;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const fs::path place = pathOf(names[i]);
+      if (place.empty()) {
+        if (std::find(missing.begin(), missing.end(), names[i]) == missing.end()) missing.push_back(names[i]);
+      } else if (paths.insert(place).second) {
+        const std::vector<std::string>& needed = fileAt(place).needed;
+        names.insert(names.end(), needed.begin(), needed.end());
+      }
+    }
+    return paths;
+  }
+
+  /// False when something is missing.
+  bool reportMissing() {
+    std::vector<std::string> missing;
+    m_own = closure(kLibrary, missing);
+    for (const std::string& name : missing) {
       report(
           "drive library cannot be loaded: " + name + ", which it needs, is not on the loader's search path",
           std::string(kNoOtherLibrary) + kNothingWorks,
@@ -233,34 +210,66 @@ class Inspection {
               " on the servers; beside the drive library it is found only when the latter was "
               "linked with the run path $ORIGIN");
     }
-    for (const std::string& version : own.missingVersions()) {
-      report("drive library cannot be loaded: it was linked for " + version + ", which is older here",
+    return missing.empty();
+  }
+
+  bool reportVersions() {
+    bool complete = true;
+    for (const MissingVersion& missing : m_answer.missingVersions) {
+      if (!m_own.contains(missing.requiredBy)) continue;
+      complete = false;
+      report("drive library cannot be loaded: it was linked for " + missing.version + " of " +
+                 missing.library + ", which is older here",
              std::string(kNoOtherLibrary) + kNothingWorks,
              "have the library built for the oldest system that it is to run on; check on one of the servers "
              "when they are newer than this machine");
     }
-    if (own.missing().empty() && own.missingVersions().empty()) reportUnbound(own, process);
-    for (const char* const name : kEntryPoints) checkEntryPoint(name, own.exports());
+    return complete;
   }
 
-  /// Everything is bound when the library is opened, so one name too many keeps it out.
-  void reportUnbound(const LoadScope& own, const LoadScope& process) {
-    for (const std::string& name : m_library.imports) {
-      if (own.exports().contains(name) || process.exports().contains(name)) continue;
-      report("drive library cannot be loaded: " + name +
-                 ", which it uses, is in none of the libraries that it needs",
-             std::string(kNoOtherLibrary) + kNothingWorks,
-             "have the library linked with what defines " + name);
+  /// Everything is bound when the library is opened, for the libraries that come with it as well: one name
+  /// too many keeps it out.
+  void reportUnbound() {
+    std::vector<std::string> ignored;
+    const std::set<fs::path> others =
+        m_process.isFolders ? closure("nvmepcissd", ignored) : std::set<fs::path>{};
+    std::set<std::string> exports;
+    for (const std::set<fs::path>& paths : {m_own, others}) {
+      for (const fs::path& path : paths) {
+        for (const auto& [name, callable] : fileAt(path).exports) exports.insert(name);
+      }
+    }
+    for (const fs::path& path : m_own) {
+      if (others.contains(path)) continue;
+      for (const std::string& name : fileAt(path).imports) {
+        if (!exports.contains(name)) reportUnbound(name, path);
+      }
     }
   }
 
-  void checkEntryPoint(const std::string& name, const std::map<std::string, bool>& exports) {
-    const auto found = exports.find(name);
-    if (found == exports.end()) {
+  void reportUnbound(const std::string& name, const fs::path& user) {
+    report("drive library cannot be loaded: " + name + ", which " +
+               (user == kLibrary ? "it" : user.filename().string() + ", which it needs,") +
+               " uses, is in none of the libraries that are loaded",
+           std::string(kNoOtherLibrary) + kNothingWorks, "have the library linked with what defines " + name);
+  }
+
+  /// They may as well stand in a library that it needs.
+  void checkEntryPoint(const std::string& name) {
+    bool exported = false;
+    bool callable = false;
+    for (const fs::path& path : m_own) {
+      const std::map<std::string, bool>& exports = fileAt(path).exports;
+      const auto found = exports.find(name);
+      if (found == exports.end()) continue;
+      exported = true;
+      callable |= found->second;
+    }
+    if (!exported) {
       report("drive library lacks the entry point " + name,
              std::string("the library is closed again and no other is tried; ") + kNothingWorks,
              "ship a drive library that exports " + name + " by this very name");
-    } else if (!found->second) {
+    } else if (!callable) {
       report("the drive library's " + name + " is not a function",
              "calling it ends the process with a signal",
              "ship a drive library whose " + name + " is a function");
@@ -269,16 +278,18 @@ class Inspection {
 
   fs::path m_folder;
   fs::path m_path;
-  ElfFile m_process;
-  bool m_hasExecutable = false;
-  ElfFile m_library;
+  std::chrono::milliseconds m_limit;
+  Process m_process;
+  LoaderAnswer m_answer;
+  std::map<fs::path, ElfFile> m_files;  // those read so far, by path as the loader names them
+  std::set<fs::path> m_own;             // the drive library with what it needs
   Findings m_findings;
 };
 
 }  // namespace
 
-Findings checkLibrary(const fs::path& folder) {
-  return Inspection(folder).run();
+Findings checkLibrary(const fs::path& folder, std::chrono::milliseconds limit) {
+  return Inspection(folder, limit).run();
 }
 
 }  // namespace tool

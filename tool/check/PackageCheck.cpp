@@ -194,8 +194,10 @@ Findings checkPermissions(const fs::path& folder) {
 
 Findings checkPackage(const fs::path& folder) {
   Findings findings = checkDescriptor(folder / "package.xml");
-  for (const auto check : {checkPayload, checkLibrary, checkInstallScript, checkExecutable, checkFolderName,
-                           checkMarker, checkPermissions}) {
+  append(findings, checkPayload(folder));
+  append(findings, checkLibrary(folder));
+  for (const auto check :
+       {checkInstallScript, checkExecutable, checkFolderName, checkMarker, checkPermissions}) {
     append(findings, check(folder));
   }
   return findings;

@@ -1,67 +1,21 @@
 #include "PackageCheck.h"
 
-#include <elf.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "TestSupport.h"
+#include "PackageFolder.h"
 
 namespace fs = std::filesystem;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 namespace {
 
-const fs::path kLibraries = LIBRARIES_FOLDER;
-
-/// A component folder without findings, to be broken in one place.
-class PackageCheck : public testing::Test {
+class PackageCheck : public PackageFolder {
  protected:
-  PackageCheck() {
-    writeFile(folder() / "package.xml",
-              "<SoftwareComponent><SupportedDevices><Device componentID=\"1\">"
-              "<PCIInfo deviceID=\"a801\" subDeviceID=\"1001\" vendorID=\"f101\" subVendorID=\"f1a0\"/>"
-              "<Display>One</Display></Device></SupportedDevices></SoftwareComponent>");
-    writeFile(folder() / "payload" / "firmware.bin", "firmware");
-    writeFile(folder() / "fwkitinstall.sh", "#!/bin/sh\nexit 0\n");
-    useLibrary("whole.so");
-    setMode("fwkitinstall.sh", 0755);
-    for (const char* const file : {"package.xml", "payload/firmware.bin", "libnvme.so"}) setMode(file, 0644);
-    for (const char* const directory : {".", "payload"}) setMode(directory, 0755);
-  }
-
-  fs::path folder() const { return m_scratch.path() / "component"; }
-  void setMode(const std::string& name, mode_t mode) {
-    ASSERT_EQ(chmod((folder() / name).c_str(), mode), 0) << name;
-  }
-  void useLibrary(const std::string& name) {
-    fs::copy_file(kLibraries / name, folder() / "libnvme.so", fs::copy_options::overwrite_existing);
-  }
-  void write(const std::string& name, const std::string& content) {
-    writeFile(folder() / name, content);
-    setMode(name, 0644);
-  }
-
-  /// What the one finding says of the run.
-  std::string atRunTime() const {
-    const tool::Findings findings = tool::checkPackage(folder());
-    EXPECT_EQ(findings.size(), 1U);
-    return findings.empty() ? "" : findings.front().atRunTime;
-  }
-
-  /// "file: problem" of every finding, the file as seen from the folder.
-  std::vector<std::string> problems() const {
-    std::vector<std::string> list;
-    for (const tool::Finding& finding : tool::checkPackage(folder())) {
-      list.push_back(finding.file.lexically_relative(folder()).string() + ": " + finding.problem);
-    }
-    return list;
-  }
-
-  ScratchFolder m_scratch;
+  std::vector<std::string> problems() const { return problemsOf(tool::checkPackage(folder())); }
 };
 
 TEST_F(PackageCheck, AWholePackageHasNoFindings) {
@@ -95,87 +49,6 @@ TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
   EXPECT_THAT(problems(), ElementsAre("payload: payload is not a folder"));
 }
 
-TEST_F(PackageCheck, ALibraryThatTheLoaderRefusesIsFound) {
-  const fs::path library = folder() / "libnvme.so";
-  const std::string bytes = readFile(library);
-  fs::remove(library);
-  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library is missing"));
-  write("libnvme.so", "not a library");
-  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library cannot be loaded: it is not an ELF file"));
-  write("libnvme.so", bytes.substr(0, bytes.size() / 3));
-  EXPECT_THAT(problems(),
-              ElementsAre(StartsWith("libnvme.so: drive library cannot be loaded: it is cut off")));
-  std::string foreign = bytes;
-  foreign[18] = static_cast<char>(0xB7);  // the machine
-  write("libnvme.so", foreign);
-  EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is for 64-bit AArch64, while this machine is")));
-  write("libnvme.so", readFile(COMPONENT_EXECUTABLE));
-  EXPECT_THAT(problems(),
-              ElementsAre("libnvme.so: drive library cannot be loaded: it is an executable, not a library"));
-}
-
-/// The loader passes over libraries of other machines and stops at those that it cannot load.
-TEST_F(PackageCheck, AnotherLibraryIsOpenedOnlyInPlaceOfOneThatIsPassedOver) {
-  const std::string bytes = readFile(folder() / "libnvme.so");
-  const auto outcomeWith = [&](std::size_t place, char value) {
-    std::string changed = bytes;
-    changed[place] = value;
-    write("libnvme.so", changed);
-    return atRunTime();
-  };
-  constexpr std::size_t kMachine = 18;
-  EXPECT_THAT(outcomeWith(EI_CLASS, ELFCLASS32),
-              StartsWith("a libnvme.so on the loader's search path is opened"));
-  EXPECT_THAT(outcomeWith(kMachine, '\xB7'),
-              StartsWith("a libnvme.so on the loader's search path is opened"));
-  constexpr std::size_t kFatal[] = {EI_MAG1, EI_DATA, EI_VERSION, EI_OSABI};
-  for (const std::size_t place : kFatal)
-    EXPECT_THAT(outcomeWith(place, '\x02'), StartsWith("the loader looks no further than here")) << place;
-  useLibrary("needy.so");
-  EXPECT_THAT(atRunTime(), StartsWith("the loader looks no further than here"));
-  fs::remove(folder() / "libnvme.so");
-  EXPECT_THAT(atRunTime(), StartsWith("a libnvme.so on the loader's search path is opened"));
-}
-
-TEST_F(PackageCheck, ALibraryForANewerSystemIsFound) {
-  useLibrary("versioned.so");
-  fs::copy_file(kLibraries / "newer" / "libversioned_helper.so", folder() / "libversioned_helper.so");
-  setMode("libversioned_helper.so", 0644);
-  EXPECT_THAT(problems(), IsEmpty());
-  fs::copy_file(kLibraries / "older" / "libversioned_helper.so", folder() / "libversioned_helper.so",
-                fs::copy_options::overwrite_existing);
-  EXPECT_THAT(problems(),
-              ElementsAre("libnvme.so: drive library cannot be loaded: it was linked for HELPER_2 of "
-                          "libversioned_helper.so, which is older here"));
-}
-
-TEST_F(PackageCheck, TheLibraryIsMeasuredAgainstTheExecutableInTheFolder) {
-  std::string executable = readFile(COMPONENT_EXECUTABLE);
-  executable[18] = static_cast<char>(0xB7);
-  write("nvmepcissd", executable);
-  EXPECT_THAT(problems(), ElementsAre(HasSubstr("while nvmepcissd is 64-bit AArch64")));
-}
-
-TEST_F(PackageCheck, EntryPointsAreMissed) {
-  useLibrary("without_info.so");
-  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library lacks the entry point NVMEGetDriveInfo"));
-  useLibrary("data_update.so");
-  EXPECT_THAT(problems(),
-              ElementsAre("libnvme.so: the drive library's NVMEUpdateFirmware is not a function"));
-}
-
-TEST_F(PackageCheck, WhatTheLibraryNeedsMustBeFoundToo) {
-  useLibrary("unbound.so");
-  EXPECT_THAT(problems(),
-              ElementsAre(HasSubstr("helpDriveLibrary, which it uses, is in none of the libraries")));
-  useLibrary("needy.so");
-  EXPECT_THAT(problems(),
-              ElementsAre(HasSubstr("libtool_test_helper.so, which it needs, is not on the loader's")));
-  ASSERT_EQ(setenv("LD_LIBRARY_PATH", LIBRARIES_FOLDER, 1), 0);
-  EXPECT_THAT(problems(), IsEmpty());
-  unsetenv("LD_LIBRARY_PATH");
-}
-
 TEST_F(PackageCheck, AnExecutableThatIsALinkIsFound) {
   fs::create_symlink(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");
   EXPECT_THAT(problems(), Contains("nvmepcissd: the executable is a link"));
@@ -207,12 +80,6 @@ TEST_F(PackageCheck, TheInterpreterOfTheInstallScriptIsLookedForHere) {
     writeScript(line);
     EXPECT_THAT(problems(), IsEmpty()) << line;
   }
-}
-
-TEST_F(PackageCheck, ALibraryThatIsAPipeHangsTheRun) {
-  fs::remove(folder() / "libnvme.so");
-  ASSERT_EQ(mkfifo((folder() / "libnvme.so").c_str(), 0644), 0);
-  EXPECT_THAT(atRunTime(), HasSubstr("the run hangs"));
 }
 
 /// As root, chmod of a link to a device would change the device for the whole machine.

@@ -1,0 +1,153 @@
+#include "LibraryCheck.h"
+
+#include <elf.h>
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "PackageFolder.h"
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+class LibraryCheck : public PackageFolder {
+ protected:
+  ~LibraryCheck() override { unsetenv("LD_LIBRARY_PATH"); }
+
+  void setLoaderPath(const std::string& path) { setenv("LD_LIBRARY_PATH", path.c_str(), 1); }
+  std::vector<std::string> problems() const { return problemsOf(tool::checkLibrary(folder())); }
+  /// What the one finding says of the run.
+  std::string atRunTime() const {
+    const tool::Findings findings = tool::checkLibrary(folder());
+    EXPECT_EQ(findings.size(), 1U);
+    return findings.empty() ? "" : findings.front().atRunTime;
+  }
+};
+
+TEST_F(LibraryCheck, ALibraryThatTheLoaderRefusesIsFound) {
+  const std::string bytes = readFile(folder() / "libnvme.so");
+  fs::remove(folder() / "libnvme.so");
+  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library is missing"));
+  write("libnvme.so", "not a library");
+  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library cannot be loaded: it is not an ELF file"));
+  write("libnvme.so", bytes.substr(0, bytes.size() / 3));
+  EXPECT_THAT(problems(),
+              ElementsAre(StartsWith("libnvme.so: drive library cannot be loaded: it is cut off")));
+  std::string foreign = bytes;
+  foreign[18] = static_cast<char>(0xB7);  // the machine
+  write("libnvme.so", foreign);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is for 64-bit AArch64, while this machine is")));
+  write("libnvme.so", readFile(COMPONENT_EXECUTABLE));
+  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library cannot be loaded: cannot dynamically load "
+                                      "position-independent executable"));
+}
+
+/// The loader passes over libraries of other machines and stops at those that it cannot load.
+TEST_F(LibraryCheck, AnotherLibraryIsOpenedOnlyInPlaceOfOneThatIsPassedOver) {
+  const std::string bytes = readFile(folder() / "libnvme.so");
+  const auto outcomeWith = [&](std::size_t place, char value) {
+    std::string changed = bytes;
+    changed[place] = value;
+    write("libnvme.so", changed);
+    return atRunTime();
+  };
+  constexpr std::size_t kMachine = 18;
+  EXPECT_THAT(outcomeWith(EI_CLASS, ELFCLASS32),
+              StartsWith("a libnvme.so on the loader's search path is opened"));
+  EXPECT_THAT(outcomeWith(kMachine, '\xB7'),
+              StartsWith("a libnvme.so on the loader's search path is opened"));
+  constexpr std::size_t kFatal[] = {EI_MAG1, EI_DATA, EI_VERSION, EI_OSABI};
+  for (const std::size_t place : kFatal)
+    EXPECT_THAT(outcomeWith(place, '\x02'), StartsWith("the loader looks no further than here")) << place;
+  useLibrary("needy.so");
+  EXPECT_THAT(atRunTime(), StartsWith("the loader looks no further than here"));
+  fs::remove(folder() / "libnvme.so");
+  EXPECT_THAT(atRunTime(), StartsWith("a libnvme.so on the loader's search path is opened"));
+}
+
+TEST_F(LibraryCheck, ALibraryForANewerSystemIsFound) {
+  useLibrary("versioned.so");
+  addLibrary("newer/libversioned_helper.so", "libversioned_helper.so");
+  EXPECT_THAT(problems(), IsEmpty());
+  addLibrary("older/libversioned_helper.so", "libversioned_helper.so");
+  EXPECT_THAT(problems(),
+              ElementsAre("libnvme.so: drive library cannot be loaded: it was linked for HELPER_2 of "
+                          "libversioned_helper.so, which is older here"));
+}
+
+TEST_F(LibraryCheck, TheLibraryIsMeasuredAgainstTheExecutableInTheFolder) {
+  std::string executable = readFile(COMPONENT_EXECUTABLE);
+  executable[18] = static_cast<char>(0xB7);
+  write("nvmepcissd", executable);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("while nvmepcissd is 64-bit AArch64")));
+}
+
+TEST_F(LibraryCheck, EntryPointsAreMissed) {
+  useLibrary("without_info.so");
+  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library lacks the entry point NVMEGetDriveInfo"));
+  useLibrary("data_update.so");
+  EXPECT_THAT(problems(),
+              ElementsAre("libnvme.so: the drive library's NVMEUpdateFirmware is not a function"));
+}
+
+TEST_F(LibraryCheck, WhatTheLibraryNeedsMustBeFoundToo) {
+  useLibrary("unbound.so");
+  EXPECT_THAT(
+      problems(),
+      ElementsAre(HasSubstr("helpDriveLibrary, which it uses, is in none of the libraries that are loaded")));
+  useLibrary("needy.so");
+  EXPECT_THAT(problems(),
+              ElementsAre(HasSubstr("libtool_test_helper.so, which it needs, is not on the loader's")));
+  setLoaderPath(kLibraries);
+  EXPECT_THAT(problems(), IsEmpty());
+}
+
+TEST_F(LibraryCheck, RelativeFoldersAreSeenFromTheComponentFolder) {
+  useLibrary("needy.so");
+  fs::create_directory(folder() / "lib");
+  addLibrary("libtool_test_helper.so", "lib/libtool_test_helper.so");
+  setLoaderPath("lib");
+  EXPECT_THAT(problems(), IsEmpty());
+  unsetenv("LD_LIBRARY_PATH");
+  useLibrary("relative.so");
+  EXPECT_THAT(problems(), IsEmpty());
+}
+
+TEST_F(LibraryCheck, WhatTheProcessHasLoadedNeedNotBeFoundAgain) {
+  fs::copy_file(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");
+  fs::copy_file(ROLLBACK_LIBRARY, folder() / "librbkl.so.0");
+  useLibrary("needs_rollback.so");
+  EXPECT_THAT(problems(), IsEmpty());
+  fs::remove(folder() / "nvmepcissd");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("librbkl.so.0, which it needs, is not on the loader's")));
+}
+
+TEST_F(LibraryCheck, ANameThatIsMissingTwoLibrariesDownIsFound) {
+  useLibrary("needs_unbound.so");
+  addLibrary("libunbound_helper.so", "libunbound_helper.so");
+  EXPECT_THAT(
+      problems(),
+      ElementsAre(HasSubstr("noSuchFunction, which libunbound_helper.so, which it needs, uses, is in none")));
+}
+
+TEST_F(LibraryCheck, ALibraryOrANeededOneThatIsAPipeHangsTheRun) {
+  fs::remove(folder() / "libnvme.so");
+  ASSERT_EQ(mkfifo((folder() / "libnvme.so").c_str(), 0644), 0);
+  EXPECT_THAT(atRunTime(), HasSubstr("the run hangs"));
+  fs::remove(folder() / "libnvme.so");
+  useLibrary("needy.so");
+  ASSERT_EQ(mkfifo((folder() / "libtool_test_helper.so").c_str(), 0644), 0);
+  setLoaderPath(".");
+  const tool::Findings findings = tool::checkLibrary(folder(), 300ms);
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_EQ(findings[0].problem,
+            "drive library cannot be loaded: the loader was still at it after 300 ms and was ended");
+}
+
+}  // namespace

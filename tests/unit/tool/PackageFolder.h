@@ -1,0 +1,57 @@
+// A component folder without findings, for a test to break in one place.
+
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Finding.h"
+#include "TestSupport.h"
+
+inline const std::filesystem::path kLibraries = LIBRARIES_FOLDER;
+
+class PackageFolder : public testing::Test {
+ protected:
+  PackageFolder() {
+    writeFile(folder() / "package.xml",
+              "<SoftwareComponent><SupportedDevices><Device componentID=\"1\">"
+              "<PCIInfo deviceID=\"a801\" subDeviceID=\"1001\" vendorID=\"f101\" subVendorID=\"f1a0\"/>"
+              "<Display>One</Display></Device></SupportedDevices></SoftwareComponent>");
+    writeFile(folder() / "payload" / "firmware.bin", "firmware");
+    writeFile(folder() / "fwkitinstall.sh", "#!/bin/sh\nexit 0\n");
+    useLibrary("whole.so");
+    setMode("fwkitinstall.sh", 0755);
+    for (const char* const file : {"package.xml", "payload/firmware.bin"}) setMode(file, 0644);
+    for (const char* const directory : {".", "payload"}) setMode(directory, 0755);
+  }
+
+  std::filesystem::path folder() const { return m_scratch.path() / "component"; }
+  void setMode(const std::string& name, mode_t mode) {
+    ASSERT_EQ(chmod((folder() / name).c_str(), mode), 0) << name;
+  }
+  void write(const std::string& name, const std::string& content) {
+    writeFile(folder() / name, content);
+    setMode(name, 0644);
+  }
+  /// Puts one of the built libraries into the folder.
+  void addLibrary(const std::string& built, const std::string& name) {
+    std::filesystem::copy_file(kLibraries / built, folder() / name,
+                               std::filesystem::copy_options::overwrite_existing);
+    setMode(name, 0644);
+  }
+  void useLibrary(const std::string& built) { addLibrary(built, "libnvme.so"); }
+
+  /// "file: problem" of every finding, the file as seen from the folder.
+  std::vector<std::string> problemsOf(const tool::Findings& findings) const {
+    std::vector<std::string> list;
+    for (const tool::Finding& finding : findings)
+      list.push_back(finding.file.lexically_relative(folder()).string() + ": " + finding.problem);
+    return list;
+  }
+
+  ScratchFolder m_scratch;
+};

@@ -1,0 +1,42 @@
+// A drive library that leaves a file in the working directory for each way in which its code has run.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+void mark(const char* name) {
+  const int file = creat(name, 0600);
+  if (file >= 0) close(file);
+}
+
+[[gnu::constructor]] void construct() {
+  mark("ran-constructor");
+}
+
+int plain() {
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+/// Chooses the function that `indirect` stands for; called while the library is bound.
+static int (*chooseFunction())() {
+  mark("ran-indirect-function");
+  return plain;
+}
+[[gnu::ifunc("chooseFunction")]] static int indirect();
+
+int NVMEDiscoverDrives() {
+  return indirect();
+}
+int NVMEGetDriveInfo() {
+  return 0;
+}
+int NVMEUpdateFirmware() {
+  return 0;
+}
+
+}  // extern "C"

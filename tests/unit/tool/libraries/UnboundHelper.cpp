@@ -1,0 +1,9 @@
+extern "C" {
+
+int noSuchFunction();
+
+int helpDriveLibrary() {
+  return noSuchFunction();
+}
+
+}  // extern "C"
