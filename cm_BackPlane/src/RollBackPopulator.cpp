@@ -14,16 +14,15 @@ int CRollBackPopulator::PopulateRollbackPartition(const std::vector<std::string>
     LOG("Update Rollback Wrapper Not initialized: exiting");
     return 1;
   }
-  int status = -1;
+  int status = -1;  // stays so when the library throws anything but a byte
   try {
     status = addAndUpdate(files);
   } catch (unsigned char& code) {
     // The text is advanced by the code, not followed by it; so is the one with the partition's status.
     LOG(CStringUtils::shifted("CRollBackPopulator::PopulateRollbackPartition: Got Exception ->", code));
-    return code;
+    status = code;
   } catch (...) {
     LOG("CRollBackPopulator::::PopulateRollbackPartition: UnCatched Exception");
-    return -1;
   }
   LOG("CRollBackPopulator::PopulateRollbackPartition->END");
   LOG("CRollBackPopulator::::PopulateRollbackPartition() END");

@@ -228,10 +228,10 @@ class Run:
                 say(advanced(where + " updateFormwarePartition retVal", status))
         except ByteThrown as thrown:
             say(advanced("CRollBackPopulator::PopulateRollbackPartition: Got Exception ->", thrown.code))
-            return thrown.code
+            status = thrown.code
         except OtherThrown:
             say(where + ": UnCatched Exception")
-            return -1
+            status = -1
         say("CRollBackPopulator::PopulateRollbackPartition->END")
         say(where + "() END")
         return status

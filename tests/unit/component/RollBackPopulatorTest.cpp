@@ -116,7 +116,7 @@ TEST_F(RollBackPopulatorTest, ThrownByteIsTheResultAndAdvancesItsText) {
       SCOPED_TRACE(code);
       rollback.*thrower = throwing(static_cast<unsigned char>(code));
       EXPECT_EQ(populate({"/p/one"}), code);
-      EXPECT_EQ(logged(), all({beginLines(), {advanced(kCodeText, code)}}));
+      EXPECT_EQ(logged(), all({beginLines(), {advanced(kCodeText, code)}, endLines()}));
     }
     rollback.*thrower = nullptr;
   }
@@ -150,11 +150,11 @@ TEST_F(RollBackPopulatorTest, AnythingElseThrownIsMinus1) {
     rollback.add = throwers[i];
     rollback.update = nullptr;
     EXPECT_EQ(populate({"/p/one"}), -1);
-    EXPECT_EQ(logged(), all({beginLines(), {kUnknown}}));
+    EXPECT_EQ(logged(), all({beginLines(), {kUnknown}, endLines()}));
     rollback.add = nullptr;
     rollback.update = throwers[i];
     EXPECT_EQ(populate({"/p/one"}), -1);
-    EXPECT_EQ(logged(), all({beginLines(), {kUnknown}}));
+    EXPECT_EQ(logged(), all({beginLines(), {kUnknown}, endLines()}));
   }
 }
 
