@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <new>
-#include <utility>
 
 #include "Logger.h"
 #include "NVMeAdapter.h"
@@ -13,17 +12,19 @@
 
 namespace {
 
-/// Destroys the object as its library wants it, but gives its memory back without a size: the library's own
-/// idea of the object's size is not the one that it was allocated with. What the destructor throws is let
-/// through.
-void destroy(std::unique_ptr<UpdRollbackWrapper> wrapper) {
-  struct Deallocator {
-    void operator()(void* memory) const noexcept { ::operator delete(memory); }
-  };
-  UpdRollbackWrapper* const object = wrapper.release();
-  const std::unique_ptr<void, Deallocator> memory(object);
-  object->~UpdRollbackWrapper();
-}
+/// Destroys the object by its virtual destructor and frees its memory in this program, which allocated it. A
+/// plain `delete` would leave the freeing to the rollback library, which passes the object's true size along;
+/// that differs from the allocated one, and an allocator that goes by the size would take damage.
+struct WrapperDeleter {
+  /// Lets through what the destructor throws; the memory is freed all the same.
+  void operator()(UpdRollbackWrapper* wrapper) const {
+    struct Free {
+      void operator()(void* memory) const noexcept { ::operator delete(memory); }
+    };
+    const std::unique_ptr<void, Free> memory(wrapper);
+    wrapper->~UpdRollbackWrapper();
+  }
+};
 
 }  // namespace
 
@@ -86,12 +87,13 @@ int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& files
     return status;
   }
   try {
-    auto wrapper = std::make_unique<UpdRollbackWrapper>();
+    std::unique_ptr<UpdRollbackWrapper, WrapperDeleter> wrapper(new UpdRollbackWrapper);
     status = CRollBackPopulator(wrapper.get()).PopulateRollbackPartition(files);
     if (status != 0) {
       LOG("CNVMePCISSDUpdate::populateRollPartition() pRollBackPopulator.PopulateRollbackPartition failure");
     }
-    destroy(std::move(wrapper));
+    // Not left to the pointer's own end: what the destructor throws is an outcome, and decides the status.
+    wrapper.get_deleter()(wrapper.release());
   } catch (unsigned char& code) {
     LOG(std::string("Error Code receivie from RBKL is ") + static_cast<char>(code));
     LOG("ERROR: Caught exception in CBackplanePassiveExecution::populateRollPartition()");
