@@ -138,6 +138,16 @@ class DriveLibrary(FaultTest):
         self.assertEnds(result, 0)
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=1)
 
+    def test_an_exception_that_leaves_a_function_ends_the_process(self):
+        component = self.component()
+        component.replace_drive_library("ThrowingFunction")
+        for option in ("-i", "-u"):
+            with self.subTest(option=option):
+                result = component.run(option, "-o", "out.xml", "-d", "log.txt")
+                self.assertEnds(result, -6)
+                self.assertIn("does not want to discover", result.stderr)
+                self.assertFalse(component.exists("out.xml"))
+
 
 class Loading(FaultTest):
     """The drive library does harm, or cannot be had, before any of its functions is called."""

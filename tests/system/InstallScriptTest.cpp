@@ -125,6 +125,21 @@ TEST_F(InstallScript, InventoryRunsTheOneInTheWorkingFolder) {
   EXPECT_THAT(callsOfScriptIn(component.path()), IsEmpty());
 }
 
+TEST_F(InstallScript, IsNotFoundUnderAPathWithABlank) {
+  const fs::path work = component.moveWorkingFolder();
+  component.settings.workingFolder = component.folderBeside("with blank");
+  fs::remove(component.settings.workingFolder);
+  fs::rename(work, component.settings.workingFolder);
+  EXPECT_EQ(component.run({"-i"}), (Outcome{0, inventoryDocument({}), ""}));
+  EXPECT_THAT(component.installCalls(), IsEmpty());
+}
+
+TEST_F(InstallScript, MixesWhatItPrintsWithTheDocument) {
+  writeFile(component / "fwkitinstall.sh", "#!/bin/sh\necho \"$1\"\n");
+  EXPECT_EQ(component.run({"-i"}),
+            (Outcome{0, "install\nuninstall\n" + inventoryDocument({listed({})}), ""}));
+}
+
 TEST_F(InstallScript, InventoryRemovesWhatItInstalled) {
   const fs::path work = component.moveWorkingFolder();
   letInstall(work);
