@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the component, stages a component folder with the simulator's drives and runs its main jobs there.
-# Changes nothing outside this clone, package installation aside.
+# Changes nothing outside this clone, except that it installs packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -35,15 +35,15 @@ cd "$component"
 # Where the install script puts the hardware-access library, and where the loader finds it then.
 export FWKIT_INSTALL_DIR=$component/lib LD_LIBRARY_PATH=$component/lib
 
-say "Inventory to standard output, formatted for the eye"
+say "Inventory to standard output, formatted for reading"
 echo '$ ./nvmepcissd -i | xmllint --format -'
 ./nvmepcissd -i | xmllint --format -
 
-say "Inventory to a file: the document as it is, one line"
+say "Inventory to a file: the document as it is, on one line"
 run ./nvmepcissd -i -o inventory.xml
 cat inventory.xml; echo
 
-say "Inventory with the debug log: its last lines"
+say "Inventory with a debug log: its last lines"
 run ./nvmepcissd -i -o inventory.xml -d
 tail -n 12 debug.log
 
@@ -58,7 +58,7 @@ say "Inventory again: the new revisions"
 echo '$ ./nvmepcissd -i | xmllint --format - | grep -o "<Application.*"'
 ./nvmepcissd -i | xmllint --format - | grep -o "<Application.*"
 
-say "Update with one drive of three refusing: exit status 0 all the same, the failure stands in the document"
+say "Update with one drive of three refusing: the exit status is 0 all the same, the document has the failure"
 cd "$root"; scenario one-refuses; rm -f "$component/nvme-state.json"; cd "$component"
 status=0
 run ./nvmepcissd -u -o update.xml -d || status=$?
@@ -66,26 +66,26 @@ echo "exit status $status"
 pretty update.xml
 grep -aE 'ERROR|drives updated' debug.log
 
-say "For a person: the tables of nvmepcissd-tool"
+say "The same documents as tables: nvmepcissd-tool"
 PATH=$root/build/release:$PATH
 run nvmepcissd-tool show update.xml
 ./nvmepcissd -i -o inventory.xml
 run nvmepcissd-tool show inventory.xml
 run nvmepcissd-tool report inventory.xml update.xml -o report.html
 
-say "Before it ships: what the component would pass over in silence"
+say "Before it ships: what a run would pass over in silence"
 run nvmepcissd-tool check . || true
 
-say "What the install script was asked: an update leaves the library installed, later runs find it there"
+say "Calls of the install script: an update leaves the library installed, and later runs find it"
 cat fwkitinstall.log
 run ls lib
 
-say "By hand"
+say "Try it by hand"
 cat <<TEXT
 cd ${component#"$root"/}
 ./nvmepcissd -i                 # the inventory document on standard output
 ./nvmepcissd -u -o update.xml   # update every drive
 ./nvmepcissd -h                 # usage
-report.html                     # the page made above, for a browser
+report.html                     # the page made above; open it in a browser
 Other drives: copy one of build/release/simulator/scenarios/*.json to scenario.json in that folder.
 TEXT

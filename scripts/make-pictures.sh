@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the pictures of the README: docs/images/demo.svg from the demo's output, docs/images/report-{light,dark}.png from the
+# Makes the pictures of the pages: docs/images/demo.svg from the demo's output, docs/images/report-{light,dark}.png from the
 # report page of several simulated servers in a headless browser.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -16,7 +16,7 @@ TERM=xterm script -qec scripts/demo.sh build/pictures/demo.typescript >/dev/null
 # The part from the update that one drive refuses on, without its document.
 tr -d '\r' <build/pictures/demo.typescript |
   awk '/== Update with one drive of three/ {shown = 1}
-       /== What the install script was asked/ {exit}
+       /== Calls of the install script/ {exit}
        shown && !/^ *<|^\[/' >build/pictures/demo.txt
 scripts/terminal_svg.py <build/pictures/demo.txt >docs/images/demo.svg
 

@@ -3,7 +3,7 @@
 # emulated PCIe drives, and drives that take firmware, which are programs of our own behind the kernel's NVMe/TCP
 # driver. Emulator, kernel and shell are the distribution's packages, unpacked into build/vm/ and not installed.
 #
-# Exit status: 0 all tests passed, 1 a test failed, 77 the packages are not to be had here or lack something.
+# Exit status: 0 all tests passed, 1 a test failed, 77 not possible here: packages are not available or lack something.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -18,7 +18,7 @@ for tool in apt-get apt-cache dpkg; do
   command -v "$tool" >/dev/null || impossible "this needs a Debian machine's packages; there is no $tool"
 done
 scripts/install-packages.sh vm ||
-  impossible "the packages that the build needs are not to be had here"
+  impossible "the packages that the build needs are not available here"
 
 # Packages
 kernel_package() {
@@ -58,7 +58,7 @@ if [ ! -e "$unpacked/complete" ]; then
   say "fetching emulator, kernel and shell"
   # The lists of packages may be missing, or older than the archive.
   fetch_packages || { update_lists && fetch_packages; } ||
-    impossible "the packages qemu-system-x86, linux-image-cloud-amd64 and busybox-static are not to be had here"
+    impossible "the packages qemu-system-x86, linux-image-cloud-amd64 and busybox-static are not available here"
 fi
 
 emulator=(qemu-system-x86_64)
