@@ -19,10 +19,10 @@ namespace {
 constexpr std::int64_t kLongestUpdateMilliseconds = 600'000;
 constexpr std::int64_t kMostRepeats = 65'536;
 
-/// The place in a repeated drive's serial number that takes the drive's number, counted from 1.
+/// In the serial number of a repeated drive, stands for the drive's number, counted from 1.
 constexpr std::string_view kNumberPlace = "{n}";
 
-/// A field's bytes without the padding that fills it up.
+/// A field's bytes, and the character that fills up the rest of the field.
 struct PaddedText {
   std::string bytes;
   char padding = ' ';
@@ -34,7 +34,7 @@ std::string readBytes(JsonObject& object, const std::string& key) {
   return *std::move(bytes);
 }
 
-/// A field is a text, padded with blanks, or an object that names the padding as well.
+/// A field is a text, padded with blanks, or an object that also names the padding.
 PaddedText readPadded(JsonObject& object, const std::string& key) {
   const nlohmann::json& value = object.require(key);
   if (!value.is_object()) return {readBytes(object, key)};
@@ -111,10 +111,10 @@ PaddedText numbered(PaddedText text, std::size_t number) {
   return text;
 }
 
-/// Reads all of a drive but what differs from one repetition to the next.
+/// Reads what all repetitions of a drive have in common.
 Drive readCommon(JsonObject& object, const std::optional<Revision>& newRevision) {
   Drive drive = {};
-  // The bytes that no caller may lean on are not zero, so that leaning on them shows.
+  // Callers must not rely on unused bytes. They are not zero, so that a test notices one that does.
   drive.record.unused.fill(0xA5);
   drive.record.vendorId = readId(object, "vendorId");
   drive.record.deviceId = readId(object, "deviceId");
@@ -132,7 +132,7 @@ Drive readCommon(JsonObject& object, const std::optional<Revision>& newRevision)
   return drive;
 }
 
-/// Appends the drives that one entry stands for.
+/// Appends the drives that one entry describes; `taken` has the addresses of those before it.
 void appendDrives(JsonObject& object, const std::optional<Revision>& newRevision,
                   std::set<DriveAddress>& taken, std::vector<Drive>& drives) {
   const Drive common = readCommon(object, newRevision);

@@ -1,5 +1,5 @@
-// What the simulated server holds and how its drives behave, read from a JSON file. The file's format is
-// described in the README beside the simulator's CMakeLists.txt.
+// The drives of a simulated server and how they behave, read from a JSON file. simulator/README.md describes
+// its format.
 
 #pragma once
 
@@ -23,7 +23,7 @@ struct Drive {
   bool isListed = true;  // false: the list's entry is null
 };
 
-/// What a successful discovery hands out.
+/// The values that a successful discovery returns to its caller.
 enum class ListShape {
   kWhole,
   kNull,       // the count, and null for the list
@@ -37,7 +37,7 @@ struct DriveScenario {
   std::vector<Drive> drives;  // no two with the same address
 };
 
-/// Throws std::runtime_error that names the file, and the key that is to blame.
+/// Throws std::runtime_error that names the file and the offending key.
 DriveScenario readDriveScenario(const std::filesystem::path& path);
 
 }  // namespace simulator

@@ -38,7 +38,7 @@ nlohmann::json DriveState::load() const {
     nlohmann::json state = nlohmann::json::parse(readWhole(m_file), nullptr, false);
     if (state.is_object()) return state;
   } catch (const std::system_error&) {
-    // Nothing was flashed yet.
+    // No file: nothing was flashed yet.
   }
   return nlohmann::json::object();
 }

@@ -1,4 +1,4 @@
-// What flashing leaves behind for later processes.
+// What flashing keeps for later processes.
 
 #pragma once
 
@@ -11,21 +11,20 @@
 namespace simulator {
 
 /// The revisions of the drives that were flashed, by address, in a JSON file that is written whole each time.
-/// A file that is missing or damaged says that no drive was flashed, and so does a damaged entry of its
-/// drive.
+/// A missing or damaged file means that no drive was flashed, a damaged entry that its drive was not.
 class DriveState {
  public:
   /// `file` must be absolute.
   explicit DriveState(std::filesystem::path file);
 
-  /// Nothing: the drive has its first revision still.
+  /// Nothing if the drive was never flashed.
   std::optional<Revision> revision(const DriveAddress& address) const;
 
-  /// Throws std::system_error, the file being as it was.
+  /// Throws std::system_error on failure; the file is then unchanged.
   void keep(const DriveAddress& address, const Revision& revision) const;
 
  private:
-  /// The file's object, empty where the file does not hold one.
+  /// The file's object; empty if the file does not hold one.
   nlohmann::json load() const;
 
   std::filesystem::path m_file;

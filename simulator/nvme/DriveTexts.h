@@ -1,4 +1,4 @@
-// Texts of the JSON files turned into the raw bytes of drive fields, and back.
+// Converts texts of the JSON files to the raw bytes of drive fields and back.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 namespace simulator {
 
 /// The bytes that a text stands for: its characters U+0000 to U+00FF, one byte each, so that a JSON text can
-/// hold any byte. Nothing where a character lies beyond. `text` must be valid UTF-8, as JSON texts are.
+/// hold any byte. Nothing if a character is beyond U+00FF. `text` must be valid UTF-8, as JSON texts are.
 std::optional<std::string> bytesOf(std::string_view text);
 
 /// The text that stands for the bytes.
@@ -23,7 +23,7 @@ std::string textOf(const DriveAddress& address);
 /// The address that "bus:device.function" names, each part one or two hexadecimal digits.
 std::optional<DriveAddress> addressOf(std::string_view text);
 
-/// The number that one to `digits` hexadecimal digits and nothing else make.
+/// The value of a text of one to `digits` hexadecimal digits; nothing for any other text.
 std::optional<unsigned> hexadecimalOf(std::string_view text, std::size_t digits);
 
 }  // namespace simulator

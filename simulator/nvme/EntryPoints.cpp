@@ -1,4 +1,4 @@
-// The three functions that libnvme.so exports. Nothing is thrown across them.
+// The three functions that libnvme.so exports. They throw nothing.
 
 #include <cstdint>
 #include <stdexcept>
@@ -37,7 +37,7 @@ std::int32_t perform(Operation operation) {
   }
 }
 
-/// Performs a call whose arguments are all there, and records it: entry point, address, payload and result,
+/// Performs a call unless an argument is null, and records it: entry point, address, payload and result, with
 /// tabs between them.
 template <class Operation>
 std::int32_t answer(const char* entryPoint, bool isComplete, const DriveAddress* address, const char* payload,

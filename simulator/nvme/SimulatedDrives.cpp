@@ -18,7 +18,7 @@ bool isSuccess(std::int32_t result) {
   return result == kDone || result == kResetRequired;
 }
 
-/// Any readable file with something in it will do as firmware.
+/// Any readable regular file that is not empty is accepted as firmware.
 bool isPayload(const char* path) {
   try {
     if (!RegularFile(path).read(1).empty()) return true;
@@ -56,7 +56,7 @@ std::int32_t SimulatedDrives::information(const DriveAddress& address, DriveInfo
   if (drive == nullptr) return kUnknownDrive;
   if (drive->revisionResult != kDone) return drive->revisionResult;
   information.revision = m_state.revision(address).value_or(drive->revision);
-  // Not zero, so that a caller that reads on behind the revision is found out.
+  // Not zero, so that a test notices a caller that reads beyond the revision.
   information.unused.fill(0xA5);
   return kDone;
 }

@@ -1,4 +1,4 @@
-// The simulated drive library behind the C entry points.
+// The simulated drive library without its C entry points.
 
 #pragma once
 
@@ -12,10 +12,10 @@
 
 namespace simulator {
 
-/// The name under which complaints go to standard error.
+/// Prefix of complaints on standard error.
 inline constexpr const char* kLibraryName = "simulated libnvme.so";
 
-/// The library's own results, apart from those that a scenario names.
+/// The library's own results; a scenario may name any others.
 enum Result : std::int32_t {
   kDone = 0,
   kScenarioRefused = 1001,  // missing or malformed, as standard error says
@@ -28,13 +28,14 @@ enum Result : std::int32_t {
 
 class SimulatedDrives {
  public:
-  /// Reads the scenario. Throws std::runtime_error where it is missing or malformed.
+  /// Reads the scenario. Throws std::runtime_error if it is missing or malformed.
   SimulatedDrives();
 
-  /// Hands out the list, which stays this object's own. On a result other than 0 nothing is handed out.
+  /// Sets `count` and `list`, which this object owns, as the scenario says. On a result other than 0 both
+  /// stay unchanged.
   std::int32_t discover(std::uint32_t& count, DriveRecord**& list);
 
-  /// Fills all of `information`. On a result other than 0 it is left alone.
+  /// Fills all of `information`. On a result other than 0 it stays unchanged.
   std::int32_t information(const DriveAddress& address, DriveInformation& information) const;
 
   /// Flashes the drive. On 0 and 267 its new revision is kept, on any other result nothing changes.

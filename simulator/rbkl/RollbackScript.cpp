@@ -11,7 +11,7 @@ namespace simulator {
 
 namespace {
 
-/// The one thing that an operation's entry names.
+/// What an operation's entry says: exactly one of return, throwByte and throwException.
 std::function<int()> readOutcome(JsonObject& entry, bool hasResult) {
   using Code = std::numeric_limits<int>;
   using Byte = std::numeric_limits<unsigned char>;

@@ -1,5 +1,5 @@
-// How the operations of the simulated rollback library misbehave, read from a JSON file. The file's format is
-// described in the README beside the simulator's CMakeLists.txt.
+// How the operations of the simulated rollback library misbehave, read from a JSON file.
+// simulator/README.md describes its format.
 
 #pragma once
 
@@ -10,11 +10,11 @@
 
 namespace simulator {
 
-/// What an operation does in place of its work: return a code, or throw a byte or a standard exception. An
-/// operation that is not named does its work.
+/// By operation, what it does instead of its work: return a code, throw a byte or throw a standard exception.
+/// An operation that is not in the map does its work.
 using RollbackScript = std::map<std::string, std::function<int()>, std::less<>>;
 
-/// Throws std::runtime_error that names the file, and the key that is to blame.
+/// Throws std::runtime_error that names the file and the offending key.
 RollbackScript readRollbackScript(const std::filesystem::path& path);
 
 }  // namespace simulator

@@ -1,4 +1,4 @@
-// The rollback class of librbkl.so.0, with a folder for a partition.
+// The rollback class of librbkl.so.0. A folder serves as the partition.
 
 #include "UpdRollbackWrapper.h"
 
@@ -42,12 +42,12 @@ Result attempt(Result failure, Step step) {
   }
 }
 
-/// A byte is what the platform's library throws.
+/// The platform's library throws bytes.
 void throwFailure(Result result) {
   if (result != kDone) throw static_cast<unsigned char>(result);
 }
 
-/// All that an object holds. The object keeps the one pointer to it in the first bytes of its reserved room.
+/// The state of an object, which owns it through a pointer in the first bytes of its reserved room.
 struct State {
   const simulator::CallsLog calls{"RBKL_SIMULATOR_CALLS"};
   simulator::RollbackScript script;
@@ -64,7 +64,8 @@ struct State {
     fs::create_directories(partition);
   }
 
-  /// Records a call and does what the script has it do in place of its work; nothing: it is to do its work.
+  /// Records a call, and returns or throws what the script says. Returns nothing if the operation is to do
+  /// its work.
   std::optional<int> begin(const char* operation, const std::string& arguments = "") const {
     calls.append(operation + arguments);
     const auto act = script.find(operation);

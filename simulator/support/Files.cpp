@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kChunkBytes = 65536;
 
-/// Throws what `errno` holds, naming the file, unless the system call went well.
+/// Throws `errno` with the file's name unless the system call succeeded.
 void require(bool succeeded, const std::filesystem::path& path) {
   if (!succeeded) throw std::system_error(errno, std::generic_category(), path.string());
 }
@@ -96,7 +96,7 @@ void WholeFile::commit() {
   require(folder.get() >= 0, m_target);
   require(::rename(m_temporary.c_str(), m_target.c_str()) == 0, m_target);
   m_temporary.clear();
-  // The new name itself survives a power cut only once the folder is on the disk.
+  // The new name survives a power cut only once the folder is on the disk.
   require(::fsync(folder.get()) == 0, m_target);
 }
 

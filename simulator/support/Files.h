@@ -1,4 +1,4 @@
-// Files as the stand-ins need them: read with clear errors, replaced whole or not at all.
+// Reads files with clear errors, and replaces them whole or not at all.
 
 #pragma once
 
@@ -24,20 +24,20 @@ class Descriptor {
   int m_fd;  // negative where the opening failed
 };
 
-/// The path that the environment variable holds; nothing where it is unset or empty. It comes back absolute:
-/// the program that loads the stand-ins changes its working directory under way.
+/// The path in the environment variable; nothing if it is unset or empty. The result is absolute, because the
+/// program that loads the stand-ins changes its working directory during a run.
 std::optional<std::filesystem::path> pathFromEnvironment(const char* variable);
 
-/// Likewise, with `fallback`, a name in the working directory, where the variable holds nothing.
+/// As above; `fallback`, a name in the working directory, replaces a variable that is unset or empty.
 std::filesystem::path pathFromEnvironment(const char* variable, const char* fallback);
 
-/// A regular file open for reading. Opening anything else fails, be it missing, unreadable, a folder, a pipe
-/// or a device, and none of them is waited for. Every failure throws std::system_error that names the file.
+/// A regular file open for reading. Opening fails, and never blocks, for anything else: a missing or
+/// unreadable file, a folder, a pipe, a device. Every failure throws std::system_error that names the file.
 class RegularFile {
  public:
   explicit RegularFile(std::filesystem::path path);
 
-  /// The next bytes of the file, `atMost` of them; empty at its end.
+  /// The next bytes of the file, up to `atMost`; empty at its end.
   std::string read(std::size_t atMost);
 
  private:
@@ -48,9 +48,9 @@ class RegularFile {
 /// All bytes of a regular file. Throws as RegularFile does.
 std::string readWhole(const std::filesystem::path& path);
 
-/// A file in the making. Its bytes go to a temporary file in the target's folder; commit() makes it the
-/// target in one step and puts it on the disk. Without commit() the target is never touched and the temporary
-/// file is removed. Every failure throws std::system_error that names the target.
+/// Replaces a file in one step. Bytes go to a temporary file in the target's folder; commit() renames it to
+/// the target and synchronises both to the disk. Without commit() the target is never touched and the
+/// temporary file is removed. Every failure throws std::system_error that names the target.
 class WholeFile {
  public:
   explicit WholeFile(std::filesystem::path target);
@@ -67,13 +67,13 @@ class WholeFile {
   Descriptor m_file;
 };
 
-/// Copies a regular file to `target`, which holds the old file or the whole copy, and nothing between,
-/// whatever happens. Throws std::system_error that names the file at fault.
+/// Copies a regular file to `target`. Whatever happens, `target` has either its old content or the whole
+/// copy. Throws std::system_error that names the file at fault.
 void copyWhole(const std::filesystem::path& source, const std::filesystem::path& target);
 
-/// Appends one line a call to the file that an environment variable names, so that a test can tell what was
-/// asked. Does nothing while the variable is unset, and a line that cannot be written is dropped: recording
-/// never changes what the caller sees.
+/// Appends a line for each call to the file that an environment variable names, for tests to read. Does
+/// nothing if the variable is unset. A line that cannot be written is dropped: recording never changes what
+/// the caller sees.
 class CallsLog {
  public:
   explicit CallsLog(const char* variable) : m_path(pathFromEnvironment(variable)) {}

@@ -1,4 +1,4 @@
-// JSON input that is either exactly what was meant or refused with a message that names the key.
+// Reads JSON strictly: anything unexpected is refused with a message that names the key.
 
 #pragma once
 
@@ -15,9 +15,9 @@ namespace simulator {
 
 /// A JSON object read key by key.
 ///
-/// Absent optional keys give the fallback. A key that is missing though required, of the wrong kind or out of
-/// range, and on finish() one that nobody asked for, throw std::runtime_error with the key's full name, such
-/// as "drives[2].serial".
+/// An absent optional key gives nothing. A missing required key, a value of the wrong kind or out of range,
+/// and in finish() a key that was never asked for, throw std::runtime_error with the key's full name, such as
+/// "drives[2].serial".
 class JsonObject {
  public:
   /// `name` is the object's own full name, empty for the outermost. `value` must outlive this object.
@@ -28,11 +28,11 @@ class JsonObject {
   std::optional<std::string> text(const std::string& key);
   std::string requiredText(const std::string& key);
 
-  /// The value of the key as it stands, null where it is absent.
+  /// The value of the key; null if it is absent. It lives as long as the outermost value.
   const nlohmann::json* find(const std::string& key);
   const nlohmann::json& require(const std::string& key);
 
-  /// Refuses keys that were not asked for. To be called once everything is read.
+  /// Throws if there is a key that was not asked for. Call it when everything is read.
   void finish() const;
 
   /// Throws the complaint about one key.
@@ -45,7 +45,7 @@ class JsonObject {
   std::set<std::string> m_asked;
 };
 
-/// Reads the file as one object: `read` takes what it wants from it, anything besides is refused. Throws
+/// Reads the file as one object: `read` takes the keys that it knows, any other is refused. Throws
 /// std::runtime_error that names the file and what is wrong with it.
 void readObject(const std::filesystem::path& path, const std::function<void(JsonObject&)>& read);
 
