@@ -26,7 +26,7 @@ import time
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FOLDERS = ("src/", "cm_BackPlane/src/", "cm_CMBaseUtils/src/")
 ACCEPTED = "tests/mutants.txt"
-# Which test program notices most of what changes in a folder: it alone is built and run first.
+# The test program that notices most changes of a folder; it alone is built and run first.
 FIRST = (("cm_CMBaseUtils/src/SoftwareComponentInfo", "reader_tests"), ("cm_CMBaseUtils/src/DeviceInventoryInfo", "reader_tests"),
          ("cm_CMBaseUtils/src/PIEConfigInfo", "reader_tests"), ("cm_CMBaseUtils/src/LibXml", "reader_tests"),
          ("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
@@ -35,10 +35,10 @@ TEST_SECONDS = 120
 CPU_SECONDS = 40  # of each process
 FILE_BYTES = 400_000_000  # the largest that the build makes: a precompiled header
 MEMORY_BYTES = 4_000_000_000
-# Of the slower tests, those that a mutant is most likely to be noticed by.
+# The slower tests that are most likely to notice a mutant.
 SLOW_TESTS = "^Faults.(Allocations|DriveLibrary|Folders)|^Model.1000"
 
-# What is changed, into what, and what it is called. The texts inside strings and comments are masked before matching.
+# Pattern, replacement and name of each change. Strings and comments are masked before matching.
 OPERATORS = [
     (r" == ", " != ", "comparison"), (r" != ", " == ", "comparison"),
     (r" < ", " <= ", "comparison"), (r" <= ", " < ", "comparison"),
@@ -75,7 +75,7 @@ class Mutant:
 
 
 def masked(text):
-    """The text with everything in comments and strings as blanks, place by place."""
+    """The text with comments and strings blanked out; every other character keeps its place."""
     pattern = re.compile(r'//[^\n]*|/\*.*?\*/|R"\(.*?\)"|"(?:[^"\\\n]|\\.)*"|\'(?:[^\'\\\n]|\\.)+\'', re.DOTALL)
     return pattern.sub(lambda match: re.sub(r"[^\n]", " ", match.group()), text)
 
@@ -149,7 +149,7 @@ def worth_while(path):
 
 
 def limit():
-    """Keeps a mutant that never ends from taking the machine along."""
+    """Limits what a mutant that never ends can use up."""
     resource.setrlimit(resource.RLIMIT_CPU, (CPU_SECONDS, CPU_SECONDS))
     resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES, FILE_BYTES))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY_BYTES, MEMORY_BYTES))
@@ -173,7 +173,7 @@ class Laboratory:
         for name in filter(None, tracked):
             target = os.path.join(self.root, name)
             os.makedirs(os.path.dirname(target), exist_ok=True)
-            # What a stopped run has left changed must look new to the build, and nothing else may.
+            # A file that a stopped run left mutated must look new to the build; no other file may.
             if not os.path.exists(target) or not filecmp.cmp(os.path.join(ROOT, name), target, shallow=False):
                 shutil.copy(os.path.join(ROOT, name), target)
 
@@ -183,7 +183,7 @@ class Laboratory:
 
     @staticmethod
     def succeeds(command, seconds, **keywords):
-        """Nothing of the command goes on behind this call: a late compiler would leave a mutant's object behind."""
+        """Ends all processes of the command: a compiler that outlives this call would leave a mutant's object."""
         with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
                               start_new_session=True, preexec_fn=limit, **keywords) as process:
             try:
@@ -204,7 +204,7 @@ class Laboratory:
         return self.succeeds(command, TEST_SECONDS, cwd=self.build_folder)
 
     def noticed(self):
-        """The first tests of the whole build that fail, None when none do. The quick ones come first."""
+        """The first test program that fails, None if none does. The quick ones run first."""
         for program in sorted(map(os.path.basename, glob.glob(self.build_folder + "/*_tests"))):
             if not self.passes(program):
                 return program
@@ -215,7 +215,7 @@ class Laboratory:
         return None
 
     def try_out(self, mutant):
-        """By whom it was noticed, "" when nobody did, None when it does not compile."""
+        """The program that noticed it, "" if none did, None if it does not compile."""
         path = os.path.join(self.root, mutant.path)
         with open(path, encoding="utf-8") as file:
             original = file.read()

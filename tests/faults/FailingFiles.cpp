@@ -1,6 +1,6 @@
 // Preloaded: counts what the program does to files, and
 //   FAULT_KILL=n   kills it just before the n-th time
-//   FAULT_ROOM=n   lets only n bytes into regular files, as a disk does that is full then
+//   FAULT_ROOM=n   lets only n bytes into regular files, as a disk that fills up does
 //   FAULT_PROC=1   lets it read no link, as without /proc
 //   FAULT_COUNT    names a file that gets the number of times at the program's end
 // Commands that the program runs are left alone.
@@ -61,7 +61,7 @@ bool isRegular(int file) {
   return fstat(file, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// How much of `size` bytes still has room; -1, with `errno` set, when nothing has.
+/// How many of `size` bytes still fit; -1, with `errno` set, if none does.
 ssize_t admitted(int file, std::size_t size) {
   if (files().room < 0 || !isRegular(file)) return static_cast<ssize_t>(size);
   if (files().room == 0 && size > 0) {

@@ -1,4 +1,5 @@
-// A drive library whose list goes on behind the count that it gives, with entries that must not be touched.
+// A drive library whose list is longer than the count that it returns; the entries after the count must not
+// be touched.
 
 #include <array>
 #include <cstdint>

@@ -1,6 +1,6 @@
-// The readers of XML files while memory runs out: each non-throwing allocation of theirs fails once, and so
-// does each function of libxml2 that gives them an object. (Not each allocation inside libxml2: its XPath
-// evaluator itself crashes at some of them.)
+// The readers of XML files while memory runs out: each of their non-throwing allocations fails once, and so
+// does each function of libxml2 that returns an object to them. Allocations inside libxml2 do not fail: its
+// XPath evaluator crashes at some of them.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -32,10 +32,10 @@ struct Allocations {
 
 Allocations allocations;
 
-/// The function of libxml2 that has no memory, null for none.
+/// The function of libxml2 that fails, null for none.
 const char* failingFunction = nullptr;
 
-/// Whether the function of this name has no memory now.
+/// Whether the function of this name is to fail now.
 bool fails(const char* function) {
   return failingFunction != nullptr && std::strcmp(failingFunction, function) == 0;
 }
@@ -90,8 +90,7 @@ class ReaderMemoryTest : public testing::Test {
 
 TEST_F(ReaderMemoryTest, DependenciesEndBeforeTheRecordThatCannotBeMade) {
   CSoftwareComponentInfo reader;
-  // A record of its own for the dependency and one for each of its two identities, and one for the other
-  // dependency.
+  // One record for the dependency, one for each of its two identities, and one for the other dependency.
   const std::vector<std::size_t> expected{0, 0, 1, 2, 3};
   std::vector<std::size_t> listed;
   failEach([&] {

@@ -1,4 +1,4 @@
-// A drive library that needs a function which nobody has.
+// A drive library that needs a function that no library has.
 
 extern "C" int nobodyHasThis();
 extern "C" int NVMEDiscoverDrives();

@@ -78,7 +78,7 @@ class Component:
         options = {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}
         if preloaded:
             environment["LD_PRELOAD"] = f"{self.parts.faults}/{preloaded}.so"
-            # The library comes before the sanitizer's own, which is told not to mind.
+            # The preloaded library comes before the sanitizer's, which would refuse to start.
             options["ASAN_OPTIONS"] = ":".join(filter(None, (options.get("ASAN_OPTIONS"), "verify_asan_link_order=0")))
         return {**environment, **options}
 

@@ -168,7 +168,7 @@ class Descriptors(FaultTest):
 
 
 class Limits(FaultTest):
-    """What holds a run up or ends it from outside."""
+    """What delays a run or ends it from outside."""
 
     FILE_BYTES = 256
 

@@ -131,7 +131,7 @@ class DriveLibrary(FaultTest):
                 self.assertEqual(component.errors(), [])
                 self.assertEnds(component.run("-u"), 1)
 
-    def test_entries_behind_the_count_are_not_touched(self):
+    def test_entries_after_the_count_are_not_touched(self):
         component = self.component()
         component.replace_drive_library("LongListLibrary")
         result = component.run("-i")
@@ -150,7 +150,7 @@ class DriveLibrary(FaultTest):
 
 
 class Loading(FaultTest):
-    """The drive library does harm, or cannot be had, before any of its functions is called."""
+    """The drive library fails before any of its functions is called."""
 
     LAST_LINE = "Loading NVMePCISSD_LIBRARY to get handle to library"
 

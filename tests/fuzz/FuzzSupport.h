@@ -25,8 +25,8 @@ namespace fuzz {
     if (!(condition)) fuzz::broken(#condition, __FILE__, __LINE__); \
   } while (false)
 
-/// A folder of this process's own below the folder for temporary files, which is the working directory from
-/// the first call to `enter` on. It goes at the process's end. libxml2 is silent from then on.
+/// A temporary folder of this process. The first call to `enter` makes it the working directory and silences
+/// libxml2; the end of the process removes it.
 class Scratch {
  public:
   static const Scratch& enter();
@@ -41,7 +41,7 @@ class Scratch {
   std::filesystem::path m_path;
 };
 
-/// Puts the process's debug log on (into nothing) or off while it lives.
+/// Turns the process's debug log on (written to /dev/null) or off while it lives.
 class LogSwitch {
  public:
   explicit LogSwitch(bool on);
@@ -53,7 +53,7 @@ class LogSwitch {
   CLogger* m_before;
 };
 
-/// Reads an input from front to back; what lies beyond its end is zero or empty.
+/// Reads an input from front to back; beyond its end everything is zero or empty.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : m_rest(data, size) {}
@@ -62,7 +62,7 @@ class Input {
   std::uint8_t byte();
   /// Up to `size` bytes.
   std::span<const std::uint8_t> take(std::size_t size);
-  /// The text before the next line feed, which is passed over.
+  /// The text up to the next line feed, which is skipped.
   std::string line();
   std::span<const std::uint8_t> rest() const { return m_rest; }
 

@@ -1,5 +1,5 @@
-// Mutations for the targets that read XML: half of them move whole elements and attributes about, so that
-// most inputs stay well-formed and get past the parser; the others are libFuzzer's own.
+// Mutations for the targets that read XML. Half of them move whole elements and attributes, so that most
+// inputs stay well-formed and get past the parser; the others are libFuzzer's own.
 
 #include <algorithm>
 #include <cstddef>
@@ -20,13 +20,12 @@ struct Range {
   std::size_t end;
 };
 
-/// What can be moved in a document. Nothing is checked: a text that only looks like an element serves as
-/// well.
+/// What can be moved in a document. Nothing is checked: a text that only looks like an element will do.
 struct Pieces {
   std::vector<Range> elements;      ///< start tag to end tag
   std::vector<Range> attributes;    ///< with the blank before the name
-  std::vector<std::size_t> inside;  ///< behind the start tag of an element
-  std::vector<std::size_t> inTag;   ///< behind the name in a start tag
+  std::vector<std::size_t> inside;  ///< after the start tag of an element
+  std::vector<std::size_t> inTag;   ///< after the name in a start tag
 };
 
 constexpr std::string_view kNameEnd = " \t\n/>";

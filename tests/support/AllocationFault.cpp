@@ -16,7 +16,7 @@ struct Fault {
   unsigned skipped;
 };
 
-/// The fault that is still to happen.
+/// The fault that has not happened yet.
 std::optional<Fault> g_fault;
 
 struct Watch {
@@ -28,7 +28,7 @@ struct Watch {
 
 std::optional<Watch> g_watch;
 
-/// Whether the allocation is the one that is to fail, which then happens once.
+/// Whether this allocation is the one to fail; it fails once.
 bool takesFault(std::size_t size, bool returnsNull) {
   if (!g_fault || g_fault->size != size ||
       (g_fault->outcome == AllocationFault::kReturnsNull) != returnsNull) {

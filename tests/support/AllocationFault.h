@@ -1,17 +1,17 @@
-// Failing allocations on demand, and objects that nobody has freed. The global allocation functions are the
-// tests' own for this.
+// Allocations that fail on demand, and objects that were never freed. A test program that links this replaces
+// the global allocation functions.
 
 #pragma once
 
 #include <cstddef>
 
-/// Makes one allocation fail while it lives. The test fails when none was there to fail.
+/// Makes one allocation fail while it lives. The test fails if no allocation did.
 class AllocationFault {
  public:
   enum Outcome {
     kReturnsNull,     ///< of a `new (std::nothrow)`
     kThrowsBadAlloc,  ///< of any other
-    kThrowsInt,       ///< likewise, with something that is no std::exception
+    kThrowsInt,       ///< throwing, with something that is no std::exception
   };
 
   /// The allocation is that of `size` bytes that comes after `skipped` others of its kind and size.
@@ -30,6 +30,6 @@ class AllocationWatch {
   AllocationWatch& operator=(const AllocationWatch&) = delete;
 
   std::size_t made() const;
-  /// Those that are not deleted.
+  /// Those that were not deleted.
   std::size_t alive() const;
 };

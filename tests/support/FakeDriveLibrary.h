@@ -11,7 +11,7 @@
 
 #include "NVMeRecords.h"
 
-/// One drive, and what the library says of it. Texts shorter than their field are padded: model and serial
+/// One drive, and what the library says about it. Texts shorter than their field are padded: model and serial
 /// number with blanks, the revision with NULs.
 struct FakeDrive {
   std::uint16_t deviceID = 0xa808;
@@ -28,7 +28,7 @@ struct FakeDrive {
   int updateResult = 0;
 };
 
-/// Hands out its drives byte by byte, with noise wherever nobody is to read. There is one at a time; the
+/// A drive library with these drives. Bytes that callers must not read are noise. There is one at a time; the
 /// records live as long as it does.
 class FakeDriveLibrary {
  public:
@@ -51,7 +51,7 @@ class FakeDriveLibrary {
   /// The address of an entry point, null for a missing one.
   void* entryPoint(const std::string& symbol) const;
 
-  /// Whether the records are as discovery handed them out.
+  /// Whether the records are unchanged since discovery.
   bool recordsUntouched() const;
 
  private:
@@ -61,7 +61,7 @@ class FakeDriveLibrary {
   static int getDriveInfo(_NVME_ZOLT_BDF* address, NVMeDriveInfo* info);
   static int updateFirmware(_NVME_ZOLT_BDF* address, const char* payloadPath);
 
-  /// The drive at an address, with a note of the call.
+  /// Records the call and finds the drive at the address.
   const FakeDrive& called(const char* operation, const _NVME_ZOLT_BDF& address, const std::string& arguments);
 
   std::vector<Record> m_handedOut;

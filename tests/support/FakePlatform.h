@@ -1,4 +1,4 @@
-// The platform with everything scripted that a unit test must not leave to the machine.
+// A platform that leaves nothing to the machine that could disturb a unit test.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// What is written to standard output through its stream.
+// Captures what is written to std::cout.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-/// Catches it while it lives.
+/// Redirects std::cout while it lives.
 class OutputCapture {
  public:
   OutputCapture() : m_before(std::cout.rdbuf(m_text.rdbuf())) {}

@@ -1,5 +1,5 @@
-// What the tests of the readers of XML files share: documents that go wrong in every way that a file can, and
-// records as lines of text.
+// What the tests of the XML readers share: documents that are broken in every way, and records as lines of
+// text.
 
 #pragma once
 
@@ -73,7 +73,7 @@ inline std::string withDoctype(std::string document, const std::string& doctype)
   return document.insert(declarationEnd, "<!DOCTYPE any " + doctype + ">");
 }
 
-/// The document with entities of which the last one stands for ten to the ninth power words.
+/// The document with nested entities, the last of which expands to a billion words.
 inline std::string withLaughs(const std::string& document) {
   std::string subset = "[<!ENTITY l0 \"ha\">";
   for (int level = 1; level <= 9; ++level) {
@@ -124,7 +124,7 @@ inline std::vector<Document> malformedDocuments(const std::string& good) {
       {"end tag of the root missing", open},
       {"end tag of another element", open + "</Other>"},
       {"second root", good + "<Other/>"},
-      {"text behind the root", good + "text"},
+      {"text after the root", good + "text"},
       {"attribute given twice", withinRoot(good, R"(<n a="" a=""/>)")},
       {"attribute without quotes", withinRoot(good, "<n a=1/>")},
       {"raw ampersand", withinRoot(good, "a & b")},
@@ -147,7 +147,7 @@ inline std::vector<Document> malformedDocuments(const std::string& good) {
       {"NUL byte in front", '\0' + good},
       {"NUL bytes only", std::string(64, '\0')},
       {"gzip of a document without its end", gzipped(open)},
-      {"gzip mark and nothing behind", "\x1f\x8b\x08"},
+      {"gzip mark and nothing else", "\x1f\x8b\x08"},
   };
 }
 
@@ -181,7 +181,8 @@ inline std::vector<Document> foreignDocuments(const std::string& good, const std
   };
 }
 
-/// Documents with the answers of `good` that name `file` where a parser could be led to read it.
+/// Documents with the answers of `good` that name `file` in places from which a careless parser would read
+/// it.
 inline std::vector<Document> documentsThatName(const std::filesystem::path& file, const std::string& good) {
   const std::string uri = "SYSTEM \"file://" + file.string() + "\"";
   return {
@@ -226,7 +227,7 @@ inline std::vector<UnreadableFile> unreadableFiles() {
   };
 }
 
-/// While this lives, file permissions hold for root too.
+/// While this lives, file permissions apply to root too.
 class WithoutFilePrivileges {
  public:
   WithoutFilePrivileges() {

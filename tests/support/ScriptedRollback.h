@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-/// What the operations of the rollback class do while it lives; without one, and while an operation has no
-/// script, they succeed. There is one at a time.
+/// Scripts the operations of the rollback class while it lives. An operation without a script succeeds, and
+/// so do all of them without an object. There is one at a time.
 class ScriptedRollback {
  public:
   ScriptedRollback();

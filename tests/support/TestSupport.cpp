@@ -57,7 +57,7 @@ bool hasShape(std::string_view text, std::string_view shape) {
 }
 
 /// A right-aligned field at the start of `text`, at least `width` wide and ended by `end`, without its
-/// padding; it and its end are cut off. Nothing when there is no such field, or one padded beyond its width.
+/// padding; both are removed from `text`. Nothing if there is no such field, or one padded beyond its width.
 std::optional<std::string> takeField(std::string_view& text, std::size_t width, std::string_view end) {
   const std::size_t padding = text.find_first_not_of(' ');
   if (padding == text.npos) return std::nullopt;

@@ -1,4 +1,4 @@
-// What all tests share: scratch folders, files, and the debug log as lines without time stamps and numbers.
+// What all tests share: scratch folders, files, and the debug log without time stamps and line numbers.
 
 #pragma once
 
@@ -9,13 +9,13 @@
 
 #include "Logger.h"
 
-/// The whole content of a file; fails the test when it cannot be read.
+/// The whole content of a file; fails the test if it cannot be read.
 std::string readFile(const std::filesystem::path& path);
 
 /// Writes a file, making its folder when that is missing.
 void writeFile(const std::filesystem::path& path, std::string_view content);
 
-/// A scratch folder that goes with its object, whatever has become of the test.
+/// A scratch folder that is removed with its object, also after a failed assertion.
 class ScratchFolder {
  public:
   ScratchFolder();
@@ -49,14 +49,14 @@ struct LogLine {
   bool operator==(const LogLine&) const = default;
 };
 
-/// The lines of a debug log; fails the test for a line that has not the log's layout. A message with a line
-/// break in it is one line.
+/// The lines of a debug log; fails the test for a line that does not have the log's layout. A message with a
+/// line break in it is one line.
 std::vector<LogLine> parseLog(const std::string& log);
 
 /// Only the messages of a debug log.
 std::vector<std::string> messages(const std::string& log);
 
-/// A debug log of the test's own, in place of the process's one while this lives.
+/// Replaces the process's debug log by one of the test while this lives.
 class LogCapture {
  public:
   LogCapture();

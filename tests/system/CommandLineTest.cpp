@@ -1,4 +1,4 @@
-// What the command line makes of a run: exit status, standard output, and which files it writes.
+// The command line: exit status, standard output, and which files a run writes.
 
 #include <gmock/gmock.h>
 
@@ -145,8 +145,8 @@ struct BothCase {
   Arguments arguments;
 };
 
-/// Both commands in one process. The records of the first list are given up there by design: the second list
-/// takes their place and nothing else knows them. So the leak sanitizer does not look.
+/// Both commands in one process. By design, the second list replaces the first one without freeing its
+/// records, so the leak sanitizer is off.
 class BothCommands : public testing::TestWithParam<BothCase> {
  protected:
   BothCommands() { component.settings.mayLeak = true; }

@@ -80,7 +80,7 @@ bool giveUpPrivileges() {
          (::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0);
 }
 
-/// Turns the forked child into the program, for as long as a run may take. Comes back only in failure.
+/// Turns the forked child into the program, which is ended if it hangs. Returns only on failure.
 void become(const ComponentFolder::Settings& settings, std::vector<std::string> arguments,
             const fs::path& output, const fs::path& errors) {
   std::vector<std::string> environment = environmentOf(settings);
@@ -88,7 +88,7 @@ void become(const ComponentFolder::Settings& settings, std::vector<std::string> 
   if (!redirect(STDOUT_FILENO, output) || !redirect(STDERR_FILENO, errors)) return;
   if (::chdir(settings.workingFolder.c_str()) != 0) return;
   if (!settings.isPrivileged && !giveUpPrivileges()) return;
-  ::alarm(kSecondsBeforeHanging);  // goes on counting in the program
+  ::alarm(kSecondsBeforeHanging);  // stays in force after exec
   ::execve(settings.executable.c_str(), pointersTo(arguments).data(), pointersTo(environment).data());
 }
 
@@ -191,7 +191,8 @@ Outcome ComponentFolder::run(const std::vector<std::string>& arguments) const {
   return outcome;
 }
 
-/// Those on standard output, and those in the file after -o, which may be a relative name in either folder.
+/// The documents on standard output and in the file after -o, a relative name of which may be in either
+/// folder.
 std::vector<std::string> ComponentFolder::writtenDocuments(const std::vector<std::string>& arguments,
                                                            const std::string& standardOutput) const {
   std::vector<std::string> documents = documentsIn(standardOutput);

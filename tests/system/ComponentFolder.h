@@ -1,5 +1,5 @@
-// A component folder in a scratch place: the built executable beside the simulator's shared objects, ready to
-// be run and to be looked at afterwards.
+// A scratch component folder: the built executable beside the simulator's shared objects, to run and to
+// inspect afterwards.
 
 #pragma once
 
@@ -13,8 +13,8 @@
 
 #include "TestSupport.h"
 
-/// What a run of the program came to. Two outcomes are equal when exit status and standard output are; what
-/// the run complained about is printed with them.
+/// The outcome of a run. Two outcomes are equal if exit status and standard output are; standard error is
+/// only printed.
 struct Outcome {
   int exitStatus = 0;  ///< 99 after a sanitizer's report; 128 and the signal after one (SIGALRM: it hung)
   std::string standardOutput;
@@ -47,14 +47,14 @@ class ComponentFolder {
   std::filesystem::path loaderFolder() const { return m_root / "loader"; }
   /// A folder of this name beside the component folder, made if missing.
   std::filesystem::path folderBeside(std::string_view name) const;
-  /// Makes another folder the working directory: drive library, package.xml and install script are staged
-  /// there and gone from the component folder.
+  /// Makes another folder the working directory: drive library, package.xml and install script are moved
+  /// there from the component folder.
   std::filesystem::path moveWorkingFolder();
 
-  /// The drives that there are; `changes` replaces or adds keys of the scenario. Flashing brings "SMP90200".
+  /// Sets the drives that exist; `changes` replaces or adds keys of the scenario. Flashing brings "SMP90200".
   void setDrives(const std::vector<nlohmann::json>& drives,
                  const nlohmann::json& changes = nlohmann::json::object()) const;
-  /// What the rollback library's operations do in place of their work.
+  /// Sets what the rollback library's operations do instead of their work.
   void setRollback(const nlohmann::json& script);
 
   struct Settings {
@@ -63,25 +63,24 @@ class ComponentFolder {
     std::map<std::string, std::string> environment;  ///< all of it, PATH and the sanitizers' options aside
     bool isPrivileged = true;  ///< false: the permissions of files bind, also when the tests run as root
     bool mayLeak = false;      ///< true: the leak sanitizer does not look
-    /// True: values that are not escaped are to make every document of a run not well-formed. Otherwise each
-    /// of them is to be as its schema describes it.
+    /// True: every document of the run must be malformed, because values are not escaped. False: every
+    /// document must match its schema.
     bool breaksDocuments = false;
   };
   Settings settings;
 
-  /// Runs the program to its end, and holds the documents that it wrote against their schemas.
+  /// Runs the program to its end and validates the documents that it wrote.
   Outcome run(const std::vector<std::string>& arguments) const;
 
-  /// What the stand-ins were asked, one call a line (tabs between its parts), and since the last
-  /// `forgetCalls`.
+  /// The calls that the stand-ins recorded since the last `forgetCalls`, with tabs between the parts of each.
   std::vector<std::string> driveCalls() const { return recorded("drive-calls"); }
   std::vector<std::string> rollbackCalls() const { return recorded("rollback-calls"); }
   std::vector<std::string> installCalls() const { return recorded("install-calls"); }
   void forgetCalls() const;
-  /// The drive calls that flash, likewise.
+  /// Those of `driveCalls` that flash.
   std::vector<std::string> flashCalls() const;
 
-  /// The rollback library's partition; not there before it was first used.
+  /// The rollback library's partition; it does not exist before its first use.
   std::filesystem::path partition() const { return m_root / "partition"; }
 
   /// The names in a folder, sorted.

@@ -1,4 +1,4 @@
-// package.xml in every shape: which name a drive gets from it, and what the debug log says about it.
+// package.xml in every shape: the name that a drive gets from it, and what the debug log says.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

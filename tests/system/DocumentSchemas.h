@@ -1,4 +1,4 @@
-// The schemas that are shipped, against the documents that the program writes.
+// Validates the documents that the program writes against the schemas that are shipped.
 
 #pragma once
 
@@ -10,7 +10,7 @@
 /// end of its root element, or of the text when that is missing.
 std::vector<std::string> documentsIn(std::string_view text);
 
-/// What libxml2 makes of a result document.
+/// How libxml2 judges a result document.
 struct DocumentVerdict {
   bool isWellFormed = false;
   std::string complaint;  ///< empty for a document that is as its schema describes it

@@ -1,4 +1,4 @@
-// That the documents of every run are held against their schemas, and that this can fail.
+// The documents of every run are validated, and validation can fail.
 
 #include "DocumentSchemas.h"
 

@@ -1,4 +1,4 @@
-// The drive library missing, broken, incomplete, elsewhere or answering with odd lists.
+// The drive library is missing, broken, incomplete, in another place, or returns odd lists.
 
 #include <gmock/gmock.h>
 
@@ -23,7 +23,7 @@ constexpr char kLibrary[] = "libnvme.so";
 constexpr char kNotLoaded[] =
     "ERROR: Could not able to load the NVMePCISSD Library using NVMePCISSD_LIBRARY to get handle to library";
 
-/// Stands on the loader's search path for whatever library of this name the machine may have.
+/// Puts a broken library on the loader's search path, in front of one that the machine may have.
 void hideTheMachinesOwn(const ComponentFolder& component) {
   writeFile(component.loaderFolder() / kLibrary, "no library\n");
 }

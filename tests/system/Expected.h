@@ -1,4 +1,4 @@
-// What the program is to write: result documents from their fragments, and whole debug logs from files.
+// What the program must write: result documents, made of fragments, and whole debug logs, from files.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-/// The texts of a drive that the documents show; as they stand, those of `drive(1)`.
+/// A drive's texts in the documents; the defaults are those of `drive(1)`.
 struct ExpectedDrive {
   std::string serialNumber = "SIM1";
   std::string revision = "SMP10101";
@@ -22,7 +22,7 @@ ExpectedDrive expectedDrive(int number);
 
 /// A drive in the inventory document.
 std::string listed(const ExpectedDrive& drive);
-/// A drive in the update document that took the firmware, or that was never asked to.
+/// A drive in the update document that took the firmware or was never asked to.
 std::string updated(const ExpectedDrive& drive);
 /// A failed drive in either document.
 std::string failed(std::string_view message);
@@ -36,16 +36,16 @@ std::string updateDocument(const std::vector<std::string>& fragments);
 
 extern const char kUsage[];
 
-/// Compares a debug log whole with expected/`name`.log, where every line is the source, a colon and the
-/// message between double quotes, and where {component} stands for the component folder.
+/// Compares a whole debug log with expected/`name`.log. Its lines are the source, a colon and the message in
+/// double quotes; {component} stands for the component folder.
 void expectLog(std::string_view name, const std::string& log, const std::filesystem::path& component);
 
 /// The messages of a debug log from the first `first` to the `last` that follows it, both included; empty
-/// when one of them is not there.
+/// if one of them is missing.
 std::vector<std::string> messagesBetween(const std::string& log, const std::string& first,
                                          const std::string& last);
 
-/// The cases of a table have a name, after which their tests are named and as which they are printed.
+/// A case of a table has a name, which its test gets and which is printed.
 template <class Case>
 concept NamedCase = requires(const Case& tested) {
   { tested.name } -> std::same_as<const char* const&>;

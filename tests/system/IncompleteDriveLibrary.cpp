@@ -1,5 +1,5 @@
-// A drive library with one or more of its entry points left out. The program takes all or none of them, so
-// the others are never called: each of them ends the process.
+// A drive library that lacks entry points. The program uses all of them or none, so the others must never be
+// called: each of them ends the process.
 
 #include <cstdlib>
 

@@ -1,5 +1,5 @@
-// The install script of the hardware-access library: when it runs, where it is looked for, and what its
-// failure does. Beside the staged script lies no library to install, unless a test puts one there.
+// The install script of the hardware-access library: when it runs, from which folder, and what its failure
+// does. There is no library beside the staged script unless a test puts one there.
 
 #include <gmock/gmock.h>
 
@@ -84,7 +84,7 @@ class InstallScript : public testing::Test {
  protected:
   InstallScript() { component.setDrives({drive(1)}); }
 
-  /// Every script notes its calls in a file beside it.
+  /// Makes every script record its calls in a file beside it.
   void noteBesideTheScripts() { component.settings.environment.erase("FWKIT_LOG"); }
   static std::vector<std::string> callsOfScriptIn(const fs::path& folder) {
     return linesOf(folder / "fwkitinstall.log");

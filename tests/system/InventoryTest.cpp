@@ -1,4 +1,4 @@
-// The inventory: what becomes of the drives that the library tells about, and where the document goes.
+// The inventory: what the document says about each drive of the library, and where it goes.
 
 #include <gmock/gmock.h>
 
@@ -232,7 +232,7 @@ TEST(Inventory, AbsoluteOutputNameIsTakenAsItIs) {
   EXPECT_EQ(readFile(output), inventoryDocument({}));
 }
 
-/// A working folder that nothing can be written to.
+/// A working folder that is not writable.
 class ReadOnlyWorkingFolder : public testing::Test {
  protected:
   ReadOnlyWorkingFolder() : work(component.moveWorkingFolder()) {

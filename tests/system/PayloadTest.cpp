@@ -1,4 +1,4 @@
-// The one payload beside the executable: what counts as one, and what happens when there is not one.
+// The payload beside the executable: what counts as one, and what happens unless there is exactly one.
 
 #include <gmock/gmock.h>
 
@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
                     [](const fs::path& folder) { fs::rename(folder, folder.parent_path() / "Payload"); }}),
     kByName);
 
-/// One entry of any kind is the payload's path; the library decides what it can use.
+/// A single entry of any kind is the payload; the library decides whether it can use it.
 class UnusablePayload : public PayloadTest {};
 
 TEST_P(UnusablePayload, IsTriedOnEveryDriveAndRefusedByTheLibrary) {

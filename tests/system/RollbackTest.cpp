@@ -1,4 +1,4 @@
-// The rollback library failing in every way that it can: nothing of it shows but lines in the debug log.
+// The rollback library fails in every way: only the debug log shows it.
 
 #include <gmock/gmock.h>
 

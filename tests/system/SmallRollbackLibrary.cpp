@@ -1,5 +1,5 @@
 // A rollback library whose object is smaller than the room that callers reserve for it, as a platform's may
-// be. It says on standard output how often it was used.
+// be. It prints how often it was used.
 
 #include <cstdio>
 #include <string>

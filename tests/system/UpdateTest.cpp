@@ -1,4 +1,4 @@
-// The update: what becomes of every drive, of the payload and of the document.
+// The update: what happens to every drive and to the payload, and what the document says.
 
 #include <gmock/gmock.h>
 

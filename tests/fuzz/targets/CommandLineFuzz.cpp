@@ -11,7 +11,8 @@
 
 namespace {
 
-/// The arguments as a process gets them, each in a block of its own, with a null pointer behind the last.
+/// The arguments as a process gets them, each in an allocation of its own, with a null pointer after the
+/// last.
 class Arguments {
  public:
   explicit Arguments(fuzz::Input input) {

@@ -18,8 +18,8 @@
 
 namespace {
 
-/// A drive library of one input. Every record is a block of its own, so that a reader that goes too far is
-/// found out.
+/// A drive library of one input. Each record is an allocation of its own, so that the sanitizer sees a read
+/// beyond it.
 struct Drive {
   std::uint8_t flags = 0;
   std::unique_ptr<NVMeDriveRecord> record = std::make_unique<NVMeDriveRecord>();

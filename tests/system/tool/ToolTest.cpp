@@ -43,7 +43,7 @@ class Tool : public testing::Test {
     return terminal >= 0;
   }
 
-  /// What a shell command writes to a terminal of its own.
+  /// What a shell command writes to a terminal.
   static std::string onTerminal(const std::string& command, const std::string& environment = "TERM=xterm") {
     return run("", environment + " script -qec '" + command + "' /dev/null").output;
   }
@@ -147,7 +147,7 @@ TEST_F(Tool, ShowReadsFromStandardInputAndPipes) {
   EXPECT_THAT(run("show -", TOOL_EXECUTABLE, "good.xml").output, HasSubstr("standard input  1  listed   R1"));
   ASSERT_EQ(std::system("mkfifo pipe && (cat good.xml >pipe &)"), 0);
   EXPECT_THAT(run("show pipe").output, HasSubstr("pipe      1  listed   R1"));
-  // The place in a document is shown, though a pipe can be read only once.
+  // The message has the place in the document, although a pipe can be read only once.
   writeFile("bad.xml", "<SVMInventory lang=\"&\"></SVMInventory>");
   ASSERT_EQ(std::system("(cat bad.xml >pipe &)"), 0);
   EXPECT_THAT(run("show pipe").complaints, HasSubstr("\n    <SVMInventory lang=\"&\"></SVMInventory>\n"));

@@ -8,7 +8,7 @@ trap 'rm -rf "$scratch"' EXIT
 
 fail() { echo "FAILED: $*" >&2; exit 1; }
 
-# The code block behind the comment that names it.
+# The code block after the comment that names it.
 example() {
   awk -v mark="<!-- example: $1 -->" '$0 == mark {found = 1; next} found && /^```/ {if (inside) exit; inside = 1; next} inside' \
     "$root/docs/integration.md" >"$scratch/$1"
@@ -75,7 +75,7 @@ for example in shell python; do
   expect 0 "3 of 3 drives took the firmware" "${command[@]}"
 done
 
-# What became of the update is told also when the inventory behind it fails.
+# The outcome of the update is reported even if the inventory after it fails.
 stage three-drives
 mv "$component/nvmepcissd" "$component/real"
 printf '#!/bin/sh\ncase $* in *after.xml*) exit 9 ;; esac\nexec ./real "$@"\n' >"$component/nvmepcissd"

@@ -26,7 +26,7 @@ for page in "$root"/docs/package-xml.md:package "$root"/docs/plugin-configuratio
   accepted "${page##*:}" "$scratch/sample.xml"
 done
 
-# A Device may hold several models, each with a name behind its ids; a second name for the same ids is never used.
+# A Device may hold several models, each with a name after its ids; a second name for the same ids is never used.
 sed 's/^ *<PCIInfo deviceID="a802" subDeviceID="1101"/<Display>Another model<\/Display>&/' "$schemas/examples/package.xml" \
   >"$scratch/models.xml"
 [ "$(xmllint --xpath 'count(//SupportedDevices/Device[2]/Display)' "$scratch/models.xml")" -eq 2 ] || fail "no two models"
