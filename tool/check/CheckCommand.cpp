@@ -22,7 +22,7 @@ void printFindings(const Findings& findings, bool colour) {
   for (const Finding& finding : findings) {
     std::cout << (colour ? "\033[1m" : "") << placeOf(finding) << ": " << forTerminal(finding.problem)
               << (colour ? "\033[0m" : "") << "\n    at run time: " << forTerminal(finding.atRunTime)
-              << "\n    to mend: " << forTerminal(finding.remedy) << "\n";
+              << "\n    to fix: " << forTerminal(finding.remedy) << "\n";
   }
   if (findings.empty()) {
     std::cout << "no findings\n";

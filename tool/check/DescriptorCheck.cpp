@@ -132,7 +132,7 @@ class Reading {
       if (m_namesTold.contains(child)) continue;
       report(child, "Display " + inQuotes(libxml::firstText(child)) + " is never used",
              "no drive is shown under it: there is no PCIInfo between it and the Display or Device before it",
-             "remove it, or move it behind the PCIInfo that it names");
+             "remove it, or move it after the PCIInfo that it names");
     }
   }
 
@@ -153,7 +153,7 @@ class Reading {
     }
     report(entry.pciInfo, "PCIInfo has no " + name,
            origin == nullptr ? "the id stays empty: no drive matches this entry"
-                             : "it takes over " + inQuotes(id) + " from " + onLine(lineOf(origin)) + "; " +
+                             : "it inherits " + inQuotes(id) + " from " + onLine(lineOf(origin)) + "; " +
                                    kOwnLibrary + " lists and flashes the drives with that id",
            "add " + name + "=\"....\" with the four hexadecimal digits of the drive's id" +
                misspelt(entry.pciInfo, name));
@@ -163,8 +163,8 @@ class Reading {
                          const std::string& id, const std::string& reason) {
     const bool filled = written != id;
     report(
-        pciInfo, name + "=" + inQuotes(written) + " " + (filled ? "has less than four digits" : reason),
-        (filled ? "it is filled up to " + inQuotes(id) + "; a" : std::string("a")) +
+        pciInfo, name + "=" + inQuotes(written) + " " + (filled ? "has fewer than four digits" : reason),
+        (filled ? "it is filled with zeros to " + inQuotes(id) + "; a" : std::string("a")) +
             " drive's id is up to four hexadecimal digits without leading zeros, so the name is never found and the "
             "drive's display stays empty",
         id.starts_with('0') && id.size() == kIdDigits
@@ -190,11 +190,11 @@ class Reading {
              "give the Display the drive's marketing name as its text");
     } else if (const xmlNode* const before = libxml::firstChildNamed(entry.device(), "Display")) {
       m_namesTold.insert(before);
-      report(before, "Display stands before its PCIInfo (" + onLine(lineOf(entry.pciInfo)) + ")", consequence,
-             "move the Display behind the last PCIInfo that it names");
+      report(before, "Display is before its PCIInfo (" + onLine(lineOf(entry.pciInfo)) + ")", consequence,
+             "move the Display after the last PCIInfo that it names");
     } else {
-      report(entry.pciInfo, "PCIInfo has no Display behind it in its Device", consequence,
-             "add a Display with the drive's marketing name behind the PCIInfo");
+      report(entry.pciInfo, "PCIInfo has no Display after it in its Device", consequence,
+             "add a Display with the drive's marketing name after the PCIInfo");
     }
   }
 
@@ -227,23 +227,23 @@ class Reading {
     const bool plain = (first->type == XML_TEXT_NODE || first->type == XML_CDATA_SECTION_NODE);
     if (!plain || first->next != nullptr) {
       report(display, "Display holds more than a text",
-             "only its first piece counts: the name is " + inQuotes(name),
+             "only its first part counts: the name is " + inQuotes(name),
              "leave comments, elements and sections out of the Display");
     }
     if (name.find_first_of("&<\"") != std::string::npos) {
       report(
           display, "the name " + inQuotes(name) + " holds a character that XML reserves (&, < or \")",
           "names are not escaped: a result document with this drive is not well-formed, and readers refuse it",
-          "word the name without &, < and \"");
+          "write the name without &, < and \"");
     }
     constexpr char kBlanks[] = " \t\r\n";
     if (name.find_first_not_of(kBlanks) == std::string::npos) {
-      report(display, "Display is empty but for blanks", "drives that it names are shown with a blank name",
+      report(display, "Display holds only blanks", "drives that it names are shown with a blank name",
              "give the Display the drive's marketing name as its text");
     } else if (name.find_first_of("\t\r\n") != std::string::npos || name.front() == ' ' ||
                name.back() == ' ') {
       report(display, "the name has line breaks, tabs or blanks around it",
-             "it goes into the result documents as it stands, line breaks included",
+             "it goes into the result documents as it is, line breaks included",
              "write <Display>name</Display> on one line, without blanks around the name");
     }
   }
@@ -260,13 +260,13 @@ class Reading {
             "no drive gets its name from it",
             "write <Device> in <SupportedDevices> in <SoftwareComponent>, with these letters and without a namespace");
       } else if (libxml::isNamed(element, "PCIInfo") && !hasReader(element)) {
-        report(element, "this PCIInfo is never read: it stands in " + elementName(element->parent),
+        report(element, "this PCIInfo is never read: it is in " + elementName(element->parent),
                "no drive matches it", "move it into its Device, before the Display");
       }
     }
     if (read.empty() && !lookalike) {
       report(root, "no Device in SoftwareComponent/SupportedDevices", withoutNames(),
-             "list the supported drives, one Device a model");
+             "list the supported drives, one Device for each model");
     }
   }
 
@@ -279,7 +279,7 @@ class Reading {
     if (element->ns != nullptr)
       return "it is in the namespace " + inQuotes(reinterpret_cast<const char*>(element->ns->href));
     if (elementName(element) != "Device") return "the name is not written \"Device\"";
-    return "it does not stand in SoftwareComponent/SupportedDevices";
+    return "it is not in SoftwareComponent/SupportedDevices";
   }
 
   /// A hint for the remedy when the attribute is there in other letters.
@@ -301,18 +301,18 @@ class Reading {
 };
 
 constexpr char kNoNoise[] = "; nothing reports it";
-constexpr char kNoise[] = "; only libxml2 complains, on standard error, for every drive twice";
+constexpr char kNoise[] = "; only libxml2 complains, on standard error, twice for every drive";
 
 /// Why nothing can be read from `file`, as nothing is where there is.
 std::optional<Finding> unreadable(const std::filesystem::path& file) {
-  constexpr char kRemedy[] = "put package.xml into the component folder, readable for the component";
+  constexpr char kRemedy[] = "put a package.xml that the component can read into the component folder";
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(file, error);
   if (std::filesystem::is_directory(status))
     return Finding{file, 0, "descriptor is a folder", withoutNames(kNoise), kRemedy};
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
     return Finding{file, 0, "descriptor is not a regular file",
-                   "what a run reads from it is not a package's; from a pipe it waits, maybe for ever",
+                   "a run reads whatever it gives as the descriptor; a pipe may block the run for ever",
                    kRemedy};
   }
   if (access(file.c_str(), R_OK) == 0) return std::nullopt;
@@ -331,7 +331,7 @@ Findings checkDescriptor(const std::filesystem::path& file) {
   if (document == nullptr) {
     const XmlError error = errors.first().value_or(XmlError{0, 0, "it cannot be parsed"});
     return {{file, error.line, "descriptor is not well-formed: " + error.message, withoutNames(kNoise),
-             "mend the XML; xmllint shows the place as well"}};
+             "fix the XML; xmllint shows the place as well"}};
   }
   return Reading(file, document.get()).run();
 }

@@ -63,7 +63,7 @@ Findings checkPayload(const fs::path& folder) {
   const fs::path file = payload / names.front();
   if (!fs::is_regular_file(file, error)) {
     return {{file, 0, "payload is not a regular file",
-             "its path goes to the drive library all the same, which decides what becomes of it", kRemedy}};
+             "its path goes to the drive library all the same, which decides what to do with it", kRemedy}};
   }
   if (fs::file_size(file, error) == 0) {
     return {{file, 0, "payload is empty", "the drive library is told to flash an empty file", kRemedy}};
@@ -114,7 +114,7 @@ Findings checkInstallScript(const fs::path& folder) {
   if (line.starts_with("#!") && line.ends_with('\r')) {
     findings.push_back(
         {script, 1, "the first line ends in a carriage return, which becomes part of the interpreter's name",
-         kNotInstalled, "save the script with line feeds alone"});
+         kNotInstalled, "save the script with line feeds only"});
   } else if (const std::string name = interpreter(line);
              !name.empty() && access((folder / name).c_str(), X_OK) != 0) {
     findings.push_back({script, 1,
@@ -130,11 +130,10 @@ Findings checkFolderName(const fs::path& folder) {
   const std::string path = fs::canonical(folder, error);
   const std::size_t place = path.find_first_of(" \t\n'\"\\$`&|;<>()*?[{");
   if (place == std::string::npos) return {};
-  return {
-      {folder, 0, std::string("the folder's path holds the character '") + path[place] + "'",
-       "the install script is run by a shell under this very path, which takes the path apart: the script is "
-       "not found, or something else is run",
-       "use a path of letters, digits, '-', '_', '.' and '/'"}};
+  return {{folder, 0, std::string("the folder's path holds the character '") + path[place] + "'",
+           "a shell runs the install script under this path and takes the path apart: the script is "
+           "not found, or something else runs",
+           "use a path of letters, digits, '-', '_', '.' and '/'"}};
 }
 
 /// What lies beside the executable is looked for beside the file that a link leads to.
@@ -152,7 +151,7 @@ Findings checkMarker(const fs::path& folder) {
   if (access(marker.c_str(), R_OK) != 0) return {};
   return {
       {marker, 0, "marker file for the debug log was left in place",
-       "every run with a drive empties and writes baseutils.log in the working directory, and a log asked for "
+       "every run with a drive empties and writes baseutils.log in the working directory, and a log requested "
        "with -d stops at the first drive",
        "remove the file before the package is shipped"}};
 }
@@ -168,7 +167,7 @@ std::vector<fs::path> everythingIn(const fs::path& component, Findings& findings
     if (i > 0 && fs::is_symlink(folder, error) && folder != component / "payload") continue;
     for (const std::string& name : namesIn(folder, error)) paths.push_back(folder / name);
     if (error) {
-      findings.push_back({folder, 0, "cannot be looked into: " + error.message(),
+      findings.push_back({folder, 0, "cannot be read: " + error.message(),
                           "unknown: nothing in it was checked",
                           "check the package as a user who may read it"});
     }
@@ -183,9 +182,10 @@ Findings checkPermissions(const fs::path& folder) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) continue;
     const bool everybody = (status.st_mode & S_IWOTH) != 0;
-    findings.push_back({path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
-                        "who may write here decides what the component reads, loads or runs, mostly as root",
-                        modeRemedy("go-w", path, folder)});
+    findings.push_back(
+        {path, 0, std::string("may be written by ") + (everybody ? "everybody" : "its group"),
+         "whoever can write here decides what the component reads, loads or runs, usually as root",
+         modeRemedy("go-w", path, folder)});
   }
   return findings;
 }

@@ -83,7 +83,7 @@ TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
       "component/package.xml:68: deviceID=\"0a54\" has a leading zero\n"
       "    at run time: a drive's id is up to four hexadecimal digits without leading zeros, so the name is "
       "never found and the drive's display stays empty\n"
-      "    to mend: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name "
+      "    to fix: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name "
       "the drive: keep this one if the package ships the libnvme.so that comes with nvmepcissd, which compares ids "
       "as numbers and lists no other drives, else remove it\n"
       "1 finding\n");

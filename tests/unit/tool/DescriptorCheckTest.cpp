@@ -85,9 +85,7 @@ TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
        "<Device componentID=\"\">" + pciInfo() + display + "</Device>",
        {"2: Device has no componentID"}},
       {"no PCIInfo", device(display), {"2: Device has no PCIInfo"}},
-      {"Display first",
-       device(display + "\n" + pciInfo()),
-       {"3: Display stands before its PCIInfo (line 4)"}},
+      {"Display first", device(display + "\n" + pciInfo()), {"3: Display is before its PCIInfo (line 4)"}},
       {"two names",
        device(pciInfo() + display + "<Display>Two</Display>"),
        {"4: Display \"Two\" is never used"}},
@@ -98,10 +96,10 @@ TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
        device(pciInfo() + display +
               pciInfo(R"(deviceID="a802" subDeviceID="1" vendorID="f101" subVendorID="f1a0")") +
               "<Display>Two</Display>"),
-       {"4: subDeviceID=\"1\" has less than four digits"}},
+       {"4: subDeviceID=\"1\" has fewer than four digits"}},
       {"empty Display", device(pciInfo() + "<Display></Display>"), {"4: Display is empty"}},
-      {"blank Display", device(pciInfo() + "<Display>  </Display>"), {"4: Display is empty but for blanks"}},
-      {"no Display", device(pciInfo()), {"3: PCIInfo has no Display behind it in its Device"}},
+      {"blank Display", device(pciInfo() + "<Display>  </Display>"), {"4: Display holds only blanks"}},
+      {"no Display", device(pciInfo()), {"3: PCIInfo has no Display after it in its Device"}},
       {"missing id",
        withIds(R"(deviceID="a801" subDeviceID="1001" vendorID="f101")"),
        {"3: PCIInfo has no subVendorID"}},
@@ -119,10 +117,10 @@ TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
        {"3: subDeviceID=\"0001\" has a leading zero"}},
       {"short id",
        withIds(R"(deviceID="a54" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
-       {"3: deviceID=\"a54\" has less than four digits"}},
+       {"3: deviceID=\"a54\" has fewer than four digits"}},
       {"empty id",
        withIds(R"(deviceID="" subDeviceID="1001" vendorID="f101" subVendorID="f1a0")"),
-       {"3: deviceID=\"\" has less than four digits"}},
+       {"3: deviceID=\"\" has fewer than four digits"}},
       {"same ids twice",
        device(pciInfo() + display) +
            device(pciInfo(R"(deviceID="A801" subDeviceID="1001" vendorID="F101" subVendorID="F1A0")") +
@@ -142,10 +140,10 @@ TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
        {"2: this device is never read: the name is not written \"Device\""}},
       {"another place",
        "<Devices>\n" + device(pciInfo() + display) + "</Devices>",
-       {"3: this Device is never read: it does not stand in SoftwareComponent/SupportedDevices"}},
+       {"3: this Device is never read: it is not in SoftwareComponent/SupportedDevices"}},
       {"PCIInfo in another element",
        device("<Ids>\n" + pciInfo() + "</Ids>" + display),
-       {"2: Device has no PCIInfo", "4: this PCIInfo is never read: it stands in Ids"}},
+       {"2: Device has no PCIInfo", "4: this PCIInfo is never read: it is in Ids"}},
       {"no Device", "", {"1: no Device in SoftwareComponent/SupportedDevices"}},
   };
   for (const Case& c : cases) EXPECT_EQ(problems(descriptor(c.devices)), c.problems) << c.what;
@@ -155,7 +153,7 @@ TEST_F(DescriptorCheck, ANamespaceHidesEveryDevice) {
   EXPECT_THAT(problems("<SoftwareComponent xmlns=\"urn:x\"><SupportedDevices>\n" + device(pciInfo()) +
                        "</SupportedDevices></SoftwareComponent>"),
               ElementsAre("2: this Device is never read: it is in the namespace \"urn:x\""));
-  EXPECT_THAT(problems("<PCIInfo/>"), ElementsAre("1: this PCIInfo is never read: it stands in no Device",
+  EXPECT_THAT(problems("<PCIInfo/>"), ElementsAre("1: this PCIInfo is never read: it is in no Device",
                                                   "1: no Device in SoftwareComponent/SupportedDevices"));
 }
 
@@ -166,10 +164,10 @@ TEST_F(DescriptorCheck, WhatIsCarriedOverIsNamedWithItsLine) {
   for (const tool::Finding& finding : carried) texts.push_back(finding.atRunTime);
   EXPECT_THAT(
       texts,
-      ElementsAre(
-          StartsWith("it takes over \"1001\" from line 3; the libnvme.so that comes with nvmepcissd "),
-          StartsWith("it takes over \"f101\" from line 3"), StartsWith("it takes over \"f1a0\" from line 3"),
-          "drives that match line 7 are shown under the name \"One\", carried over from line 4"));
+      ElementsAre(StartsWith("it inherits \"1001\" from line 3; the libnvme.so that comes with nvmepcissd "),
+                  StartsWith("it inherits \"f101\" from line 3"),
+                  StartsWith("it inherits \"f1a0\" from line 3"),
+                  "drives that match line 7 are shown under the name \"One\", carried over from line 4"));
   EXPECT_THAT(check(descriptor(device(pciInfo("DeviceID=\"a801\"")))).at(0).remedy,
               HasSubstr("it is written DeviceID there"));
 }
