@@ -15,7 +15,6 @@ using namespace std::chrono_literals;
 
 constexpr int kRepeats = 3;
 constexpr auto kBeforeRepeat = 500ms;
-constexpr auto kResetBound = 5s;
 
 // Opcodes
 constexpr std::uint8_t kGetLogPage = 0x02;
@@ -24,7 +23,8 @@ constexpr std::uint8_t kFirmwareCommit = 0x10;
 constexpr std::uint8_t kFirmwareImageDownload = 0x11;
 
 constexpr std::uint32_t kIdentifyController = 0x01;  // CNS, CDW10 bits 7:0
-constexpr std::uint32_t kFirmwareSlotLog = 0x03;     // LID, CDW10 bits 7:0
+constexpr std::uint32_t kSmartLog = 0x02;            // LID, CDW10 bits 7:0
+constexpr std::uint32_t kFirmwareSlotLog = 0x03;     // likewise
 constexpr unsigned int kNumdlShift = 16;             // NUMDL, CDW10 bits 31:16
 constexpr std::uint32_t kActivateAtReset = 1U << 3;  // CA 001b, CDW10 bits 5:3, beside FS in bits 2:0
 constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
@@ -56,25 +56,41 @@ bool isWorthRepeating(const nvme_passthru_cmd& command, const Outcome& outcome) 
 
 }  // namespace
 
-Controller::Controller(Host& host, const PciController& controller)
-    : m_host(host), m_controller(controller) {}
+Controller::Controller(Host& host, PciController controller)
+    : m_host(host), m_remembered(std::move(controller)) {}
 
-Outcome Controller::open() {
-  const auto end = m_host.now() + kResetBound;
-  Outcome outcome = m_host.open(m_controller.name, m_device);
-  while (outcome.failedWith(EAGAIN) && !isGivenUp(state()) && m_host.now() < end) {
-    m_host.sleep(kBeforeRepeat);
-    outcome = m_host.open(m_controller.name, m_device);
+Outcome Controller::open(Wait wait) {
+  Outcome outcome = m_host.open(m_remembered.name, m_device);
+  if (outcome.failedWith(EAGAIN) && wait == Wait::kUntilReset) {
+    const auto end = m_host.now() + resetBound();
+    while (outcome.failedWith(EAGAIN) && !isGivenUp(state()) && m_host.now() < end) {
+      m_host.sleep(kBeforeRepeat);
+      outcome = m_host.open(m_remembered.name, m_device);
+    }
   }
   if (!outcome.isSuccess()) {
     const std::string stateNow = outcome.failedWith(EAGAIN) ? "; its state is " + state() : "";
-    report(LOG_ERR, m_controller.name + " cannot be opened: " + outcome.text() + stateNow);
+    report(LOG_ERR, m_remembered.name + " cannot be opened: " + outcome.text() + stateNow);
+    return outcome;
   }
+  outcome = confirm();
+  if (!outcome.isSuccess()) m_device.reset();
   return outcome;
 }
 
+std::chrono::milliseconds Controller::resetBound() {
+  constexpr std::chrono::milliseconds kTimeoutUnit = 500ms;
+  constexpr unsigned int kLongestTimeout = 0xFF;
+  constexpr unsigned int kTimeoutShift = 24;  // CAP.TO, bits 31:24
+  const auto capabilities = m_host.capabilities(m_remembered.name);
+  // A drive that is gone reads as all ones, which is the longest bound.
+  const auto timeout =
+      capabilities ? static_cast<unsigned int>(*capabilities >> kTimeoutShift & 0xFF) : kLongestTimeout;
+  return kTimeoutUnit * std::max(timeout, 1U);
+}
+
 std::string Controller::state() {
-  return m_host.attribute(m_controller.name, "state").value_or("unknown");
+  return m_host.attribute(m_remembered.name, "state").value_or("unknown");
 }
 
 Outcome Controller::lock() {
@@ -82,18 +98,16 @@ Outcome Controller::lock() {
   if (outcome.failedWith(EBUSY)) {
     report(LOG_ERR, "another run is updating this drive");
   } else if (!outcome.isSuccess()) {
-    report(LOG_ERR, m_controller.name + " cannot be locked: " + outcome.text());
+    report(LOG_ERR, m_remembered.name + " cannot be locked: " + outcome.text());
   }
   return outcome;
 }
 
 Outcome Controller::confirm() {
-  const std::string opened = m_device->number();
-  const bool isItsNode = m_host.attribute(m_controller.name, "dev").value_or(opened) == opened;
-  if (isItsNode && isStillThere(m_host, m_controller)) return Outcome::success();
-  report(LOG_ERR, m_controller.name +
-                      (isItsNode ? " is another drive by now" : " is the node of another drive") +
-                      "; the update is refused");
+  const bool isItsNode = m_host.attribute(m_remembered.name, "dev") == m_device->number();
+  if (isItsNode && describeController(m_host, m_remembered.name) == m_remembered) return Outcome::success();
+  report(LOG_ERR,
+         m_remembered.name + (isItsNode ? " is another drive by now" : " is the node of another drive"));
   return Outcome::failed(ENODEV);
 }
 
@@ -103,7 +117,7 @@ void Controller::allowFirmwareCommands(std::chrono::milliseconds activationTime)
   m_firmwareTimeout = static_cast<std::uint32_t>(timeout.count());
 }
 
-Outcome Controller::identify(Identity& identity, Failures failures) {
+Outcome Controller::identify(Identity& identity) {
   constexpr const char* kName = "Identify Controller";
   std::array<std::uint8_t, Identity::kLength> data{};
   nvme_passthru_cmd command{};
@@ -112,20 +126,30 @@ Outcome Controller::identify(Identity& identity, Failures failures) {
   pointTo(command, data);
   const Outcome outcome = send(kName, command);
   if (outcome.isSuccess()) identity = parseIdentity(data);
-  return reported(kName, outcome, failures);
+  return reported(kName, outcome);
 }
 
-Outcome Controller::readSlots(FirmwareSlots& slots, Failures failures) {
-  constexpr const char* kName = "Get Log Page, firmware slots";
+Outcome Controller::readSlots(FirmwareSlots& slots) {
   std::array<std::uint8_t, FirmwareSlots::kLength> data{};
+  const Outcome outcome = readLogPage("Get Log Page, firmware slots", kFirmwareSlotLog, data);
+  if (outcome.isSuccess()) slots = parseFirmwareSlots(data);
+  return outcome;
+}
+
+Outcome Controller::readHealth(Health& health) {
+  std::array<std::uint8_t, Health::kLength> data{};
+  const Outcome outcome = readLogPage("Get Log Page, SMART", kSmartLog, data);
+  if (outcome.isSuccess()) health = parseHealth(data);
+  return outcome;
+}
+
+Outcome Controller::readLogPage(const char* name, std::uint32_t page, std::span<std::uint8_t> data) {
   nvme_passthru_cmd command{};
   command.opcode = kGetLogPage;
   command.nsid = kAllNamespaces;
-  command.cdw10 = kFirmwareSlotLog | dwordsLessOne(data.size()) << kNumdlShift;
+  command.cdw10 = page | dwordsLessOne(data.size()) << kNumdlShift;
   pointTo(command, data);
-  const Outcome outcome = send(kName, command);
-  if (outcome.isSuccess()) slots = parseFirmwareSlots(data);
-  return reported(kName, outcome, failures);
+  return reported(name, send(name, command));
 }
 
 Outcome Controller::download(std::span<const std::uint8_t> piece, std::size_t offset) {
@@ -136,7 +160,7 @@ Outcome Controller::download(std::span<const std::uint8_t> piece, std::size_t of
   command.cdw11 = static_cast<std::uint32_t>(offset / 4);  // OFST
   pointTo(command, piece);
   const Outcome outcome = send(kName, command);
-  return reported(kName, outcome, outcome.failedWith(EINVAL) ? Failures::kSilent : Failures::kReported);
+  return outcome.failedWith(EINVAL) ? outcome : reported(kName, outcome);
 }
 
 Outcome Controller::commit(unsigned int slot) {
@@ -144,7 +168,7 @@ Outcome Controller::commit(unsigned int slot) {
   nvme_passthru_cmd command{};
   command.opcode = kFirmwareCommit;
   command.cdw10 = slot | kActivateAtReset;
-  return reported(kName, send(kName, command), Failures::kReported);
+  return reported(kName, send(kName, command));
 }
 
 Outcome Controller::send(const char* name, const nvme_passthru_cmd& command) {
@@ -164,14 +188,13 @@ Outcome Controller::sendOnce(nvme_passthru_cmd command) {
   return command.opcode == kFirmwareCommit ? Outcome::ofCommit(completion) : Outcome::of(completion);
 }
 
-Outcome Controller::reported(const char* name, Outcome outcome, Failures failures) {
-  if (!outcome.isSuccess() && failures == Failures::kReported)
-    report(LOG_ERR, std::string(name) + ": " + outcome.text());
+Outcome Controller::reported(const char* name, Outcome outcome) {
+  if (!outcome.isSuccess()) report(LOG_ERR, std::string(name) + ": " + outcome.text());
   return outcome;
 }
 
 void Controller::report(int priority, const std::string& text) {
-  m_host.report(priority, "NVMe drive " + m_controller.addressText + ": " + text);
+  if (!m_isSilent) m_host.report(priority, m_remembered.subject() + ": " + text);
 }
 
 }  // namespace nvme_linux

@@ -9,43 +9,67 @@
 
 #include "ControllerList.h"
 #include "FirmwareSlots.h"
+#include "Health.h"
 #include "Host.h"
 #include "Identity.h"
 #include "Outcome.h"
 
 namespace nvme_linux {
 
-/// One controller, and the four admin commands that the library sends: Identify Controller, Get Log Page of
-/// the firmware slots, Firmware Image Download and Firmware Commit.
+/// One controller, and the admin commands that the library sends: Identify Controller, Get Log Page of the
+/// firmware slots and of SMART, Firmware Image Download and Firmware Commit.
 ///
 /// A refused command is repeated, three times at most, where the status allows that; a firmware command that
-/// may be lost is not. Each repeat is a warning in the system log. Outputs of a failed command stay as they
+/// may be lost is not. Failures and repeats go to the system log. Outputs of a failed command stay as they
 /// were.
 class Controller {
  public:
-  /// What becomes of a failure in the system log: callers that ask again until something answers stay silent.
-  enum class Failures { kReported, kSilent };
+  enum class Wait { kNo, kUntilReset };
 
-  /// `host` and `controller` must outlive the object. Until `open` succeeds nothing else but `report` may be
-  /// called.
-  Controller(Host& host, const PciController& controller);
+  /// While this lives nothing goes to the system log: for callers that ask until something answers, and for
+  /// those that only look.
+  class Silence {
+   public:
+    explicit Silence(Controller& controller) : m_controller(controller) { m_controller.m_isSilent = true; }
+    ~Silence() { m_controller.m_isSilent = false; }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
 
-  /// A controller that is being reset (EAGAIN) is waited for, 5 s at most, unless the kernel has given it up.
-  Outcome open();
+   private:
+    Controller& m_controller;
+  };
 
-  /// Keeps other runs away from this drive until the object is destroyed. EBUSY when another run has it.
+  /// `host` must outlive the object. `controller` is what callers remember of the controller. Until `open`
+  /// succeeds only `report` and `open` may be called.
+  Controller(Host& host, PciController controller);
+
+  const PciController& remembered() const { return m_remembered; }
+
+  /// EAGAIN while the controller is being reset; `kUntilReset` waits for that, unless the kernel has given
+  /// the controller up. Fails with ENODEV, and leaves the controller closed, when what was opened is not the
+  /// one that is remembered: see `confirm`.
+  Outcome open(Wait wait = Wait::kUntilReset);
+  bool isOpen() const { return m_device != nullptr; }
+
+  /// Fails with ENODEV unless the node that was opened is the one that sysfs has for the controller's name,
+  /// and sysfs describes it as remembered: the kernel gives the name of a drive that was pulled to the next
+  /// one. A controller of which sysfs has no device number fails, too.
+  Outcome confirm();
+
+  /// Keeps other runs away from this controller until the object is destroyed. EBUSY when another run has it.
   Outcome lock();
 
-  /// To be called under the lock: fails with ENODEV when what was opened is not, or no longer, the drive that
-  /// the list of controllers described.
-  Outcome confirm();
+  /// How long a reset of this controller may take: CAP.TO, or the longest that CAP.TO can state where it
+  /// cannot be read.
+  std::chrono::milliseconds resetBound();
 
   /// From here on a firmware command may take as long as the drive needs to activate firmware; never less
   /// than the kernel's own time-out, which stays that of the other commands.
   void allowFirmwareCommands(std::chrono::milliseconds activationTime);
 
-  Outcome identify(Identity& identity, Failures failures = Failures::kReported);
-  Outcome readSlots(FirmwareSlots& slots, Failures failures = Failures::kReported);
+  Outcome identify(Identity& identity);
+  Outcome readSlots(FirmwareSlots& slots);
+  Outcome readHealth(Health& health);
 
   /// Hands the drive one piece of the image; its length and `offset` are multiples of 4 bytes. EINVAL, with
   /// which the kernel refuses a piece that is too long, is left to the caller to report.
@@ -61,12 +85,14 @@ class Controller {
  private:
   Outcome send(const char* name, const nvme_passthru_cmd& command);
   Outcome sendOnce(nvme_passthru_cmd command);
-  Outcome reported(const char* name, Outcome outcome, Failures failures);
+  Outcome readLogPage(const char* name, std::uint32_t page, std::span<std::uint8_t> data);
+  Outcome reported(const char* name, Outcome outcome);
   std::string state();
 
   Host& m_host;
-  const PciController& m_controller;
-  std::unique_ptr<Device> m_device;     ///< set by `open`, and from then on
+  const PciController m_remembered;
+  bool m_isSilent = false;
+  std::unique_ptr<Device> m_device;     ///< set from a successful `open` on
   std::uint32_t m_firmwareTimeout = 0;  ///< in milliseconds; 0: the kernel's own
 };
 

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <tuple>
 
+#include "Identity.h"
+
 namespace nvme_linux {
 
 namespace {
@@ -20,32 +22,18 @@ std::string_view cutField(std::string_view& text, char separator) {
   return field;
 }
 
-/// What sysfs says of a controller, read or not.
-struct Description {
-  std::string name;
-  std::string addressText;
-  std::optional<PciAddress> address;
-  std::optional<PciIds> ids;
-  std::string problem;  ///< why the address or the ids are missing; empty when they are not
-
-  bool isComplete() const { return address && ids; }
-};
-
 /// Reads "domain:bus:device.function".
-void readAddress(Description& description) {
-  std::string_view text = description.addressText;
+std::optional<PciAddress> parseAddress(std::string_view text) {
   const auto domain = parseHexadecimal(cutField(text, ':'), 8);
   const auto bus = parseHexadecimal(cutField(text, ':'), 2);
   const auto device = parseHexadecimal(cutField(text, '.'), 2);
   const auto function = parseHexadecimal(text, 1);
-  if (!domain || !bus || !device || !function || *device >= kDevices || *function >= kFunctions) {
-    description.problem = "its PCI address cannot be read";
-  } else if (*domain != 0) {
-    description.problem = "it is in a PCI domain other than 0";
-  } else {
-    description.address = {static_cast<std::uint8_t>(*bus), static_cast<std::uint8_t>(*device),
-                           static_cast<std::uint8_t>(*function)};
-  }
+  if (!domain || !bus || !device || !function || *device >= kDevices || *function >= kFunctions)
+    return std::nullopt;
+  return PciAddress{.domain = *domain,
+                    .bus = static_cast<std::uint8_t>(*bus),
+                    .device = static_cast<std::uint8_t>(*device),
+                    .function = static_cast<std::uint8_t>(*function)};
 }
 
 /// sysfs writes ids as "0x144d".
@@ -65,57 +53,57 @@ std::optional<PciIds> readIds(Host& host, const std::string& controller) {
   return PciIds{.vendor = *vendor, .device = *device, .subVendor = *subVendor, .subDevice = *subDevice};
 }
 
-Description describe(Host& host, const std::string& name) {
-  Description description;
-  description.name = name;
-  description.addressText = host.attribute(name, "address").value_or("");
-  description.ids = readIds(host, name);
-  if (!description.ids) description.problem = "its PCI ids cannot be read";
-  readAddress(description);
-  return description;
+std::string readText(Host& host, const std::string& controller, const char* name) {
+  return trimmed(host.attribute(controller, name).value_or(""));
 }
 
-/// `sorted` by address.
-bool sharesAddress(const std::vector<Description>& sorted, std::size_t at) {
-  const auto& address = sorted[at].address;
-  return address && ((at > 0 && sorted[at - 1].address == address) ||
-                     (at + 1 < sorted.size() && sorted[at + 1].address == address));
+/// "nvme" and a number; the folder may hold other things.
+bool isControllerName(std::string_view name) {
+  constexpr std::string_view kPrefix = "nvme";
+  if (!name.starts_with(kPrefix) || name.size() == kPrefix.size()) return false;
+  return name.find_first_not_of("0123456789", kPrefix.size()) == std::string_view::npos;
 }
 
 }  // namespace
 
 std::string textOf(const PciAddress& address) {
-  std::array<char, 16> text{};
-  static_cast<void>(std::snprintf(text.data(), text.size(), "0000:%02x:%02x.%x", unsigned{address.bus},
-                                  unsigned{address.device}, unsigned{address.function}));
+  std::array<char, 24> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%04x:%02x:%02x.%x", unsigned{address.domain},
+                                  unsigned{address.bus}, unsigned{address.device},
+                                  unsigned{address.function}));
   return text.data();
 }
 
-ControllerList listControllers(Host& host) {
-  std::vector<Description> found;
-  for (const std::string& name : host.controllers()) {
-    if (host.attribute(name, "transport") == "pcie") found.push_back(describe(host, name));
-  }
-  std::sort(found.begin(), found.end(), [](const Description& a, const Description& b) {
-    return std::tie(a.address, a.name) < std::tie(b.address, b.name);
-  });
-  ControllerList list;
-  for (std::size_t i = 0; i < found.size(); ++i) {
-    const Description& one = found[i];
-    if (sharesAddress(found, i)) {
-      list.leftOut.push_back({one.name, one.addressText, "another controller has the same PCI address"});
-    } else if (!one.isComplete()) {
-      list.leftOut.push_back({one.name, one.addressText, one.problem});
-    } else {
-      list.usable.push_back({one.name, one.addressText, *one.address, *one.ids});
-    }
-  }
-  return list;
+PciController describeController(Host& host, const std::string& name) {
+  PciController controller;
+  controller.name = name;
+  controller.addressText = host.attribute(name, "address").value_or("");
+  controller.address = parseAddress(controller.addressText);
+  controller.ids = readIds(host, name);
+  controller.serial = readText(host, name, "serial");
+  controller.model = readText(host, name, "model");
+  controller.subsystem = readText(host, name, "subsysnqn");
+  return controller;
 }
 
-bool isStillThere(Host& host, const PciController& controller) {
-  const Description now = describe(host, controller.name);
-  return now.address == controller.address && now.ids == controller.ids;
+std::vector<PciController> listControllers(Host& host) {
+  std::vector<PciController> found;
+  for (const std::string& name : host.entries("class/nvme")) {
+    if (isControllerName(name) && host.attribute(name, "transport") == "pcie")
+      found.push_back(describeController(host, name));
+  }
+  std::sort(found.begin(), found.end(), [](const PciController& a, const PciController& b) {
+    return std::tie(a.address, a.name) < std::tie(b.address, b.name);
+  });
+  return found;
+}
+
+bool arePortsOfOneDrive(const PciController& one, const PciController& other) {
+  if (one.name == other.name) return true;
+  // Some makers give all their drives one NQN: it does not count without serial number and model.
+  if (one.serial != other.serial || one.model != other.model || one.subsystem != other.subsystem)
+    return false;
+  return !one.subsystem.empty() || !one.serial.empty();
 }
 
 std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits) {

@@ -22,8 +22,8 @@ struct PciIds {
   auto operator<=>(const PciIds&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
-/// Where a drive sits in PCI domain 0, the only one that callers can name.
 struct PciAddress {
+  std::uint32_t domain = 0;  ///< above 16 bits behind a controller such as VMD
   std::uint8_t bus = 0;
   std::uint8_t device = 0;
   std::uint8_t function = 0;
@@ -34,33 +34,31 @@ struct PciAddress {
 /// As the kernel writes it: "0000:01:00.0".
 std::string textOf(const PciAddress& address);
 
-/// One PCIe controller that callers can be given: no other one has its address.
+/// One PCIe controller, as sysfs describes it. Texts are without padding, and empty when they cannot be read.
 struct PciController {
-  std::string name;         ///< the kernel's, for instance "nvme0"
-  std::string addressText;  ///< as sysfs has it, for messages
-  PciAddress address;
-  PciIds ids;
+  std::string name{};         ///< the kernel's, for instance "nvme0"
+  std::string addressText{};  ///< for messages
+  std::optional<PciAddress> address{};
+  std::optional<PciIds> ids{};
+  std::string serial{};     ///< the drive's, as the kernel remembers it from when it found the drive
+  std::string model{};      ///< likewise
+  std::string subsystem{};  ///< the NVM subsystem's NQN; all controllers of a drive have the same one
+
+  bool operator==(const PciController&) const = default;
+
+  /// What a message about the controller begins with: "NVMe drive 0000:01:00.0".
+  std::string subject() const { return "NVMe drive " + addressText; }
 };
 
-/// One that they cannot be given.
-struct LeftOutController {
-  std::string name;
-  std::string addressText;
-  std::string reason;  ///< for the administrator; never empty
-};
+/// The controller as sysfs describes it now.
+PciController describeController(Host& host, const std::string& name);
 
-struct ControllerList {
-  std::vector<PciController> usable;  ///< sorted by address
-  std::vector<LeftOutController> leftOut;
-};
+/// All PCIe controllers of the host, sorted by address and then by name, those without an address first.
+std::vector<PciController> listControllers(Host& host);
 
-/// All PCIe controllers of the host. Those that sysfs does not describe, that are outside PCI domain 0 or
-/// share an address are left out.
-ControllerList listControllers(Host& host);
-
-/// True while the kernel's name still means the controller at this address and with these ids: the kernel
-/// gives the name of a drive that was pulled to the next one.
-bool isStillThere(Host& host, const PciController& controller);
+/// True when two controllers are ports of one drive: same subsystem, serial number and model. Where the drive
+/// has no NQN, serial number and model decide; where it has no serial number either, nothing tells.
+bool arePortsOfOneDrive(const PciController& one, const PciController& other);
 
 /// A hexadecimal number of one to `digits` digits and nothing else around it; nothing for any other text.
 std::optional<unsigned int> parseHexadecimal(std::string_view text, std::size_t digits);

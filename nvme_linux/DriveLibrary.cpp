@@ -7,7 +7,6 @@
 
 #include "Controller.h"
 #include "FirmwareUpdate.h"
-#include "SupportedDrives.h"
 
 namespace nvme_linux {
 
@@ -32,19 +31,19 @@ Outcome identify(Host& host, const PciController& found, Identity& identity) {
 
 DriveLibrary::DriveLibrary(Host& host) : m_host(host) {}
 
+DriveSelection DriveLibrary::select() {
+  const SupportedDrives supported = SupportedDrives::of(m_host);
+  return selectDrives(listControllers(m_host), supported, allowedSerials(m_host));
+}
+
 Outcome DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
-  const std::set<PciIds> supported = supportedDrives(m_host);
-  const ControllerList controllers = listControllers(m_host);
-  for (const LeftOutController& controller : controllers.leftOut)
-    reportLeftOut(LOG_WARNING, controller.addressText, controller.name, controller.reason);
-  DriveList list;
-  for (const PciController& controller : controllers.usable) {
-    if (supported.contains(controller.ids)) {
-      list.records.push_back(makeRecord(controller));
-    } else {
-      reportLeftOut(LOG_INFO, controller.addressText, controller.name, "package.xml does not name its model");
-    }
+  const DriveSelection selection = select();
+  for (const LeftOut& out : selection.leftOut) {
+    m_host.report(out.isIntended ? LOG_INFO : LOG_WARNING,
+                  out.controller.subject() + " (" + out.controller.name + ") is left out: " + out.reason);
   }
+  DriveList list;
+  for (const PciController& controller : selection.offered) list.records.push_back(makeRecord(controller));
   for (NVMeDriveRecord& record : list.records) list.entries.push_back(&record);
   DriveList& kept = m_lists.emplace_back(std::move(list));
   count = static_cast<std::uint32_t>(kept.entries.size());
@@ -52,36 +51,32 @@ Outcome DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) 
   return Outcome::success();
 }
 
-void DriveLibrary::reportLeftOut(int priority, const std::string& address, const std::string& name,
-                                 const std::string& reason) {
-  m_host.report(priority, "NVMe drive " + address + " (" + name + ") is left out: " + reason);
-}
-
 NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
   NVMeDriveRecord record{};
-  record.subVendorID = controller.ids.subVendor;
-  record.subDeviceID = controller.ids.subDevice;
-  record.vendorID = controller.ids.vendor;
-  record.deviceID = controller.ids.device;
-  record.bus = controller.address.bus;
-  record.device = controller.address.device;
-  record.function = controller.address.function;
+  record.subVendorID = controller.ids->subVendor;
+  record.subDeviceID = controller.ids->subDevice;
+  record.vendorID = controller.ids->vendor;
+  record.deviceID = controller.ids->device;
+  record.bus = controller.address->bus;
+  record.device = controller.address->device;
+  record.function = controller.address->function;
   if (Identity identity; identify(m_host, controller, identity).isSuccess()) {
     record.modelNumber = identity.model;
     record.serialNumber = identity.serial;
   } else {
-    record.modelNumber = padded<40>(m_host.attribute(controller.name, "model").value_or(""));
-    record.serialNumber = padded<20>(m_host.attribute(controller.name, "serial").value_or(""));
+    record.modelNumber = padded<40>(controller.model);
+    record.serialNumber = padded<20>(controller.serial);
   }
   return record;
 }
 
 std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address) {
-  const PciAddress wanted{address.bus, address.device, address.function};
-  const std::set<PciIds> supported = supportedDrives(m_host);
-  for (const PciController& controller : listControllers(m_host).usable) {
-    if (controller.address == wanted && supported.contains(controller.ids)) return controller;
+  for (const PciController& controller : select().offered) {
+    if (controller.address->bus == address.bus && controller.address->device == address.device &&
+        controller.address->function == address.function)
+      return controller;
   }
+  const PciAddress wanted{.bus = address.bus, .device = address.device, .function = address.function};
   m_host.report(LOG_ERR, "NVMe drive " + textOf(wanted) + ": no supported drive has this address");
   return std::nullopt;
 }

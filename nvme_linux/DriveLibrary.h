@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ControllerList.h"
+#include "DriveSelection.h"
 #include "Host.h"
 #include "NVMeRecords.h"
 #include "Outcome.h"
@@ -42,8 +42,7 @@ class DriveLibrary {
 
   std::optional<PciController> find(const _NVME_ZOLT_BDF& address);
   NVMeDriveRecord makeRecord(const PciController& controller);
-  void reportLeftOut(int priority, const std::string& address, const std::string& name,
-                     const std::string& reason);
+  DriveSelection select();
 
   Host& m_host;
   std::deque<DriveList> m_lists;  ///< every one that callers were given

@@ -24,6 +24,12 @@ struct FirmwareSlots {
   /// `slot` is 1 to 7.
   const Revision& revisionOf(unsigned int slot) const { return revisions.at(slot - 1); }
   bool isEmpty(unsigned int slot) const;
+
+  /// Firmware in another slot than the running one waits for the next reset.
+  bool isStaged() const { return next != 0 && next != running; }
+
+  /// An update is under way: the bit that says so counts only while nothing is staged.
+  bool isBusy() const { return updateInProgress && !isStaged(); }
 };
 
 /// Every content of `data` gives slots; fields are taken as they stand.

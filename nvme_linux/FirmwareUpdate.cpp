@@ -75,6 +75,7 @@ Outcome FirmwareUpdate::readPayload(const std::string& path) {
 Outcome FirmwareUpdate::openAndLock() {
   Outcome outcome = m_controller.open();
   if (outcome.isSuccess()) outcome = m_controller.lock();
+  // Once more: the drive may have been swapped before the lock was had.
   if (outcome.isSuccess()) outcome = m_controller.confirm();
   return outcome;
 }
@@ -166,10 +167,11 @@ void FirmwareUpdate::reportCommitted(const Outcome& committed) noexcept {
 
 /// Reads slots and identity after the commit. A drive may need a while before it answers again.
 Outcome FirmwareUpdate::readBack(FirmwareSlots& slots, Identity& identity) {
+  const Controller::Silence silence(m_controller);
   const auto end = m_host.now() + waitFor(m_identity, kAfterCommitBound);
   for (;;) {
-    Outcome outcome = m_controller.readSlots(slots, Controller::Failures::kSilent);
-    if (outcome.isSuccess()) outcome = m_controller.identify(identity, Controller::Failures::kSilent);
+    Outcome outcome = m_controller.readSlots(slots);
+    if (outcome.isSuccess()) outcome = m_controller.identify(identity);
     if (outcome.isSuccess() || isGone(outcome) || m_host.now() >= end) return outcome;
     m_host.sleep(kPause);
   }

@@ -37,12 +37,31 @@ class Host {
  public:
   virtual ~Host() = default;
 
-  /// The names of all NVMe controllers ("nvme0"), in no order.
-  virtual std::vector<std::string> controllers() = 0;
+  /// The names in a folder of sysfs (a path below it, as "class/nvme"), in no order. None when it cannot be
+  /// read.
+  virtual std::vector<std::string> entries(const std::string& folder) = 0;
 
-  /// A controller's sysfs attribute (a path below its folder) without the line break at its end; nothing when
-  /// it cannot be read.
-  virtual std::optional<std::string> attribute(const std::string& controller, const std::string& name) = 0;
+  /// A sysfs attribute (a path below sysfs) without the line break at its end; nothing when it cannot be
+  /// read.
+  virtual std::optional<std::string> text(const std::string& path) = 0;
+
+  /// An attribute of an NVMe controller, a path below its folder.
+  std::optional<std::string> attribute(const std::string& controller, const std::string& name) {
+    return text("class/nvme/" + controller + "/" + name);
+  }
+
+  /// The mounts of this process, in the form of /proc/self/mountinfo, and the swap areas, in that of
+  /// /proc/swaps. Nothing when they cannot be read.
+  virtual std::optional<std::string> mounts() = 0;
+  virtual std::optional<std::string> swaps() = 0;
+
+  /// Opens a block device ("nvme0n1p1") for this process alone and closes it again. Fails with EBUSY when
+  /// something holds it: a mount of any process, an array, a volume, a pool.
+  virtual Outcome tryExclusively(const std::string& blockDevice) = 0;
+
+  /// The CAP register of an NVMe controller. Nothing where the kernel keeps registers to itself, as most
+  /// distributions' kernels do.
+  virtual std::optional<std::uint64_t> capabilities(const std::string& controller) = 0;
 
   /// How long the kernel waits for an admin command that names no time-out.
   virtual std::chrono::milliseconds adminTimeout() = 0;

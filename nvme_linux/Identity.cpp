@@ -55,9 +55,18 @@ Identity parseIdentity(std::span<const std::uint8_t, Identity::kLength> data) {
   return identity;
 }
 
+std::string trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+  return std::string(text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin));
+}
+
+std::string textOf(std::span<const char> field) {
+  return trimmed(std::string_view(field.begin(), std::find(field.begin(), field.end(), '\0')));
+}
+
 std::string printable(std::span<const char> field) {
-  std::string text(field.begin(), field.end());
-  text.erase(text.find_last_not_of(std::string(" \0", 2)) + 1);
+  std::string text = textOf(field);
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
   return text;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace nvme_linux {
 
@@ -27,7 +28,13 @@ struct Identity {
 /// Every content of `data` gives an identity; fields are taken as they stand.
 Identity parseIdentity(std::span<const std::uint8_t, Identity::kLength> data);
 
-/// A padded text without its padding, unprintable characters replaced.
+/// A text without the blanks and line breaks around it.
+std::string trimmed(std::string_view text);
+
+/// A field of the drive as the kernel shows it: up to its first NUL, without the padding. For comparisons.
+std::string textOf(std::span<const char> field);
+
+/// Likewise with unprintable characters replaced. For messages.
 std::string printable(std::span<const char> field);
 
 }  // namespace nvme_linux

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <syslog.h>
@@ -21,6 +22,8 @@
 namespace nvme_linux {
 
 namespace {
+
+constexpr std::size_t kLongestTable = 4U << 20;  // of mounts: tens of thousands of them
 
 class LinuxDevice : public Device {
  public:
@@ -47,13 +50,6 @@ class LinuxDevice : public Device {
   FileDescriptor m_descriptor;
 };
 
-/// "nvme" and a number; the folder may hold other things.
-bool isControllerName(std::string_view name) {
-  constexpr std::string_view kPrefix = "nvme";
-  if (!name.starts_with(kPrefix) || name.size() == kPrefix.size()) return false;
-  return name.find_first_not_of("0123456789", kPrefix.size()) == std::string_view::npos;
-}
-
 /// Reads up to `content`'s size. The number of bytes read, less at the file's end; -errno on failure.
 ssize_t readUpTo(int descriptor, std::vector<std::uint8_t>& content) {
   std::size_t done = 0;
@@ -67,46 +63,79 @@ ssize_t readUpTo(int descriptor, std::vector<std::uint8_t>& content) {
   return static_cast<ssize_t>(done);
 }
 
-/// A sysfs attribute: at most a page of text.
-std::optional<std::string> readText(const std::string& path) {
-  const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  std::vector<std::uint8_t> page(4096);
-  const ssize_t count = readUpTo(descriptor.get(), page);
+/// The first `limit` bytes of a text file. Files of sysfs and procfs do not tell their length before they are
+/// read.
+std::optional<std::string> readText(const std::string& path, std::size_t limit) {
+  const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  std::vector<std::uint8_t> content(limit);
+  const ssize_t count = readUpTo(descriptor.get(), content);
   if (count < 0) return std::nullopt;
-  std::string text(page.begin(), page.begin() + count);
-  if (text.ends_with('\n')) text.pop_back();
-  return text;
+  return std::string(content.begin(), content.begin() + count);
 }
 
 }  // namespace
 
-LinuxHost::LinuxHost(std::string sysfs, std::string deviceFolder)
-    : m_sysfs(std::move(sysfs)), m_deviceFolder(std::move(deviceFolder)) {}
+LinuxHost::LinuxHost(Roots roots) : m_roots(std::move(roots)) {}
 
-std::vector<std::string> LinuxHost::controllers() {
+std::vector<std::string> LinuxHost::entries(const std::string& folder) {
   std::vector<std::string> names;
   std::error_code error;
-  for (std::filesystem::directory_iterator entry(m_sysfs + "/class/nvme", error), end; !error && entry != end;
-       entry.increment(error)) {
-    std::string name = entry->path().filename();
-    if (isControllerName(name)) names.push_back(std::move(name));
+  for (std::filesystem::directory_iterator entry(m_roots.sysfs + "/" + folder, error), end;
+       !error && entry != end; entry.increment(error)) {
+    names.push_back(entry->path().filename());
   }
   return names;
 }
 
-std::optional<std::string> LinuxHost::attribute(const std::string& controller, const std::string& name) {
-  return readText(m_sysfs + "/class/nvme/" + controller + "/" + name);
+std::optional<std::string> LinuxHost::text(const std::string& path) {
+  constexpr std::size_t kPage = 4096;  // the longest attribute that there is
+  auto text = readText(m_roots.sysfs + "/" + path, kPage);
+  if (text && text->ends_with('\n')) text->pop_back();
+  return text;
+}
+
+std::optional<std::string> LinuxHost::mounts() {
+  return readText(m_roots.processes + "/self/mountinfo", kLongestTable);
+}
+
+std::optional<std::string> LinuxHost::swaps() {
+  return readText(m_roots.processes + "/swaps", kLongestTable);
+}
+
+Outcome LinuxHost::tryExclusively(const std::string& blockDevice) {
+  const std::string path = m_roots.devices + "/" + blockDevice;
+  const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC | O_NONBLOCK));
+  return descriptor.isOpen() ? Outcome::success() : Outcome::failed(errno);
+}
+
+std::optional<std::uint64_t> LinuxHost::capabilities(const std::string& controller) {
+  constexpr std::size_t kLength = 4096;
+  const std::string path = m_roots.sysfs + "/class/nvme/" + controller + "/device/resource0";
+  const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  // A shorter file would make the access below a SIGBUS.
+  struct stat status {};
+  if (!descriptor.isOpen() || fstat(descriptor.get(), &status) != 0 ||
+      status.st_size < static_cast<off_t>(kLength))
+    return std::nullopt;
+  void* const registers = mmap(nullptr, kLength, PROT_READ, MAP_SHARED, descriptor.get(), 0);
+  if (registers == MAP_FAILED) return std::nullopt;
+  // CAP is the first register. Not every controller takes accesses of 64 bits.
+  const volatile auto* const words = static_cast<const volatile std::uint32_t*>(registers);
+  const std::uint64_t low = words[0];
+  const std::uint64_t high = words[1];
+  munmap(registers, kLength);
+  return high << 32 | low;
 }
 
 std::chrono::milliseconds LinuxHost::adminTimeout() {
   unsigned int seconds = 0;
-  const std::string text = readText(m_sysfs + "/module/nvme_core/parameters/admin_timeout").value_or("");
-  std::from_chars(text.data(), text.data() + text.size(), seconds);
+  const std::string parameter = text("module/nvme_core/parameters/admin_timeout").value_or("");
+  std::from_chars(parameter.data(), parameter.data() + parameter.size(), seconds);
   return seconds == 0 ? std::chrono::minutes(1) : std::chrono::milliseconds(std::chrono::seconds(seconds));
 }
 
 Outcome LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
-  FileDescriptor descriptor(::open((m_deviceFolder + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
+  FileDescriptor descriptor(::open((m_roots.devices + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
   if (!descriptor.isOpen()) return Outcome::failed(errno);
   device = std::make_unique<LinuxDevice>(std::move(descriptor));
   return Outcome::success();

@@ -8,11 +8,22 @@ namespace nvme_linux {
 /// lines to the system log.
 class LinuxHost : public Host {
  public:
-  /// Tests have folders of their own in place of the system's.
-  explicit LinuxHost(std::string sysfs = "/sys", std::string deviceFolder = "/dev");
+  /// Where the system has its folders; tests have folders of their own.
+  struct Roots {
+    std::string sysfs = "/sys";
+    std::string devices = "/dev";
+    std::string processes = "/proc";
+  };
 
-  std::vector<std::string> controllers() override;
-  std::optional<std::string> attribute(const std::string& controller, const std::string& name) override;
+  LinuxHost() : LinuxHost(Roots()) {}
+  explicit LinuxHost(Roots roots);
+
+  std::vector<std::string> entries(const std::string& folder) override;
+  std::optional<std::string> text(const std::string& path) override;
+  std::optional<std::string> mounts() override;
+  std::optional<std::string> swaps() override;
+  Outcome tryExclusively(const std::string& blockDevice) override;
+  std::optional<std::uint64_t> capabilities(const std::string& controller) override;
   /// From the driver's module parameter; one minute, its default, when that cannot be read.
   std::chrono::milliseconds adminTimeout() override;
   Outcome open(const std::string& controller, std::unique_ptr<Device>& device) override;
@@ -22,8 +33,7 @@ class LinuxHost : public Host {
   void report(int priority, const std::string& line) override;
 
  private:
-  std::string m_sysfs;
-  std::string m_deviceFolder;
+  Roots m_roots;
 };
 
 }  // namespace nvme_linux

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <new>
 #include <tuple>
@@ -25,7 +26,7 @@ auto fields(const nvme_passthru_cmd& c) {
                     c.timeout_ms, c.result);
 }
 
-std::string text(const nvme_passthru_cmd& c) {
+std::string describe(const nvme_passthru_cmd& c) {
   std::array<char, 256> buffer{};
   std::snprintf(buffer.data(), buffer.size(),
                 "opcode %02x nsid %08x data_len %u cdw10 %08x cdw11 %08x timeout_ms %u", unsigned{c.opcode},
@@ -46,17 +47,17 @@ class ScriptedDevice : public Device {
     return result == 0 ? Outcome::success() : Outcome::failed(-result);
   }
 
-  std::string number() override { return "240:0"; }
+  std::string number() override { return m_script.m_number; }
 
   Completion admin(nvme_passthru_cmd& command) override {
     const DriveScript::Step step = next("command", command);
-    EXPECT_EQ(text(step.command), text(command));
-    EXPECT_EQ(fields(step.command), fields(command)) << text(command);
+    EXPECT_EQ(describe(step.command), describe(command));
+    EXPECT_EQ(fields(step.command), fields(command)) << describe(command);
     if (fields(step.command) != fields(command)) return {.error = EIO};
     auto* const data = reinterpret_cast<std::uint8_t*>(command.addr);
     if (!step.sent.empty()) {
       const Bytes sent(data, data + command.data_len);
-      EXPECT_TRUE(sent == step.sent) << "other data than expected: " << text(command);
+      EXPECT_TRUE(sent == step.sent) << "other data than expected: " << describe(command);
     }
     std::copy(step.answer.begin(), step.answer.end(), data);
     command.result = 0xDEAD;  // the kernel writes something there
@@ -67,7 +68,7 @@ class ScriptedDevice : public Device {
  private:
   DriveScript::Step next(const std::string& name, const nvme_passthru_cmd& command) {
     if (m_script.m_steps.empty() || m_script.m_steps.front().name != name) {
-      ADD_FAILURE() << "unexpected " << name << ": " << text(command);
+      ADD_FAILURE() << "unexpected " << name << ": " << describe(command);
       return {.name = name, .command = command, .sent = {}, .answer = {}, .result = -EIO};
     }
     DriveScript::Step step = std::move(m_script.m_steps.front());
@@ -125,6 +126,17 @@ DriveScript& DriveScript::readsSlots(const SlotLog& log, int result) {
   return add(step);
 }
 
+DriveScript& DriveScript::readsHealth(std::uint8_t criticalWarning, int result) {
+  Bytes data(512);
+  data[0] = criticalWarning;
+  Step step{.name = "command", .command = {}, .sent = {}, .answer = data, .result = result};
+  step.command.opcode = 0x02;
+  step.command.nsid = 0xFFFFFFFF;
+  step.command.cdw10 = 127U << 16 | 0x02;
+  step.command.data_len = 512;
+  return add(step);
+}
+
 DriveScript& DriveScript::downloads(std::size_t offset, const Bytes& piece, int result) {
   Step step{.name = "command", .command = {}, .sent = piece, .answer = {}, .result = result};
   step.command.opcode = 0x11;
@@ -157,18 +169,21 @@ DriveScript& DriveScript::add(Step step) {
 ScriptedHost::ScriptedHost() : ScriptedHost(std::make_unique<ScratchFolder>()) {}
 
 ScriptedHost::ScriptedHost(std::unique_ptr<ScratchFolder> folder)
-    : LinuxHost((*folder / "sys").string(), (*folder / "dev").string()), m_folder(std::move(folder)) {}
+    : LinuxHost({.sysfs = *folder / "sys", .devices = *folder / "dev", .processes = *folder / "proc"}),
+      m_folder(std::move(folder)) {}
 
 ScriptedHost::~ScriptedHost() {
   for (const auto& [controller, script] : m_scripts) {
     for (const DriveScript::Step& step : script.m_steps) {
-      ADD_FAILURE() << controller << " still expects: " << step.name << " " << text(step.command);
+      ADD_FAILURE() << controller << " still expects: " << step.name << " " << describe(step.command);
     }
   }
 }
 
 void ScriptedHost::addController(const std::string& name, const std::string& address, std::string_view ids,
                                  const std::string& transport) {
+  m_scripts[name].m_number = "240:" + name.substr(std::min<std::size_t>(name.size(), 4));
+  writeAttribute(name, "dev", m_scripts[name].m_number);
   writeAttribute(name, "transport", transport);
   writeAttribute(name, "address", address);
   for (const char* const id : {"vendor", "device", "subsystem_vendor", "subsystem_device"}) {
@@ -184,6 +199,16 @@ void ScriptedHost::writeAttribute(const std::string& controller, const std::stri
 
 void ScriptedHost::removeAttribute(const std::string& controller, const std::string& name) {
   ASSERT_TRUE(std::filesystem::remove(*m_folder / "sys/class/nvme" / controller / name));
+}
+
+void ScriptedHost::setCapabilities(const std::string& controller, std::uint64_t capabilities) {
+  std::string registers(4096, '\0');
+  std::memcpy(registers.data(), &capabilities, sizeof capabilities);
+  writeSystemFile("sys/class/nvme/" + controller + "/device/resource0", registers);
+}
+
+void ScriptedHost::writeSystemFile(const std::string& path, const std::string& text) {
+  writeFile(*m_folder / path, text);
 }
 
 void ScriptedHost::setAdminTimeout(const std::string& text) {
@@ -215,6 +240,11 @@ void ScriptedHost::report(int priority, const std::string& line) {
   static const std::map<int, const char*> kNames{
       {LOG_ERR, "err"}, {LOG_WARNING, "warning"}, {LOG_NOTICE, "notice"}, {LOG_INFO, "info"}};
   m_reports.push_back(std::string(kNames.at(priority)) + ": " + line);
+}
+
+Outcome ScriptedHost::tryExclusively(const std::string& blockDevice) {
+  const auto held = m_exclusive.find(blockDevice);
+  return held == m_exclusive.end() ? Outcome::success() : Outcome::failed(held->second);
 }
 
 Bytes image(std::size_t size) {

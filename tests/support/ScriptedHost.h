@@ -49,6 +49,7 @@ class DriveScript {
   DriveScript& locks(int result = 0);
   DriveScript& identifies(const ScriptedIdentity& identity = {}, int result = 0);
   DriveScript& readsSlots(const SlotLog& log = {}, int result = 0);
+  DriveScript& readsHealth(std::uint8_t criticalWarning, int result = 0);
   DriveScript& downloads(std::size_t offset, const Bytes& piece, int result = 0);
   DriveScript& commits(unsigned int slot, int result = 0);
 
@@ -72,6 +73,7 @@ class DriveScript {
 
   DriveScript& add(Step step);
 
+  std::string m_number = "240:0";  ///< of the device node
   std::chrono::milliseconds m_timeout{0};
   std::deque<Step> m_steps;
   std::function<void()> m_whenLocked;
@@ -93,6 +95,15 @@ class ScriptedHost : public LinuxHost {
   void removeAttribute(const std::string& controller, const std::string& name);
   void setAdminTimeout(const std::string& text);
 
+  /// The CAP register of a controller.
+  void setCapabilities(const std::string& controller, std::uint64_t capabilities);
+
+  /// A file below the folder that has "sys", "dev" and "proc" in it.
+  void writeSystemFile(const std::string& path, const std::string& text);
+
+  /// Opening the block device exclusively fails with this errno.
+  void hold(const std::string& blockDevice, int error) { m_exclusive[blockDevice] = error; }
+
   /// A file with these bytes; its path.
   std::string payload(const Bytes& bytes);
 
@@ -103,6 +114,7 @@ class ScriptedHost : public LinuxHost {
   const std::vector<std::string>& reports() const { return m_reports; }
 
   Outcome open(const std::string& controller, std::unique_ptr<Device>& device) override;
+  Outcome tryExclusively(const std::string& blockDevice) override;
   std::chrono::milliseconds now() override { return m_now; }
   void sleep(std::chrono::milliseconds duration) override { m_now += duration; }
   void report(int priority, const std::string& line) override;
@@ -112,6 +124,7 @@ class ScriptedHost : public LinuxHost {
 
   std::unique_ptr<ScratchFolder> m_folder;
   std::map<std::string, DriveScript> m_scripts;
+  std::map<std::string, int> m_exclusive;
   std::chrono::milliseconds m_now{0};
   std::vector<std::string> m_reports;
   bool m_hasMemory = true;

@@ -18,7 +18,10 @@ constexpr std::size_t kPiece = 4096;
 
 class FirmwareUpdateFixture : public ::testing::Test {
  protected:
-  FirmwareUpdateFixture() { m_host.addController("nvme0", "0000:04:00.0"); }
+  FirmwareUpdateFixture() {
+    m_host.addController("nvme0", "0000:04:00.0");
+    m_controller = describeController(m_host, "nvme0");
+  }
 
   int update(const Bytes& payload) { return updateFrom(m_host.payload(payload)); }
 
@@ -42,10 +45,7 @@ class FirmwareUpdateFixture : public ::testing::Test {
   inline static const SlotLog kStaged{.activeInfo = 0x21, .revisions = {"OLD_REV ", "NEW_REV "}};
 
   ScriptedHost m_host;
-  PciController m_controller{.name = "nvme0",
-                             .addressText = "0000:04:00.0",
-                             .address = PciAddress{4, 0, 0},
-                             .ids = {0x144D, 0xA801, 0x1028, 0x1FD9}};
+  PciController m_controller;
   DriveScript& m_drive = m_host.drive("nvme0");
   Bytes m_tiny = image(4);
 };

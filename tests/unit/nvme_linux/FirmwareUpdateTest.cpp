@@ -61,16 +61,16 @@ TEST_F(FirmwareUpdateTest, ADriveThatGotTheNameOfTheOneThatWasFoundIsNotTouched)
         [this, where = address, what = ids] { m_host.addController("nvme0", where, what); });
     EXPECT_EQ(update(m_tiny), -ENODEV) << address << ids;
     EXPECT_EQ(lastReport(),
-              "err: NVMe drive 0000:04:00.0: nvme0 is another drive by now; the update is refused");
+              "err: NVMe drive 0000:04:00.0: nvme0 is another drive by now");
   }
 }
 
 TEST_F(FirmwareUpdateTest, ANodeOfAnotherDriveIsNotTouched) {
   m_host.writeAttribute("nvme0", "dev", "240:1");
-  m_drive.opens().locks();
+  m_drive.opens();
   EXPECT_EQ(update(m_tiny), -ENODEV);
   EXPECT_EQ(lastReport(),
-            "err: NVMe drive 0000:04:00.0: nvme0 is the node of another drive; the update is refused");
+            "err: NVMe drive 0000:04:00.0: nvme0 is the node of another drive");
   m_host.writeAttribute("nvme0", "dev", "240:0");
   confirms(downloaded().commits(2));
   EXPECT_EQ(update(m_tiny), 0);
@@ -179,7 +179,8 @@ TEST_F(FirmwareUpdateTest, ADriveThatStillActivatesAfterTheCommitIsUnderstood) {
   EXPECT_EQ(lastReport(), "notice: NVMe drive 0000:04:00.0: committed to slot 2; it runs OLD_REV");
 }
 
-TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForButNotForLong) {
+TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForAsLongAsCapToSays) {
+  m_host.setCapabilities("nvme0", 10ULL << 24 | 0xFFFFFFFF00FFFFFFULL);
   for (const char* const state : {"resetting", "connecting", "new", "live"}) {
     SCOPED_TRACE(state);
     m_host.writeAttribute("nvme0", "state", state);
@@ -191,6 +192,12 @@ TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForButNotForLong) {
   }
   for (int i = 0; i <= 10; ++i) m_drive.opens(-EAGAIN);
   EXPECT_EQ(update(m_tiny), -EAGAIN);
+}
+
+TEST_F(FirmwareUpdateTest, ADriveThatIsBeingResetIsWaitedForAsLongAsAnyWhereCapCannotBeRead) {
+  for (int i = 0; i <= 255; ++i) m_drive.opens(-EAGAIN);
+  EXPECT_EQ(update(m_tiny), -EAGAIN);
+  EXPECT_EQ(m_host.slept(), 127500ms);
 }
 
 TEST_F(FirmwareUpdateTest, ADriveThatTheKernelHasGivenUpIsNotWaitedFor) {

@@ -25,16 +25,41 @@ class LinuxHostTest : public ::testing::Test {
   }
 
   ScratchFolder m_folder;
-  LinuxHost m_host{(m_folder / "sys").string(), (m_folder / "dev").string()};
+  LinuxHost m_host{{.sysfs = m_folder / "sys", .devices = m_folder / "dev", .processes = m_folder / "proc"}};
   std::vector<std::uint8_t> m_content;
 };
 
-TEST_F(LinuxHostTest, ListsControllersAndNothingElse) {
-  EXPECT_THAT(m_host.controllers(), IsEmpty());
-  for (const char* const name : {"nvme0", "nvme12", "nvme", "nvme1n1", "nvme-fabrics", "xnvme1"}) {
+TEST_F(LinuxHostTest, ListsAFolderOfSysfs) {
+  EXPECT_THAT(m_host.entries("class/nvme"), IsEmpty());
+  for (const char* const name : {"nvme0", "nvme-fabrics"}) {
     std::filesystem::create_directories(m_folder / "sys/class/nvme" / name);
   }
-  EXPECT_THAT(m_host.controllers(), UnorderedElementsAre("nvme0", "nvme12"));
+  EXPECT_THAT(m_host.entries("class/nvme"), UnorderedElementsAre("nvme0", "nvme-fabrics"));
+}
+
+TEST_F(LinuxHostTest, ReadsTheTablesOfMountsAndSwaps) {
+  EXPECT_EQ(m_host.mounts(), std::nullopt);
+  EXPECT_EQ(m_host.swaps(), std::nullopt);
+  writeFile(m_folder / "proc/self/mountinfo", "a mount\n");
+  writeFile(m_folder / "proc/swaps", std::string(8192, 's'));
+  EXPECT_EQ(m_host.mounts(), "a mount\n");
+  EXPECT_EQ(m_host.swaps(), std::string(8192, 's'));
+}
+
+TEST_F(LinuxHostTest, CapabilitiesAreTheFirstRegister) {
+  EXPECT_EQ(m_host.capabilities("nvme0"), std::nullopt);
+  std::string registers(16384, '\xFF');
+  registers.replace(0, 8, "\x01\x02\x03\x04\x05\x06\x07\x08");
+  writeFile(m_folder / "sys/class/nvme/nvme0/device/resource0", registers);
+  EXPECT_EQ(m_host.capabilities("nvme0"), 0x0807060504030201U);
+  writeFile(m_folder / "sys/class/nvme/nvme0/device/resource0", "short");
+  EXPECT_EQ(m_host.capabilities("nvme0"), std::nullopt);
+}
+
+TEST_F(LinuxHostTest, AnExclusiveOpeningFailsWithItsErrno) {
+  EXPECT_EQ(m_host.tryExclusively("nvme0n1").code(), -ENOENT);
+  writeFile(m_folder / "dev/nvme0n1", "");
+  EXPECT_EQ(m_host.tryExclusively("nvme0n1").code(), 0);
 }
 
 TEST_F(LinuxHostTest, AnAttributeComesWithoutItsLineBreak) {
