@@ -2,7 +2,7 @@
 # Measures the component against the yardstick. docs/performance.md says what came out and how to read it.
 #
 #   scripts/bench.sh            all tables: inventory and update, with the log off and on
-#   scripts/bench.sh gate       instructions only; fails above 1.10 times the yardstick
+#   scripts/bench.sh gate       instructions and peak memory; fails above 1.10 times the yardstick
 #   scripts/bench.sh growth     instructions against drives and entries; draws docs/images/growth.svg
 #   scripts/bench.sh large      time and memory of 2,000 drives and 3,000 entries; fails above 1 GiB
 #   scripts/bench.sh micro      the micro-benchmarks

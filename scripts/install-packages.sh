@@ -22,8 +22,8 @@ packaging    chromium chromium-driver
 pictures     demo packaging
 analysis     tests clang clang-tidy cppcheck shellcheck
 fuzz         release python3 clang llvm
-bench        release python3 valgrind libbenchmark-dev
-bench-tables bench strace time
+bench        release python3 valgrind time libbenchmark-dev
+bench-tables bench strace
 bench-growth bench gnuplot-nox
 bench-large  bench time
 vm           tests

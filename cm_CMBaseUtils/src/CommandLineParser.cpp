@@ -36,11 +36,11 @@ CCommandLineParser::Step CCommandLineParser::parseOption(int argc, char** argv) 
 }
 
 void CCommandLineParser::printUsage() {
-  standardOutput() << "\nUsage: -h\n\tProvides detailed help information\n"
-                      "\nUsage: -i [-o <output filename>] [-debug]\n"
-                      "\tProvides inventory information of all identified devices.\n"
-                      "\t-o Specifies the output filename.\n"
-                      "\t-d Specifies to create a debug log file.\n"
-                      "\nUsage: -u [-s <image folder>] [-f] [-o <output filename>] [-debug [filename]]\n"
-                      "===========================================================================\n";
+  output::standard() << "\nUsage: -h\n\tProvides detailed help information\n"
+                        "\nUsage: -i [-o <output filename>] [-debug]\n"
+                        "\tProvides inventory information of all identified devices.\n"
+                        "\t-o Specifies the output filename.\n"
+                        "\t-d Specifies to create a debug log file.\n"
+                        "\nUsage: -u [-s <image folder>] [-f] [-o <output filename>] [-debug [filename]]\n"
+                        "===========================================================================\n";
 }

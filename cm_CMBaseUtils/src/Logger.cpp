@@ -2,17 +2,9 @@
 
 #include <array>
 #include <ctime>
+#include <iomanip>
 
 CLogger* CLogger::m_ptrInstance = nullptr;
-
-namespace {
-
-std::string rightAligned(std::string text, std::size_t width) {
-  if (text.size() < width) text.insert(0, width - text.size(), ' ');
-  return text;
-}
-
-}  // namespace
 
 CLogger* CLogger::GetInstance() {
   if (m_ptrInstance == nullptr) m_ptrInstance = new CLogger();
@@ -21,27 +13,26 @@ CLogger* CLogger::GetInstance() {
 
 void CLogger::Initialize(const std::string& fileName) {
   m_strFileName = fileName;
-  m_file.open(fileName);
-  if (m_file.isOpen()) m_bEnabled = true;
+  if (!m_file) m_file.emplace();
+  // A stream that is open already fails here, stays open and writes nothing any more.
+  m_file->open(fileName);
+  if (m_file->is_open()) m_bEnabled = true;
 }
 
 // NOLINTNEXTLINE(readability-non-const-parameter): a signature that callers rely on
 void CLogger::log(char* sourceFile, unsigned int line, const std::string& message) {
   if (!m_bEnabled) return;
-  if (sourceFile == nullptr) {
-    m_file.spoil();
-    return;
-  }
   std::array<char, 80> timeStamp{};
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   if (localtime_r(&now, &local) != nullptr) {  // does not look at the time zone's file for every line
     static_cast<void>(std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", &local));
   }
-  const std::string origin = rightAligned(sourceFile, 50) + ":" + rightAligned(std::to_string(line), 5);
-  m_file.seekEnd();
-  m_file.write(timeStamp.data() + (": " + origin) + ": " + message + "\n");
-  m_file.flush();
+  m_file->seekp(0, std::ios::end);
+  // A null source is a null C string to the stream, which goes bad: the whole line is lost, and all after it.
+  *m_file << timeStamp.data() << ": " << std::setw(50) << sourceFile << ":" << std::setw(5) << line << ": "
+          << message << '\n'
+          << std::flush;
 }
 
 void logText(const char* text, const SLogSite& site) {

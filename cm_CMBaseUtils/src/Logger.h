@@ -4,28 +4,27 @@
 
 #pragma once
 
+#include <fstream>
+#include <optional>
 #include <string>
-
-#include "OutputFile.h"
 
 /// The process's single trace sink. It is off, and every call to `log` returns at once, until `Initialize`
 /// has opened a file. For the program's one thread only: there is no lock.
 class CLogger {
  public:
-  /// The process's logger, made on the first call and never destroyed: the log is to hold every line up to
-  /// the process's end.
+  /// The process's logger, created by the first call and never destroyed, so that the log holds every line up
+  /// to the end of the process.
   static CLogger* GetInstance();
 
   /// Opens `fileName` for writing (an existing file is emptied) and, when that succeeds, switches the log on.
   /// A file that cannot be opened leaves the log off; nothing reports it.
   ///
-  /// A second call on a log that is already on does not switch files: the open file refuses to be another one
-  /// and takes nothing more, so no line is written from then on while the lines before are kept.
-  /// Callers depend on that.
+  /// A second call on a log that is already on does not switch files: it silences the log for good, and the
+  /// lines before are kept. Callers rely on this.
   void Initialize(const std::string& fileName);
 
   /// Writes one line and flushes it, so that the log is whole even if the process dies. `sourceFile` is a
-  /// NUL-terminated path; a null pointer spoils the file, and nothing more is written.
+  /// NUL-terminated path; a null pointer silences the log for good.
   void log(char* sourceFile, unsigned int line, const std::string& message);
 
   /// True once a file has been opened, also after a second `Initialize` has silenced the log.
@@ -36,7 +35,8 @@ class CLogger {
 
  private:
   std::string m_strFileName = "debug.log";
-  COutputFile m_file;
+  /// Absent until the first `Initialize`: a run without a log sets up no stream (OutputFile.h says why).
+  std::optional<std::ofstream> m_file;
   bool m_bEnabled = false;
 };
 

@@ -41,7 +41,7 @@ void Document::addRebootRequired(bool reboot) {
 
 bool Document::write() {
   if (!m_file.isOpen()) {
-    standardOutput() << m_text;
+    output::standard() << m_text;
     return false;
   }
   m_file.write(m_text);

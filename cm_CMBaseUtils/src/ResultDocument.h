@@ -64,7 +64,7 @@ class Document {
 
  private:
   std::string m_text;
-  COutputFile m_file;
+  output::File m_file;
 };
 
 }  // namespace result
