@@ -82,7 +82,8 @@ CNVMeAdapter::~CNVMeAdapter() {
 bool CNVMeAdapter::Initialize() {
   const CTraceScope trace(LOG_SITE, "CNVMeAdapter::Initialize()");
   LOG("Installing MOXI ..");
-  if (CPlatformLayer::InstallMoxi()) {
+  const bool failed = CPlatformLayer::InstallMoxi();
+  if (failed) {
     LOG("ERROR: Installing MOXI is Failed");
   } else {
     LOG("Install MOXI Succeeded");

@@ -8,9 +8,9 @@
 /// `getCurrentProcessDirectory` logs its own.
 class IPlatformImpl {
  public:
-  /// Puts the hardware-access support library in place with the install script of the working directory,
-  /// unless it can be loaded already. Mind the polarity: true when the script failed; false when it succeeded
-  /// or was not needed.
+  /// "MOXI", here and in the log, is the hardware-access support library (libkvrpm.so or libkvrpm64.so). Puts
+  /// it in place with the install script of the working directory, unless it can be loaded already. Mind the
+  /// polarity: true when the script failed; false when it succeeded or was not needed.
   virtual bool InstallMoxi() = 0;
   /// Takes the support library away again with the same script, unless it was there before `InstallMoxi`.
   /// True when the script failed; false when it succeeded or was not needed.

@@ -9,6 +9,7 @@ class IPlatformImpl;
 /// the same name, whose header says what it does.
 class CPlatformLayer {
  public:
+  /// Mind the polarity of these two: true when the install script failed.
   static bool InstallMoxi();
   static bool UninstallMoxi();
   static void* Load_Library(const std::string& name);
