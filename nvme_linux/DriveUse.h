@@ -23,7 +23,7 @@ struct DriveUse {
   Kind kind = Kind::kUnknown;
   std::string device{};  ///< the namespace or partition: "nvme0n1p1"
   std::vector<std::string>
-      layers{};           ///< the block devices between it and the user, lowest first: "md0", "dm-1"
+      layers{};         ///< the block devices between it and the user, lowest first: "md0", "dm-1"
   std::string place{};  ///< where a file system is mounted; empty for the other kinds
 
   /// The lowest array among `layers` that has another healthy leg, so that the data survives this drive's

@@ -20,6 +20,7 @@ class Killed(FaultTest):
         self.assertEnds(result, 0)
         return int(component.read(component.root + "/count"))
 
+    # Promise: killed-anywhere
     def test_everything_is_whole_and_a_second_run_succeeds(self):
         steps = self.steps()
         self.assertGreater(steps, 20)
@@ -51,12 +52,14 @@ class Killed(FaultTest):
 
 
 class FullDisk(FaultTest):
+    # Promise: full-disk-for-the-log
     def test_a_log_on_a_full_device_changes_nothing(self):
         component = self.component()
         result = component.run("-i", "-d", "/dev/full")
         self.assertEnds(result, 0)
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=3)
 
+    # Promise: failed-write-is-not-noticed, status-inventory
     def test_a_document_on_a_full_device_is_lost_and_the_log_does_not_tell(self):
         component = self.component()
         result = component.run("-i", "-o", "/dev/full", "-d", "log.txt")
@@ -65,11 +68,13 @@ class FullDisk(FaultTest):
         self.assertEqual(component.errors(), [])
         self.assertIn("CInventoryXMLWriter::print() copying the contents to Inventory XML file", component.messages())
 
+    # Promise: failed-write-is-not-noticed
     def test_standard_output_on_a_full_device_loses_the_document(self):
         component = self.component()
         with open("/dev/full", "wb") as full:
             self.assertEnds(component.run("-i", stdout=full), 0)
 
+    # Promise: reader-is-gone
     def test_a_reader_of_standard_output_that_has_gone_ends_the_process(self):
         component = self.component()
         reading, writing = os.pipe()
@@ -79,6 +84,7 @@ class FullDisk(FaultTest):
         self.assertEnds(result, -13)
         self.assertEqual(len(component.revisions()), 3)
 
+    # Promise: full-disk-anywhere
     def test_room_for_a_part_only(self):
         """Whatever fits: the log is cut, drives that cannot be noted are reported, and nothing is half done."""
         component = self.component()
@@ -112,12 +118,14 @@ class FullDisk(FaultTest):
 
 
 class Descriptors(FaultTest):
+    # Promise: closed-descriptor-for-the-log
     def test_a_log_on_a_closed_descriptor_stays_off(self):
         component = self.component()
         result = component.run("-i", "-d", "/proc/self/fd/9")
         self.assertEnds(result, 0)
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=3)
 
+    # Promise: closed-output-with-a-file
     def test_standard_output_closed_at_the_start(self):
         component = self.component()
         result = component.run("-i", "-o", "out.xml", "-d", "log.txt", stdout=None, preexec_fn=lambda: os.close(1))
@@ -125,12 +133,14 @@ class Descriptors(FaultTest):
         self.assertDocument(component.read("out.xml"), INVENTORY_ROOT, devices=3)
         self.assertEqual(component.errors(), [])
 
+    # Promise: closed-output
     def test_a_document_for_a_closed_standard_output_is_lost_but_spoils_no_file(self):
         component = self.component()
         result = component.run("-i", "-d", "log.txt", stdout=None, preexec_fn=lambda: os.close(1))
         self.assertEnds(result, 0)
         self.assertNotIn("<SVMInventory", component.read("log.txt"))
 
+    # Promise: few-descriptors
     def test_every_number_of_descriptors(self):
         """From too few to start at all up to enough: never a crash, never half a document."""
         component = self.component()
@@ -147,6 +157,7 @@ class Descriptors(FaultTest):
                 whole += result.stdout.count("<Device ") == 3
         self.assertGreater(whole, 0)
 
+    # Promise: few-descriptors
     def test_every_number_of_descriptors_for_an_update(self):
         """A document calls a drive a success that was flashed, or none was: as any refused payload does."""
         whole = 0
@@ -176,6 +187,7 @@ class Limits(FaultTest):
         return component.run(*words, variables={"ASAN_OPTIONS": "detect_leaks=0"}, preexec_fn=lambda: resource.setrlimit(
             resource.RLIMIT_FSIZE, (self.FILE_BYTES, self.FILE_BYTES)), **keywords)
 
+    # Promise: file-size-limit
     def test_a_log_beyond_the_largest_file_ends_the_process(self):
         component = self.component()
         result = self.limited(component, "-u", "-d", "log.txt", restore_signals=True)
@@ -184,6 +196,7 @@ class Limits(FaultTest):
         self.assertEqual(result.stdout, "")
         self.assertEqual(component.revisions(), {})
 
+    # Promise: file-size-limit
     def test_with_the_signal_ignored_log_and_document_are_cut(self):
         component = self.component()
         result = self.limited(component, "-i", "-d", "log.txt", "-o", "out.xml", restore_signals=False)
@@ -203,6 +216,7 @@ class Limits(FaultTest):
             process.wait(1)
         return process
 
+    # Promise: document-into-a-pipe
     def test_a_document_into_a_pipe_waits_for_its_reader(self):
         component = self.component()
         pipe = component.program_folder + "/pipe"
@@ -212,6 +226,7 @@ class Limits(FaultTest):
             self.assertDocument(reader.read(), INVENTORY_ROOT, devices=3)
         self.assertEqual(process.wait(30), 0)
 
+    # Promise: log-into-a-pipe
     def test_a_log_into_a_pipe_waits_for_its_reader_and_stays_empty(self):
         component = self.component()
         pipe = component.program_folder + "/pipe"
@@ -223,6 +238,7 @@ class Limits(FaultTest):
         self.assertDocument(process.stdout.read().decode(), INVENTORY_ROOT, devices=3)
         self.assertEqual(process.wait(30), 0)
 
+    # Promise: signals
     def test_a_signal_ends_the_run_where_it_is(self):
         for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
             with self.subTest(signal=number):
@@ -235,6 +251,7 @@ class Limits(FaultTest):
                 self.assertEqual(component.revisions()["01:00.0"], "NEW     ")
                 self.assertEqual(component.calls("rollback-calls"), [])
 
+    # Promise: log-in-the-payload-folder
     def test_a_log_in_the_payload_folder_is_a_second_payload(self):
         component = self.component()
         result = component.run("-u", "-d", "payload/log.txt")
@@ -261,6 +278,7 @@ class Folders(FaultTest):
         os.chdir(before)
         return deep
 
+    # Promise: longest-paths
     def test_the_longest_working_folder(self):
         component = self.component()
         deep = self.deep_folder(component.root, self.BUFFER - 1)
@@ -271,6 +289,7 @@ class Folders(FaultTest):
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=3)
         self.assertIn("Sample NVMe SSD", result.stdout)
 
+    # Promise: longest-paths
     def test_a_working_folder_that_is_too_long_has_no_install_script(self):
         component = self.component()
         deep = self.deep_folder(component.root, self.BUFFER)
@@ -282,12 +301,14 @@ class Folders(FaultTest):
         self.assertEqual(component.errors(component.root + "/log.txt"),
                          ["ERROR: Installing MOXI is Failed", "ERROR: Intialization of NVMEPCISDD library failed!"])
 
+    # Promise: longest-paths
     def test_a_program_in_the_longest_folder(self):
         component = self.component()
         result = self.update_from(component, self.BUFFER - 1 - len("/nvmepcissd"))
         self.assertEnds(result, 0)
         self.assertEqual(len(component.revisions()), 3)
 
+    # Promise: longest-paths
     def test_a_program_whose_path_is_too_long_finds_no_payload(self):
         component = self.component()
         result = self.update_from(component, self.BUFFER + 1)
@@ -295,6 +316,7 @@ class Folders(FaultTest):
         self.assertEqual(component.revisions(), {})
         self.assertIn("ERROR: Zero or more than one payload file found", component.errors(component.root + "/log.txt"))
 
+    # Promise: no-proc
     def test_a_program_that_cannot_tell_its_folder(self):
         component = self.component()
         log = component.root + "/log.txt"
@@ -313,12 +335,14 @@ class Folders(FaultTest):
         component.program_folder = deep
         return component.run("-u", "-o", component.root + "/out.xml", "-d", component.root + "/log.txt")
 
+    # Promise: too-long-names
     def test_names_that_are_too_long_for_the_system(self):
         component = self.component()
         result = component.run("-i", "-o", "x" * 5000, "-d", "/" + "y" * 5000)
         self.assertEnds(result, 0)
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=3)
 
+    # Promise: working-folder-is-gone
     def test_a_working_folder_that_is_gone_before_the_start(self):
         component = self.component()
         gone = component.root + "/gone"
@@ -329,6 +353,7 @@ class Folders(FaultTest):
         self.assertEqual(component.errors(component.root + "/log.txt"),
                          ["ERROR: Installing MOXI is Failed", "ERROR: Intialization of NVMEPCISDD library failed!"])
 
+    # Promise: working-folder-goes
     def test_a_working_folder_that_goes_during_the_run(self):
         component = self.component()
         working = component.root + "/working"

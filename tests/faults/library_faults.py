@@ -42,12 +42,15 @@ class Allocations(FaultTest):
         component.run(option, preloaded="FailingNew", variables={"FAULT_COUNT": component.root + "/count"})
         self.assertEqual(component.read(component.root + "/count"), f"{len(outcomes)}\n", "some never failed")
 
+    # Promise: status-no-memory, allocations-of-an-inventory
     def test_inventory(self):
         self.check("-i", INVENTORY_ROOT, self.INVENTORY)
 
+    # Promise: status-no-memory, allocations-of-an-update
     def test_update(self):
         self.check("-u", UPDATE_ROOT, self.UPDATE)
 
+    # Promise: allocations-of-an-update
     def test_update_without_writer_still_fills_the_rollback_partition(self):
         component = self.component()
         component.run("-u", preloaded="FailingNew", variables={"FAULT_AT": str(len(self.UPDATE))})
@@ -57,6 +60,7 @@ class Allocations(FaultTest):
 class DriveLibrary(FaultTest):
     CODES = (1, -1, 2, 55, 255, 256, 266, 268, 1001, 65536, 2147483647, -2147483648)
 
+    # Promise: status-update-without-drives, failed-discovery
     def test_every_code_of_the_discovery(self):
         component = self.component()
         for code in self.CODES:
@@ -70,6 +74,7 @@ class DriveLibrary(FaultTest):
                     f"ERROR INFO: API return value = {code % 2**32}"])
                 self.assertEnds(component.run("-u"), 1)
 
+    # Promise: failed-revision
     def test_every_code_of_the_revision(self):
         component = self.component()
         for code in self.CODES:
@@ -81,6 +86,7 @@ class DriveLibrary(FaultTest):
                 self.assertEqual(component.errors(), [
                     "ERROR: Failed to get the NVMePCISSD firmware version using m_fncNVMEGetDriveInfo function pointer"])
 
+    # Promise: reset-is-a-success, failed-update
     def test_every_code_of_the_update(self):
         component = self.component()
         for code in (*self.CODES, 0, 267):
@@ -94,6 +100,7 @@ class DriveLibrary(FaultTest):
                     "ERROR: Update firmware failed for NVMeDevcice", f"ERROR INFO: API return value = {code % 2**32}"])
                 self.assertEqual(component.calls("rollback-calls")[-1], "destructor")
 
+    # Promise: no-rollback-without-a-success
     def test_no_rollback_when_every_drive_refuses(self):
         component = self.component()
         component.scenario([component.drive(bus, updateResult=-1) for bus in (1, 2)])
@@ -103,6 +110,7 @@ class DriveLibrary(FaultTest):
         self.assertEqual(component.calls("rollback-calls"), [])
         self.assertFalse(component.exists("rollback-partition"))
 
+    # Promise: no-time-limit
     def test_a_slow_drive_is_waited_for(self):
         component = self.component()
         component.scenario([component.drive(1, updateMilliseconds=2500), component.drive(2)])
@@ -112,6 +120,7 @@ class DriveLibrary(FaultTest):
         self.assertDocument(result.stdout, UPDATE_ROOT, devices=2)
         self.assertEqual(component.revisions(), {"01:00.0": "NEW     ", "02:00.0": "NEW     "})
 
+    # Promise: null-entries
     def test_null_entries_are_passed_over(self):
         component = self.component()
         component.scenario([component.drive(1, nullEntry=True), component.drive(2), component.drive(3, nullEntry=True)])
@@ -120,6 +129,7 @@ class DriveLibrary(FaultTest):
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=1)
         self.assertEqual(component.errors(), ["ERROR: NVMEDiscoverDrives returned an empty drive entry"] * 2)
 
+    # Promise: no-list-or-no-count
     def test_a_list_without_count_and_a_count_without_list_are_no_drives(self):
         component = self.component()
         for shape in ("uncounted", "null", "untouched"):
@@ -131,6 +141,7 @@ class DriveLibrary(FaultTest):
                 self.assertEqual(component.errors(), [])
                 self.assertEnds(component.run("-u"), 1)
 
+    # Promise: entries-after-the-count
     def test_entries_after_the_count_are_not_touched(self):
         component = self.component()
         component.replace_drive_library("LongListLibrary")
@@ -138,6 +149,7 @@ class DriveLibrary(FaultTest):
         self.assertEnds(result, 0)
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=1)
 
+    # Promise: exception-of-a-function
     def test_an_exception_that_leaves_a_function_ends_the_process(self):
         component = self.component()
         component.replace_drive_library("ThrowingFunction")
@@ -154,6 +166,7 @@ class Loading(FaultTest):
 
     LAST_LINE = "Loading NVMePCISSD_LIBRARY to get handle to library"
 
+    # Promise: library-throws-at-load
     def test_a_library_that_throws_while_it_is_loaded_ends_the_process(self):
         component = self.component()
         component.replace_drive_library("ThrowingLibrary")
@@ -164,6 +177,7 @@ class Loading(FaultTest):
         self.assertFalse(component.exists("out.xml"))
         self.assertEqual(component.calls("script-calls"), ["install"])
 
+    # Promise: library-exits-at-load
     def test_a_library_that_exits_while_it_is_loaded_ends_the_process(self):
         component = self.component()
         component.replace_drive_library("ExitingLibrary")
@@ -173,11 +187,13 @@ class Loading(FaultTest):
         self.assertFalse(component.exists("out.xml"))
         self.assertEqual(component.calls("script-calls"), ["install"])
 
+    # Promise: library-cannot-be-loaded
     def test_a_library_that_does_not_resolve_is_refused(self):
         component = self.component()
         component.replace_drive_library("UnresolvedLibrary")
         self.check_refused(component)
 
+    # Promise: library-cannot-be-loaded
     def test_a_file_that_is_no_library_is_refused(self):
         component = self.component()
         component.write("libnvme.so", "not a library")

@@ -45,6 +45,7 @@ struct RefusedCase {
 
 class RefusedCommandLine : public testing::TestWithParam<RefusedCase> {};
 
+// Promise: usage-text-is-wrong, status-wrong-usage
 TEST_P(RefusedCommandLine, PrintsUsageFailsAndTouchesNothing) {
   ComponentFolder component;
   const AddedFiles added(component);
@@ -95,6 +96,7 @@ struct AcceptedCase {
 
 class AcceptedCommandLine : public testing::TestWithParam<AcceptedCase> {};
 
+// Promise: usage-text-is-wrong, status-nothing-to-do
 TEST_P(AcceptedCommandLine, PrintsAndWritesWhatItAsksFor) {
   ComponentFolder component;
   component.setDrives({drive(1)});
@@ -159,6 +161,7 @@ TEST_P(BothCommands, RunTheInventoryFirst) {
   EXPECT_THAT(component.flashCalls(), testing::SizeIs(1));
 }
 
+// Promise: other-output-mixes
 TEST_P(BothCommands, LeaveTheUpdateDocumentInOneFile) {
   component.setDrives({drive(1)});
   Arguments arguments = GetParam().arguments;

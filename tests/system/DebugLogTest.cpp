@@ -47,6 +47,7 @@ TEST_F(DebugLog, StartedByTheMarkerEndsWithTheSecondDrive) {
   EXPECT_FALSE(exists("debug.log"));
 }
 
+// Promise: marker-log
 TEST_F(DebugLog, StartedByTheMarkerHoldsTheRestOfAOneDriveRun) {
   putMarker();
   expectInventory({"-i"});
@@ -56,6 +57,7 @@ TEST_F(DebugLog, StartedByTheMarkerHoldsTheRestOfAOneDriveRun) {
   EXPECT_EQ(log.back(), "After nvmePCISSDMgr.Inventory ");
 }
 
+// Promise: marker-silences-the-log
 TEST_F(DebugLog, AskedForEndsWhereTheMarkerWouldStartOne) {
   putMarker();
   EXPECT_EQ(component.run({"-i", "-o", "out.xml", "-d"}), (Outcome{0, "", ""}));
@@ -64,6 +66,7 @@ TEST_F(DebugLog, AskedForEndsWhereTheMarkerWouldStartOne) {
   EXPECT_FALSE(exists("baseutils.log"));
 }
 
+// Promise: marker-file
 TEST_F(DebugLog, IsNotStartedByTheMarkerWithoutDrives) {
   putMarker();
   component.setDrives({});
@@ -71,6 +74,7 @@ TEST_F(DebugLog, IsNotStartedByTheMarkerWithoutDrives) {
   EXPECT_FALSE(exists("baseutils.log"));
 }
 
+// Promise: marker-log
 TEST_F(DebugLog, OfTheMarkerIsEmptiedFirst) {
   putMarker();
   writeFile(component / "baseutils.log", "before\n");
@@ -84,6 +88,7 @@ TEST_F(DebugLog, OfTheMarkerThatCannotBeOpenedChangesNothing) {
   expectInventory({"-i"});
 }
 
+// Promise: marker-file
 TEST_F(DebugLog, MarkerBesideTheExecutableAloneIsNotSeen) {
   putMarker();
   const fs::path work = component.moveWorkingFolder();
@@ -92,6 +97,7 @@ TEST_F(DebugLog, MarkerBesideTheExecutableAloneIsNotSeen) {
   EXPECT_FALSE(fs::exists(work / "baseutils.log"));
 }
 
+// Promise: debug-log-place
 TEST_F(DebugLog, HoldsTheLastRunOnly) {
   component.setDrives({drive(1), drive(2)});
   EXPECT_EQ(component.run({"-i", "-o", "out.xml", "-d"}).exitStatus, 0);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <ostream>
@@ -55,6 +56,7 @@ void PrintTo(const NameCase& named, std::ostream* stream) {
 
 class MarketingName : public testing::TestWithParam<NameCase> {};
 
+// Promise: values-are-not-escaped
 TEST_P(MarketingName, IsDisplayed) {
   ComponentFolder component;
   component.setDrives({drive(1)});
@@ -127,6 +129,7 @@ const NameCase kNames[] = {
 
 INSTANTIATE_TEST_SUITE_P(Descriptor, MarketingName, testing::ValuesIn(kNames), kByName);
 
+// Promise: short-ids-have-no-name
 TEST(Descriptor, IdBelowFourDigitsIsNotFoundHoweverItIsWritten) {
   ComponentFolder component;
   component.setDrives({drive(1, {{"deviceId", "0a54"}})});
@@ -155,6 +158,16 @@ TEST(Descriptor, ThousandsOfEntriesAreReadToTheLast) {
   EXPECT_EQ(component.run({"-i"}), (Outcome{0, inventoryDocument({listed({.display = "Name 4999"})}), ""}));
 }
 
+// Promise: package-is-read-for-every-drive
+TEST(Descriptor, IsReadAnewForEveryDrive) {
+  ComponentFolder component;
+  component.setDrives({drive(1), drive(2), drive(3)});
+  EXPECT_EQ(component.run({"-i", "-o", "out.xml", "-d"}).exitStatus, 0);
+  const std::vector<std::string> log = messages(readFile(component / "debug.log"));
+  EXPECT_EQ(std::count(log.begin(), log.end(), "CSoftwareComponentInfo::Init() Exiting"), 3);
+}
+
+// Promise: package-is-read-for-every-drive
 TEST(Descriptor, IsReadFromTheWorkingFolderAlone) {
   ComponentFolder component;
   component.setDrives({drive(1)});
@@ -254,6 +267,7 @@ class OutsideReference : public testing::TestWithParam<OutsideCase> {
   ComponentFolder component;
 };
 
+// Promise: nothing-is-fetched
 TEST_P(OutsideReference, IsNeverOpened) {
   component.setDrives({drive(1)});
   const fs::path pipe = component.folderBeside("outside") / "pipe";  // whoever opens it hangs
@@ -262,6 +276,7 @@ TEST_P(OutsideReference, IsNeverOpened) {
   EXPECT_EQ(component.run({"-i"}).exitStatus, 0);
 }
 
+// Promise: nothing-is-fetched
 TEST_P(OutsideReference, IsNeverShown) {
   component.setDrives({drive(1)});
   const fs::path secret = component.folderBeside("outside") / "secret";

@@ -55,6 +55,7 @@ class UnusableLibrary : public testing::TestWithParam<UnusableCase> {
   ComponentFolder component;
 };
 
+// Promise: inventory-without-drives-is-0
 TEST_P(UnusableLibrary, GivesAnEmptyInventory) {
   EXPECT_EQ(component.run({"-i", "-d"}), (Outcome{0, inventoryDocument({}), ""}));
   EXPECT_THAT(log(), Contains(GetParam().error));
@@ -62,6 +63,7 @@ TEST_P(UnusableLibrary, GivesAnEmptyInventory) {
   EXPECT_THAT(component.installCalls(), ElementsAre("install", "uninstall"));
 }
 
+// Promise: status-update-without-drives
 TEST_P(UnusableLibrary, FailsTheUpdate) {
   EXPECT_EQ(component.run({"-u", "-d"}), (Outcome{1, updateDocument({}), ""}));
   EXPECT_THAT(log(), Contains(GetParam().error));
@@ -130,6 +132,7 @@ class LibraryPlaces : public testing::Test {
   ComponentFolder component;
 };
 
+// Promise: drive-library-place
 TEST_F(LibraryPlaces, OnTheLoadersPathAloneIsFound) {
   fs::rename(component / kLibrary, component.loaderFolder() / kLibrary);
   expectDriveFound();
@@ -143,6 +146,7 @@ TEST_F(LibraryPlaces, OnTheLoadersPathStandsInForABrokenOne) {
   EXPECT_THAT(log(), Contains(kSecondPlace));
 }
 
+// Promise: drive-library-place
 TEST_F(LibraryPlaces, InTheWorkingFolderComesFirst) {
   hideTheMachinesOwn(component);
   expectDriveFound();
@@ -175,6 +179,7 @@ class OddList : public testing::TestWithParam<ListCase> {
   ComponentFolder component;
 };
 
+// Promise: drive-texts-are-cut
 TEST_P(OddList, IsListedAsFarAsItGoes) {
   EXPECT_EQ(component.run({"-i"}), (Outcome{0, inventoryDocument(found(listed)), ""}));
 }

@@ -32,12 +32,14 @@ class FailingInstall : public testing::TestWithParam<FailingCase> {
   ComponentFolder component;
 };
 
+// Promise: inventory-without-drives-is-0, no-drives-without-moxi
 TEST_P(FailingInstall, GivesAnEmptyInventoryAndUninstallsNothing) {
   EXPECT_EQ(component.run({"-i"}), (Outcome{0, inventoryDocument({}), ""}));
   EXPECT_EQ(component.installCalls(), GetParam().scriptCalls);
   EXPECT_THAT(component.driveCalls(), IsEmpty());
 }
 
+// Promise: no-drives-without-moxi
 TEST_P(FailingInstall, FailsTheUpdate) {
   EXPECT_EQ(component.run({"-u"}), (Outcome{1, updateDocument({}), ""}));
   EXPECT_EQ(component.installCalls(), GetParam().scriptCalls);
@@ -116,6 +118,7 @@ TEST_F(InstallScript, FailingToUninstallIsOnlyLogged) {
   EXPECT_THAT(log(), Contains("ERROR: Uninstalling MOXI is failed."));
 }
 
+// Promise: install-script-place
 TEST_F(InstallScript, InventoryRunsTheOneInTheWorkingFolder) {
   const fs::path work = component.moveWorkingFolder();
   copyFromSimulator("fwkitinstall.sh", component / "fwkitinstall.sh");
@@ -125,6 +128,7 @@ TEST_F(InstallScript, InventoryRunsTheOneInTheWorkingFolder) {
   EXPECT_THAT(callsOfScriptIn(component.path()), IsEmpty());
 }
 
+// Promise: path-is-not-quoted
 TEST_F(InstallScript, IsNotFoundUnderAPathWithABlank) {
   const fs::path work = component.moveWorkingFolder();
   component.settings.workingFolder = component.folderBeside("with blank");
@@ -134,12 +138,14 @@ TEST_F(InstallScript, IsNotFoundUnderAPathWithABlank) {
   EXPECT_THAT(component.installCalls(), IsEmpty());
 }
 
+// Promise: other-output-mixes
 TEST_F(InstallScript, MixesWhatItPrintsWithTheDocument) {
   writeFile(component / "fwkitinstall.sh", "#!/bin/sh\necho \"$1\"\n");
   EXPECT_EQ(component.run({"-i"}),
             (Outcome{0, "install\nuninstall\n" + inventoryDocument({listed({})}), ""}));
 }
 
+// Promise: update-leaves-moxi
 TEST_F(InstallScript, InventoryRemovesWhatItInstalled) {
   const fs::path work = component.moveWorkingFolder();
   letInstall(work);
@@ -148,6 +154,7 @@ TEST_F(InstallScript, InventoryRemovesWhatItInstalled) {
   EXPECT_THAT(ComponentFolder::namesIn(component.loaderFolder()), IsEmpty());
 }
 
+// Promise: update-leaves-moxi
 TEST_F(InstallScript, UpdateLeavesInstalledWhatItsSecondInitialisationFinds) {
   const fs::path work = component.moveWorkingFolder();
   letInstall(work);
@@ -172,6 +179,7 @@ struct PresentCase {
 
 class PresentLibrary : public InstallScript, public testing::WithParamInterface<PresentCase> {};
 
+// Promise: present-moxi-stays
 TEST_P(PresentLibrary, IsLeftAloneAndTheScriptIsNotRun) {
   copyFromSimulator("libkvrpm.so", component.loaderFolder() / GetParam().library);
   component.settings.environment["FWKIT_INSTALL_RESULT"] = "1";
@@ -186,6 +194,7 @@ INSTANTIATE_TEST_SUITE_P(InstallScript, PresentLibrary,
                                          PresentCase{"UnderItsSecondName", "libkvrpm64.so"}),
                          kByName);
 
+// Promise: uninstall-beside-the-executable
 TEST_F(InstallScript, UpdateWithRollbackUninstallsFromTheExecutablesFolder) {
   const fs::path work = component.moveWorkingFolder();
   copyFromSimulator("fwkitinstall.sh", component / "fwkitinstall.sh");
@@ -195,6 +204,7 @@ TEST_F(InstallScript, UpdateWithRollbackUninstallsFromTheExecutablesFolder) {
   EXPECT_THAT(callsOfScriptIn(component.path()), ElementsAre("uninstall"));
 }
 
+// Promise: uninstall-beside-the-executable
 TEST_F(InstallScript, UpdateWithRollbackMissesTheOneInTheFirstWorkingFolder) {
   const fs::path work = component.moveWorkingFolder();
   noteBesideTheScripts();

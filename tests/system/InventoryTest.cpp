@@ -1,6 +1,7 @@
 // The inventory: what the document says about each drive of the library, and where it goes.
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -56,6 +57,7 @@ TEST(Inventory, SamplePackageNamesTheSampleDrives) {
 
 class DriveCount : public testing::TestWithParam<std::size_t> {};
 
+// Promise: status-inventory
 TEST_P(DriveCount, ListsAllAndShiftsTheFoundLine) {
   ComponentFolder component;
   fs::remove(component / "package.xml");
@@ -97,6 +99,7 @@ void PrintTo(const DriveCase& drive, std::ostream* stream) {
 
 class DescribedDrive : public testing::TestWithParam<DriveCase> {};
 
+// Promise: values-are-not-escaped, drive-texts-are-cut
 TEST_P(DescribedDrive, IsListedAs) {
   ComponentFolder component;
   component.setDrives({drive(1, GetParam().changes), drive(2)});
@@ -202,6 +205,7 @@ void PrintTo(const DestinationCase& destination, std::ostream* stream) {
 
 class UnwritableOutput : public testing::TestWithParam<DestinationCase> {};
 
+// Promise: document-on-standard-output
 TEST_P(UnwritableOutput, SendsTheDocumentToStandardOutput) {
   ComponentFolder component;
   component.setDrives({drive(1)});
@@ -218,11 +222,35 @@ INSTANTIATE_TEST_SUITE_P(Output, UnwritableOutput,
                                          DestinationCase{"BelowAFile", "package.xml/out.xml"}),
                          kByName);
 
+// Promise: umask-and-links
 TEST(Inventory, ExistingOutputIsOverwritten) {
   ComponentFolder component;
   writeFile(component / "out.xml", std::string(100000, 'x'));
   EXPECT_EQ(component.run({"-i", "-o", "out.xml"}), (Outcome{0, "", ""}));
   EXPECT_EQ(readFile(component / "out.xml"), inventoryDocument({}));
+}
+
+// Promise: umask-and-links
+TEST(Inventory, FollowsLinksAndObeysTheUmask) {
+  ComponentFolder component;
+  const fs::path results = component.folderBeside("results");
+  fs::create_symlink(results / "real.xml", component / "out.xml");
+  fs::create_symlink(results / "real.log", component / "out.log");
+  const mode_t before = umask(027);
+  EXPECT_EQ(component.run({"-i", "-o", "out.xml", "-d", "out.log"}), (Outcome{0, "", ""}));
+  umask(before);
+  EXPECT_EQ(readFile(results / "real.xml"), inventoryDocument({}));
+  for (const char* const name : {"real.xml", "real.log"}) {
+    EXPECT_EQ(fs::status(results / name).permissions(), fs::perms(0640)) << name;
+  }
+}
+
+// Promise: silent-on-standard-error
+TEST(Inventory, WritesNothingToStandardError) {
+  ComponentFolder component;
+  component.setDrives({drive(1)});
+  EXPECT_EQ(component.run({"-i"}).standardError, "");
+  EXPECT_EQ(component.run({"-u", "-o", "missing/out.xml", "-d", "missing/log"}).standardError, "");
 }
 
 TEST(Inventory, AbsoluteOutputNameIsTakenAsItIs) {
@@ -281,6 +309,7 @@ struct DiscoveryCase {
 
 class FailedDiscovery : public testing::TestWithParam<DiscoveryCase> {};
 
+// Promise: inventory-without-drives-is-0
 TEST_P(FailedDiscovery, ListsNothingAndIsLoggedUnsigned) {
   ComponentFolder component;
   component.setDrives({drive(1)}, {{"discoveryResult", GetParam().result}});

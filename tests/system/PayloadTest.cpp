@@ -35,6 +35,7 @@ class PayloadTest : public testing::TestWithParam<PayloadCase> {
 
 class RefusedPayload : public PayloadTest {};
 
+// Promise: refused-payload-looks-like-success
 TEST_P(RefusedPayload, LeavesTheDrivesAsDiscoveryFoundThem) {
   EXPECT_EQ(component.run({"-u", "-d"}),
             (Outcome{0, updateDocument({updated({}), failed(kRevisionUnreadable)}), ""}));
@@ -68,6 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
 /// A single entry of any kind is the payload; the library decides whether it can use it.
 class UnusablePayload : public PayloadTest {};
 
+// Promise: firmware-is-not-read, refused-payload-looks-like-success
 TEST_P(UnusablePayload, IsTriedOnEveryDriveAndRefusedByTheLibrary) {
   const std::string path = component / "payload" / ComponentFolder::namesIn(component / "payload").at(0);
   EXPECT_EQ(component.run({"-u", "-d"}),
@@ -97,6 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class UsablePayload : public PayloadTest {};
 
+// Promise: firmware-is-not-read
 TEST_P(UsablePayload, IsFlashedAndKeptForRollbackUnderItsName) {
   const std::string name = ComponentFolder::namesIn(component / "payload").at(0);
   EXPECT_EQ(component.run({"-u", "-d"}),
@@ -134,6 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 }}),
     kByName);
 
+// Promise: payload-beside-the-executable, folder-of-the-executable
 TEST(Payload, IsTakenFromBesideTheRealExecutable) {
   ComponentFolder component;
   component.setDrives({drive(1)});

@@ -228,6 +228,7 @@ class Rollback : public testing::TestWithParam<RollbackCase> {
   ComponentFolder component;
 };
 
+// Promise: rollback-only-in-the-log
 TEST_P(Rollback, OutcomeIsOnlyLogged) {
   component.setDrives({drive(1)});
   component.setRollback(GetParam().script);
@@ -255,6 +256,7 @@ TEST(RollbackLibrary, ItsObjectMayBeSmallerThanCallersBelieve) {
   EXPECT_EQ(readFile(component / "result.xml"), updateDocument({updated({})}));
 }
 
+// Promise: status-no-rollback-library
 TEST(RollbackLibrary, IsTakenFromTheLoadersPathFirst) {
   ComponentFolder component;
   component.setDrives({drive(1)});
@@ -264,6 +266,7 @@ TEST(RollbackLibrary, IsTakenFromTheLoadersPathFirst) {
   EXPECT_THAT(component.rollbackCalls(), testing::SizeIs(4));
 }
 
+// Promise: status-no-rollback-library
 TEST(RollbackLibrary, MissingOneKeepsTheProgramFromStarting) {
   ComponentFolder component;
   std::filesystem::remove(component / "librbkl.so.0");

@@ -16,6 +16,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// Promise: every-drive-is-flashed
 TEST(Update, TwoDrivesGiveThisDocument) {
   ComponentFolder component;
   component.setDrives({drive(1), drive(2, {{"updateResult", -1}})});
@@ -62,6 +63,7 @@ class Flashing : public testing::TestWithParam<FlashCase> {
   ComponentFolder component;
 };
 
+// Promise: status-0-says-nothing, failed-drive-has-no-name, next-drive-is-flashed
 TEST_P(Flashing, MarksFailuresAndGoesOn) {
   EXPECT_EQ(component.run({"-u", "-d"}), (Outcome{0, updateDocument(GetParam().fragments), ""}));
   EXPECT_THAT(component.flashCalls(), testing::SizeIs(GetParam().drives.size()));
@@ -76,12 +78,14 @@ TEST_P(Flashing, MarksFailuresAndGoesOn) {
   EXPECT_THAT(log, Contains(GetParam().summary));
 }
 
+// Promise: rollback-after-a-success
 TEST_P(Flashing, FillsTheRollbackPartitionOnceADriveSucceeded) {
   EXPECT_EQ(component.run({"-u"}).exitStatus, 0);
   EXPECT_EQ(component.rollbackCalls().size(), someSucceeded() ? 4U : 0U);
   EXPECT_EQ(fs::exists(component.partition() / "firmware.bin"), someSucceeded());
 }
 
+// Promise: old-revision-in-the-update
 TEST_P(Flashing, ShowsInALaterInventory) {
   EXPECT_EQ(component.run({"-u", "-o", component / "out.xml"}), (Outcome{0, "", ""}));
   std::vector<std::string> fragments;
@@ -158,6 +162,7 @@ const FlashCase kFlashes[] = {
 
 INSTANTIATE_TEST_SUITE_P(Update, Flashing, testing::ValuesIn(kFlashes), kByName);
 
+// Promise: status-update-without-drives
 TEST(Update, WithoutDrivesFailsAfterAnEmptyDocument) {
   ComponentFolder component;
   EXPECT_EQ(component.run({"-u", "-o", "out.xml", "-d"}), (Outcome{1, "", ""}));
@@ -184,6 +189,7 @@ struct PlaceCase {
 
 class OutputPlace : public testing::TestWithParam<PlaceCase> {};
 
+// Promise: document-on-standard-output, debug-log-place
 TEST_P(OutputPlace, IsTheFolderOfThatMoment) {
   ComponentFolder component;
   const fs::path work = component.moveWorkingFolder();

@@ -34,6 +34,7 @@ class Hardening(unittest.TestCase):
         for name, flags in segments:
             self.assertFalse("W" in flags and "E" in flags, f"{name} is {flags}")
 
+    # Promise: folder-of-the-executable
     def test_it_looks_for_libraries_beside_itself_at_most(self):
         dynamic = tool("readelf", "-dW", PROGRAM)
         self.assertEqual(re.findall(r"\((RPATH|RUNPATH)\).*\[(.*)\]", dynamic), [("RUNPATH", "$ORIGIN")])
@@ -50,6 +51,12 @@ class Hardening(unittest.TestCase):
             code = tool("objdump", "-d", "--no-show-raw-insn", f"--start-address=0x{address}",
                         f"--stop-address={int(address, 16) + 4}", PROGRAM)
             self.assertIn("endbr64", code, name)
+
+    # Promise: reads-no-variable
+    def test_it_reads_no_environment_variable(self):
+        imported = tool("nm", "-D", "--undefined-only", PROGRAM)
+        self.assertIn("dlopen", imported)
+        self.assertNotRegex(imported, r"getenv|\benviron\b")
 
     def test_it_exports_nothing_of_its_own(self):
         exported = tool("nm", "-DC", "--defined-only", PROGRAM).splitlines()

@@ -206,6 +206,7 @@ TEST(DeviceRecordEquality, TwoFreshRecordsAreEqual) {
 
 // --- The file path.
 
+// Promise: file-path-placeholder
 TEST(DeviceFilePath, IsTheDownloadSiteFollowedByThePathWithSlashes) {
   const struct {
     std::string stored;

@@ -209,6 +209,7 @@ class SupportLibrary : public testing::Test {
   SupportLibraryHost m_host;
 };
 
+// Promise: moxi-probe
 TEST_F(SupportLibrary, IsInstalledWhenEitherNameLoads) {
   const struct {
     std::set<std::string> loadable;

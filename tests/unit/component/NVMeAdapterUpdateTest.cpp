@@ -100,6 +100,7 @@ TEST_F(NVMeAdapterUpdateTest, AllRefusalsAreAFailure) {
   for (const CDeviceInfo* record : records.list) EXPECT_EQ(record->getStatus(), 1);
 }
 
+// Promise: reset-is-a-success
 TEST_F(NVMeAdapterUpdateTest, ResetOwedByEveryDriveLeavesTheRecordsAlone) {
   discoverDrivesWithResults({267, 267, 267});
   const Lines before = describe(records.list);
@@ -117,6 +118,7 @@ TEST_F(NVMeAdapterUpdateTest, EveryDriveGetsThePayloadAtItsAddressInListOrder) {
                                   "update 255:0.67 /some/Payload.bin"}));
 }
 
+// Promise: unreadable-revision-is-flashed
 TEST_F(NVMeAdapterUpdateTest, StatusOfDiscoveryNeitherPreventsTheFlashNorIsCleared) {
   discoverDrivesWithResults({0, 1});
   for (CDeviceInfo* record : records.list) {

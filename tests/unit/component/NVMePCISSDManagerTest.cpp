@@ -376,6 +376,7 @@ class NVMePCISSDManagerDeathTest : public NVMePCISSDManagerTest {
   }
 };
 
+// Promise: status-no-memory
 TEST_F(NVMePCISSDManagerDeathTest, ExceptionOfTheWriterEndsTheProcessWithStatus1) {
   addDrives(1);
   struct Case {

@@ -92,6 +92,7 @@ TEST_F(NVMePCISSDUpdateTest, TwoDrivesOfWhichOneFailsWholeLog) {
   EXPECT_EQ(records.list[1]->getErrorMsg(), "Success");
 }
 
+// Promise: moxi-probe
 TEST_F(NVMePCISSDUpdateTest, LibraryIsOpenedOnceAndSupportLibraryInstalledTwice) {
   addDrives(1);
   update();

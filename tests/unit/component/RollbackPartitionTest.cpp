@@ -69,6 +69,7 @@ TEST_F(RollbackPartitionTest, WorkingDirectoryOfThePlatformItselfIsTheRunningPro
   EXPECT_EQ(std::filesystem::current_path(), std::filesystem::canonical("/proc/self/exe").parent_path());
 }
 
+// Promise: working-directory-changes
 TEST_F(RollbackPartitionTest, WorkingDirectoryHasChangedBeforeTheLibraryIsUsed) {
   std::filesystem::path seen;
   rollback.constructor = [&seen]() -> int {

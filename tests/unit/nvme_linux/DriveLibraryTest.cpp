@@ -83,6 +83,7 @@ TEST_F(DriveLibraryTest, ListsDrivesByAddressAndTwinsAsTwoDrives) {
   EXPECT_THAT(serials(), ElementsAre("SN-0001             ", "SN-0002             ", "SN-0001             "));
 }
 
+// Promise: every-drive-is-flashed
 TEST_F(DriveLibraryTest, OnlyModelsOfThePackageAreTouched) {
   m_host.addController("nvme0", "0000:04:00.0", "144d:a801:1028:1fda");
   m_host.addController("nvme1", "0000:05:00.0", "144d:a801:1029:1fd9");

@@ -27,7 +27,8 @@ class DriveSelectionTest : public ::testing::Test {
   }
 
   DriveSelection select() const {
-    return selectDrives(m_controllers, SupportedDrives(std::set<SupportedModel>{{kNamed, {}, {}}}), m_allowed);
+    return selectDrives(m_controllers, SupportedDrives(std::set<SupportedModel>{{kNamed, {}, {}}}),
+                        m_allowed);
   }
 
   std::vector<std::string> offered() const {
@@ -56,6 +57,7 @@ TEST_F(DriveSelectionTest, OffersWhatThePackageNames) {
   EXPECT_THAT(leftOut(), ElementsAre("nvme2 on purpose: package.xml does not name its model"));
 }
 
+// Promise: listed-drives-only
 TEST_F(DriveSelectionTest, OffersWhatTheListAllows) {
   add("nvme0", 0, 4);
   add("nvme1", 0, 5);
@@ -66,6 +68,7 @@ TEST_F(DriveSelectionTest, OffersWhatTheListAllows) {
   EXPECT_THAT(offered(), IsEmpty());
 }
 
+// Promise: other-domains
 TEST_F(DriveSelectionTest, OffersUniqueAddressesOfAnyDomain) {
   add("nvme0", 0x10000, 1);
   add("nvme1", 0x10001, 2);
@@ -73,6 +76,7 @@ TEST_F(DriveSelectionTest, OffersUniqueAddressesOfAnyDomain) {
   EXPECT_THAT(offered(), ElementsAre("nvme0", "nvme1", "nvme2"));
 }
 
+// Promise: other-domains
 TEST_F(DriveSelectionTest, OfTwoWithOneLocationTheOneInDomainZeroIsOffered) {
   add("nvme0", 0x10000, 1);
   add("nvme1", 0, 1);

@@ -60,8 +60,7 @@ TEST_F(FirmwareUpdateTest, ADriveThatGotTheNameOfTheOneThatWasFoundIsNotTouched)
     m_drive.opens().locks().whenLocked(
         [this, where = address, what = ids] { m_host.addController("nvme0", where, what); });
     EXPECT_EQ(update(m_tiny), -ENODEV) << address << ids;
-    EXPECT_EQ(lastReport(),
-              "err: NVMe drive 0000:04:00.0: nvme0 is another drive by now");
+    EXPECT_EQ(lastReport(), "err: NVMe drive 0000:04:00.0: nvme0 is another drive by now");
   }
 }
 
@@ -69,8 +68,7 @@ TEST_F(FirmwareUpdateTest, ANodeOfAnotherDriveIsNotTouched) {
   m_host.writeAttribute("nvme0", "dev", "240:1");
   m_drive.opens();
   EXPECT_EQ(update(m_tiny), -ENODEV);
-  EXPECT_EQ(lastReport(),
-            "err: NVMe drive 0000:04:00.0: nvme0 is the node of another drive");
+  EXPECT_EQ(lastReport(), "err: NVMe drive 0000:04:00.0: nvme0 is the node of another drive");
   m_host.writeAttribute("nvme0", "dev", "240:0");
   confirms(downloaded().commits(2));
   EXPECT_EQ(update(m_tiny), 0);

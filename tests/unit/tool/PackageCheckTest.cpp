@@ -94,6 +94,7 @@ TEST_F(PackageCheck, NoModeIsToBeChangedThroughALink) {
   EXPECT_EQ(tool::checkPackage(folder()).at(1).remedy, "chmod go-w " + folder().string());
 }
 
+// Promise: check-reports-the-marker
 TEST_F(PackageCheck, TheMarkerFileIsNotToBeShipped) {
   write("enabledebug.txt", "");
   EXPECT_THAT(problems(), ElementsAre("enabledebug.txt: marker file for the debug log was left in place"));
@@ -131,6 +132,7 @@ TEST_F(PackageCheck, ThePayloadIsLookedAtThroughLinksAndOtherLinksAreNotFollowed
   EXPECT_THAT(problems(), ElementsAre("payload/firmware.bin: may be written by everybody"));
 }
 
+// Promise: check-reports-odd-paths
 TEST_F(PackageCheck, AFolderThatTheShellWouldTakeApartIsFound) {
   const fs::path renamed = m_scratch.path() / "my component";
   fs::rename(folder(), renamed);
