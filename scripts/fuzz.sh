@@ -8,14 +8,17 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# The words that each target's inputs are made of, in tests/fuzz/dictionaries/.
-declare -A words=([descriptor]=xml [discovery]=discovery [extract]=xml [inventory]=xml [plugins]=xml [cli]=cli)
+# The words that a target's inputs are made of, in tests/fuzz/dictionaries/, and how long an input may be, in bytes.
+declare -A words=([descriptor]=xml [discovery]=discovery [extract]=xml [inventory]=xml [plugins]=xml [cli]=cli
+  [supported]=xml [results]=xml)
+declare -A longest=([identity]=4608 [elf]=4096)
 
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [target ...]}
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || { echo "fuzz.sh: no number of seconds: $seconds" >&2; exit 2; }
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli)
+[ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli update identity sysfs uses
+  supported results salvage elf script)
 
 scripts/install-packages.sh fuzz
 cmake --preset fuzz >/dev/null
@@ -36,8 +39,9 @@ for target in "${targets[@]}"; do
   mkdir -p "$grown"
   rm -rf "$inputs"
   tests/fuzz/corpus.py unpack "$target" "$inputs"
-  "$build/fuzz_$target" -max_total_time="$seconds" -max_len=2048 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
-    -dict="$PWD/tests/fuzz/dictionaries/${words[$target]}.dict" -artifact_prefix="$findings/$target-" \
+  options=(-max_total_time="$seconds" -max_len="${longest[$target]:-2048}" -timeout=10 -rss_limit_mb=2048)
+  [ -z "${words[$target]:-}" ] || options+=(-dict="$PWD/tests/fuzz/dictionaries/${words[$target]}.dict")
+  "$build/fuzz_$target" "${options[@]}" -print_final_stats=1 -artifact_prefix="$findings/$target-" \
     "$grown" "$inputs" >"$log" 2>&1 || { status=BROKEN broken=1; tail -n 60 "$log"; }
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   reached=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -n 1)

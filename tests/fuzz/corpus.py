@@ -21,7 +21,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 
 
 def seeds(target):
-    return {file.name: file.read_bytes() for file in (HERE / "seeds" / target).iterdir()}
+    folder = HERE / "seeds" / target
+    return {file.name: file.read_bytes() for file in folder.iterdir()} if folder.is_dir() else {}
 
 
 def archived(target):
