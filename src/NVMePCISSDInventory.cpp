@@ -11,6 +11,7 @@ CNVMePCISSDInventory::~CNVMePCISSDInventory() {
 
 std::vector<CDeviceInfo*> CNVMePCISSDInventory::GetInventory() {
   const CTraceScope trace(LOG_SITE, "CNVMePCISSDInventory::GetInventory()");
+  // Every failure is a line and an empty list: callers cannot tell it from a server without drives.
   if (m_pNVMeAdapter == nullptr) {
     LOG("ERROR: NVMeAdapter instance is NOT created to make inventory");
   } else if (!m_pNVMeAdapter->Initialize()) {

@@ -23,6 +23,7 @@ void holdStandardDescriptors() {
 int main(int argc, char** argv) {
   holdStandardDescriptors();
   CCommandLineParser parser;
+  // A refused command line leaves no log: the parser has printed the usage text already.
   if (!parser.parseCLI(argc, argv)) return EXIT_FAILURE;
 
   if (parser.isDebug()) {
@@ -32,6 +33,7 @@ int main(int argc, char** argv) {
   const std::string outputFileName = parser.getOutputFileName();
   if (!outputFileName.empty()) LOG("Output file name =" + outputFileName);
 
+  // The manager is made even when no command was given, as with -h alone; callers compare its lines.
   LOG("Before CNVMePCISSDManager nvmePCISSDMgr; ");
   CNVMePCISSDManager manager(outputFileName);
   bool result = true;

@@ -17,11 +17,13 @@ CNVMePCISSDManager::CNVMePCISSDManager(const std::string& outputFileName)
 }
 
 CNVMePCISSDManager::~CNVMePCISSDManager() {
+  // The records of the last command only: with -i -u, the update gives up those of the inventory.
   for (const CDeviceInfo* device : m_vDevicesInfo) delete device;
 }
 
 bool CNVMePCISSDManager::Inventory() {
   LOG("Entering CNVMePCISSDManager::Inventory");
+  // The lines still speak of the pointer type of an earlier release; callers compare them.
   LOG("Creating an instance of CNVMePCISSDInventory() using auto_ptr");
   const std::unique_ptr<CNVMePCISSDInventory> inventory(new (std::nothrow) CNVMePCISSDInventory);
   if (inventory == nullptr) {
@@ -29,6 +31,8 @@ bool CNVMePCISSDManager::Inventory() {
     return false;
   }
   LOG("Calling GetInventory() to get inventory information in a vector");
+  // The operation object lives on until the document is written. Its end closes the drive library, which
+  // logs its own lines.
   m_vDevicesInfo = inventory->GetInventory();
   LOG("Done. Received inventory information in a vector");
 
@@ -38,6 +42,7 @@ bool CNVMePCISSDManager::Inventory() {
     return false;
   }
   LOG("Creating XML file for inventory information");
+  // A document without drives is a document: the caller collects it in any case.
   const bool written = writeDocument(*writer);
   if (m_vDevicesInfo.empty()) {
     LOG("WARNING: vDeviceInfo is empty, No NVMe PCISSD devices found. Possibility for an ERROR.");
@@ -45,6 +50,7 @@ bool CNVMePCISSDManager::Inventory() {
   if (!written) LOG("ERROR: Creating XML file for inventory is failed");
   writer.reset();
   LOG("Leaving CNVMePCISSDManager::Inventory");
+  // No drives and no written document are no failure of an inventory. Callers rely on it; an update differs.
   return true;
 }
 
@@ -56,6 +62,8 @@ bool CNVMePCISSDManager::Update() {
     LOG("ERROR: Failed to create auto_ptr to CNVMePCISSDUpdate");
     return false;
   }
+  // Gives up the records of an inventory before it, by design: with -i -u they live to the end of the
+  // process.
   m_vDevicesInfo = update->Update();
 
   std::unique_ptr<CUpdateXMLWriter> writer(new (std::nothrow) CUpdateXMLWriter);
@@ -71,6 +79,7 @@ bool CNVMePCISSDManager::Update() {
     LOG("INFO: Successfully created XML file for update.");
     if (m_vDevicesInfo.empty()) {
       LOG("WARNING: m_vDevicesInfo is empty. There seems to be no NVMe PCISSD disk ??");
+      // Unlike an inventory, an update without drives has failed at what it was started for.
       result = false;
     }
   }
@@ -88,5 +97,6 @@ bool CNVMePCISSDManager::writeDocument(IDeviceXMLWriter& writer) {
   } catch (...) {
     LOG("ERROR: pDeviceXmlWriter->GetXML() created an unkown exception");
   }
+  // Nothing is cleaned up: the drive library and the support library stay as they are at this moment.
   std::exit(EXIT_FAILURE);
 }

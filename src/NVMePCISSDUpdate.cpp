@@ -28,6 +28,7 @@ struct WrapperDeleter {
 
 }  // namespace
 
+// The adapter may be null, when memory ran out; `Update` reports that.
 CNVMePCISSDUpdate::CNVMePCISSDUpdate() : m_pNVMeAdapter(CNVMeAdapter::GetInstance()) {}
 
 CNVMePCISSDUpdate::~CNVMePCISSDUpdate() {
@@ -36,6 +37,8 @@ CNVMePCISSDUpdate::~CNVMePCISSDUpdate() {
 
 std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
   LOG("Entering CNVMePCISSDUpdate::Update()");
+  // Initialised here and once more by the inventory below, which runs the install step a second time. That is
+  // why an update which installs the support library leaves it installed: the second step finds it present.
   if (m_pNVMeAdapter == nullptr || !m_pNVMeAdapter->Initialize()) {
     LOG("ERROR: Creating NVMeAdapter instance and/or NVMeAdapter initiatization failed!");
     LOG("Leaving CNVMePCISSDUpdate::Update()");
@@ -51,7 +54,10 @@ std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
     LOG("CNVMePCISSDUpdate::Update  After GetInventory() ");
   }
 
+  // Looked for after the inventory, so that a refused payload still leaves a document with every drive in it.
   std::vector<std::string> files = payloadFiles();
+  // One entry of any kind. Which of several files is meant cannot be told, and the wrong one could cost
+  // drives.
   if (files.size() != 1) {
     LOG("ERROR: Zero or more than one payload file found");
     LOG("Returning from CNVMePCISSDUpdate::Update()");
@@ -61,6 +67,7 @@ std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
 
   if (m_pNVMeAdapter->UpdateNVMeDevices(m_vDevicesInfo, files.front())) {
     LOG("INFO: At lease one NVMe PCISSD disk firmware update is successful. Rollback is mandatory now");
+    // The outcome is logged only: the drives have their firmware, whatever becomes of the copy.
     const int status = populateRollbackPartition(files);
     if (status == 0) {
       LOG("INFO: Populating the rollback partition is success");
@@ -68,6 +75,7 @@ std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
       LOG("ERROR: Populating the rollback partition is failed with error code " + std::to_string(status));
     }
   }
+  // Ends the adapter; this object's own destructor then finds none.
   inventory.reset();
   LOG("Leaving CNVMePCISSDUpdate::Update()");
   return m_vDevicesInfo;
@@ -82,6 +90,8 @@ int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& files
   // The lines name "populateRollPartition" and another component's class; callers compare them.
   LOG("Entering CNVMePCISSDUpdate::populateRollPartition()");
   int status = -1;
+  // The rollback library looks for its files from here. The directory is not changed back, so that a relative
+  // name of the result document means a file beside the executable from now on.
   if (!CPlatformLayer::setCurrentDirectory(CPlatformLayer::getCurrentProcessDirectory())) {
     LOG("ERROR: SetCurrentDirectory failed: Unable to set current Directory");
     return status;
@@ -95,6 +105,8 @@ int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& files
     // Not left to the pointer's own end: what the destructor throws is an outcome, and decides the status.
     wrapper.get_deleter()(wrapper.release());
   } catch (unsigned char& code) {
+    // The code shows as the character with that number, not as digits. One line names another component's
+    // class; callers compare both.
     LOG(std::string("Error Code receivie from RBKL is ") + static_cast<char>(code));
     LOG("ERROR: Caught exception in CBackplanePassiveExecution::populateRollPartition()");
     status = code;
@@ -107,6 +119,7 @@ int CNVMePCISSDUpdate::populateRollbackPartition(std::vector<std::string>& files
 }
 
 void CNVMePCISSDUpdate::mapErrorCodeToMessage(int code, std::string& message) {
+  // No command calls this; the texts belong to the interface.
   constexpr int kVantorDisabled = 55;
   message = code == kVantorDisabled ? "Vantor is disabled on your system." : "The firmware update failed";
 }

@@ -24,6 +24,7 @@ int CRollBackPopulator::PopulateRollbackPartition(const std::vector<std::string>
   } catch (...) {
     LOG("CRollBackPopulator::::PopulateRollbackPartition: UnCatched Exception");
   }
+  // After a throw too: whoever reads the log sees that the operation has ended.
   LOG("CRollBackPopulator::PopulateRollbackPartition->END");
   LOG("CRollBackPopulator::::PopulateRollbackPartition() END");
   return status;
@@ -34,12 +35,15 @@ int CRollBackPopulator::addAndUpdate(const std::vector<std::string>& files) {
       std::to_string(files.size()));
   for (const std::string& file : files) {
     LOG("Payload File" + file);
+    // The library has always been given true; what it means there is the library's own affair.
     const int added = m_pUpdRollbackWrapper->addPayloadFiles(file, true);
     if (added != 0) {
+      // A partition with some of the files would be worse than the old one: it is not written.
       LOG("CRollBackPopulator::::PopulateRollbackPartition addPayloadFiles Failed");
       return added;
     }
   }
+  // Written even for an empty list: the library decides what an empty partition is.
   const int updated = m_pUpdRollbackWrapper->updateFirmwarePartition();
   LOG(CStringUtils::shifted("CRollBackPopulator::::PopulateRollbackPartition updateFormwarePartition retVal",
                             updated));

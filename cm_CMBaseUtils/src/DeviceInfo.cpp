@@ -26,6 +26,7 @@ std::string withByte(const char* prefix, unsigned char byte) {
 }  // namespace
 
 bool CDeviceInfo::operator==(CDeviceInfo other) const {
+  // Address, enumeration id and outcome are left out: two drives of one model are one dependency.
   const auto identity = [](const CDeviceInfo& device) {
     const SPCIInfo& pci = device.m_PCIInfo;
     return std::tie(device.m_strComponentType, device.m_strComponentID, device.m_eDependencyType,
@@ -36,6 +37,7 @@ bool CDeviceInfo::operator==(CDeviceInfo other) const {
 }
 
 std::string CDeviceInfo::getFilePath() {
+  // For good: descriptors write paths with either kind of slash, and a second call must find the same path.
   std::replace(m_strFilePath.begin(), m_strFilePath.end(), '\\', '/');
   return kDownloadSite + m_strFilePath;
 }
@@ -94,6 +96,7 @@ void CDeviceInfo::setPCIInfo(SPCIInfo pciInfo) {
 
 void CDeviceInfo::setPCIInfo(unsigned short deviceID, unsigned short subDeviceID, unsigned short vendorID,
                              unsigned short subVendorID) {
+  // Neither a component id nor a display name: a drive knows only its numbers.
   m_PCIInfo = {"", hexText(deviceID), hexText(subDeviceID), hexText(vendorID), hexText(subVendorID), ""};
   LOG("CDeviceInfo::setPCIInfo() Device id  " + m_PCIInfo.deviceID);
   LOG("CDeviceInfo::setPCIInfo() SubDevice id  " + m_PCIInfo.subDeviceID);

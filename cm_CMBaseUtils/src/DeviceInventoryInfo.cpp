@@ -21,6 +21,7 @@ void append(std::vector<CDeviceInfo*>& list, std::unique_ptr<CDeviceInfo> record
 
 /// Reads what a Device element says; what it lacks stays as it is.
 void readDevice(xmlNode* device, CDeviceInfo& record) {
+  // The component id decides the type, also for an element that has PCI ids besides.
   if (const char* const componentID = libxml::attribute(device, "componentID")) {
     record.setComponentID(componentID);
     record.setDeviceType(CDeviceInfo::DEVICE_TYPE_NONPCI);
@@ -34,6 +35,7 @@ void readDevice(xmlNode* device, CDeviceInfo& record) {
     record.setPCIInfo(pci);
   }
   if (const char* const display = libxml::attribute(device, "display")) record.setDeviceName(display);
+  // Whatever its name is: documents have nothing but the Application there.
   const xmlNode* const application = xmlFirstElementChild(device);
   if (const char* const type = libxml::attribute(application, "componentType")) record.setComponentType(type);
   if (const char* const version = libxml::attribute(application, "version")) record.setVersion(version);
@@ -46,6 +48,7 @@ CDeviceInventoryInfo::CDeviceInventoryInfo(const std::string& path) : m_strInven
 }
 
 CDeviceInventoryInfo::~CDeviceInventoryInfo() {
+  // Without an ending of its own, unlike other lines of its kind; callers compare it.
   LOG("CDeviceInventoryInfo::~CDeviceInventoryInfo");
 }
 
@@ -74,6 +77,7 @@ bool CDeviceInventoryInfo::GetInventoryStatus(std::string& message) {
   }
   for (xmlNode* status : libxml::nodes(statuses)) {
     const char* const result = libxml::attribute(status, "result");
+    // One failed status makes the whole document a failure; its records cannot be told apart.
     if (result == nullptr || strcasecmp(result, "false") != 0) continue;
     if (const char* const text = libxml::firstText(xmlFirstElementChild(status))) {
       message = text;
@@ -99,12 +103,16 @@ std::vector<CDeviceInfo*> CDeviceInventoryInfo::GetDeviceInfo() {
   const Selection devices(GetNodeSet("//SVMInventory//Device"));
   if (devices == nullptr) {
     LOG("CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL");
+    // A document that holds a failure and no Device still yields one record, so that the failure reaches the
+    // caller.
     std::unique_ptr<CDeviceInfo> record(new (std::nothrow) CDeviceInfo);
     if (record != nullptr && markFailed(*record)) append(list, std::move(record));
   }
   for (xmlNode* device : libxml::nodes(devices)) {
     std::unique_ptr<CDeviceInfo> record(new (std::nothrow) CDeviceInfo);
     if (record == nullptr) return list;
+    // Asks the whole document for every Device, which takes time that grows with the square of their number.
+    // The lines that it writes on the way are part of the log that callers compare.
     markFailed(*record);
     readDevice(device, *record);
     append(list, std::move(record));

@@ -49,6 +49,7 @@ bool CInventoryXMLWriter::GetXML(const std::vector<CDeviceInfo*>& devices, std::
     }
   }
   addInventoryFooter();
+  // Printing empties the document; the copy is what getDocument hands out.
   m_strDocument = m_document.text();
   print();
   LOG("CInventoryXMLWriter::GetXML() Exiting");
@@ -74,6 +75,7 @@ void CInventoryXMLWriter::addComponent(const CDeviceInfo& device) {
 
 void CInventoryXMLWriter::addDrive(const CDeviceInfo& device) {
   m_document.addPciStart(device);
+  // The doubled blanks here and before "version" and "display" are part of the form that readers compare.
   m_document << R"(  display=")" << device.getDisplay() << R"(" )" << result::enumAttribute(device)
              << R"(><Application componentType=")" << device.getComponentType() << R"("  version=")"
              << device.getVersion() << R"("  display=")" << device.getDeviceName() << R"("/></Device>)";

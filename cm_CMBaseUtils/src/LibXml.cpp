@@ -58,6 +58,7 @@ const xmlAttr* attributeNode(const xmlNode* element, const char* name) {
   return value(found) == nullptr ? nullptr : found;
 }
 
+// The first text node alone: a value with an entity reference in it ends there. Callers depend on that.
 const char* attribute(const xmlNode* element, const char* name) {
   return value(attributeNode(element, name));
 }
@@ -78,6 +79,7 @@ const xmlNode* firstChildNamed(const xmlNode* element, const char* name) {
   return nullptr;
 }
 
+// An element without a text does not replace one that has one.
 const char* lastTextOf(const xmlNode* element, const char* name) {
   const char* last = nullptr;
   if (element == nullptr) return last;

@@ -32,6 +32,7 @@ std::string workingDirectory() {
 }  // namespace
 
 bool CLinuxImpl::InstallMoxi() {
+  // Remembered for the uninstall: a library that was there before the run is not ours to remove.
   bMOXIAlreadyInstalled = isMOXIInstalled();
   return !bMOXIAlreadyInstalled && runInstallScript("install");
 }
@@ -41,6 +42,7 @@ bool CLinuxImpl::UninstallMoxi() {
 }
 
 bool CLinuxImpl::isMOXIInstalled() {
+  // Being loadable is all that is asked of the library; it is never called.
   void* handle = LoadLibrary("libkvrpm.so");
   if (handle == nullptr) handle = LoadLibrary("libkvrpm64.so");
   if (handle == nullptr) return false;
@@ -49,10 +51,13 @@ bool CLinuxImpl::isMOXIInstalled() {
 }
 
 bool CLinuxImpl::runInstallScript(const char* word) {
+  // The path is not quoted for the shell, so a working directory with a blank in its path finds no script.
+  // True means that the script failed.
   return ExecuteCmd(workingDirectory() + "/fwkitinstall.sh " + word, false, 0) != 0;
 }
 
 void* CLinuxImpl::LoadLibrary(const std::string& name) {
+  // Everything is bound at once: a symbol that is missing shows here and not in the middle of a flash.
   return dlopen(name.c_str(), RTLD_NOW);
 }
 
@@ -65,6 +70,7 @@ void* CLinuxImpl::GetProcAddress(void* handle, const std::string& symbol) {
 }
 
 int CLinuxImpl::ExecuteCmd(const std::string& command, bool /*flag*/, const long& /*timeout*/) {
+  // The flag and the time-out belong to the interface; a command that hangs, hangs the run.
   return std::system(command.c_str());
 }
 
@@ -78,6 +84,8 @@ std::string CLinuxImpl::getCurrentDirectory() {
 
 std::string CLinuxImpl::getCurrentProcessDirectory() {
   std::array<char, kPathBufferSize> buffer{};
+  // The link is resolved by the kernel, so that a payload lies beside the program itself, not beside a link
+  // to it.
   const ssize_t length = readlink("/proc/self/exe", buffer.data(), buffer.size());
   if (length < 1) {
     LOG("CLinuxImpl::getCurrentProcessDirectory() failed");
@@ -88,6 +96,7 @@ std::string CLinuxImpl::getCurrentProcessDirectory() {
 }
 
 bool CLinuxImpl::setCurrentDirectory(const std::string& path) {
+  // Deliberately unchecked: callers rely on true.
   [[maybe_unused]] const int ignored = chdir(path.c_str());
   return true;
 }
@@ -95,7 +104,9 @@ bool CLinuxImpl::setCurrentDirectory(const std::string& path) {
 std::vector<std::string> CLinuxImpl::GetFileList(std::string& directory) {
   std::vector<std::string> files;
   const Directory stream(opendir(directory.empty() ? "." : directory.c_str()));
+  // A missing folder is an empty one. For a payload both refuse the update.
   if (stream == nullptr) return files;
+  // Hidden files and folders count: the caller wants to know whether there is exactly one entry.
   while (const dirent* entry = readdir(stream.get())) {
     const std::string_view name = entry->d_name;
     if (name != "." && name != "..") files.push_back(directory + "/" + entry->d_name);
@@ -108,6 +119,7 @@ bool CLinuxImpl::IsFileExits(const std::string& name) {
 }
 
 bool CLinuxImpl::IsFileExistsAbs(const std::string& path) {
+  // Opened rather than looked up: a file that cannot be read is as good as missing.
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return false;
   close(descriptor);

@@ -7,11 +7,13 @@
 CLogger* CLogger::m_ptrInstance = nullptr;
 
 CLogger* CLogger::GetInstance() {
+  // Never destroyed: destructors of static objects still log.
   if (m_ptrInstance == nullptr) m_ptrInstance = new CLogger();
   return m_ptrInstance;
 }
 
 void CLogger::Initialize(const std::string& fileName) {
+  // The name is stored even when the open fails.
   m_strFileName = fileName;
   if (!m_file) m_file.emplace();
   // A stream that is open already fails here, stays open and writes nothing any more.
@@ -28,8 +30,10 @@ void CLogger::log(char* sourceFile, unsigned int line, const std::string& messag
   if (localtime_r(&now, &local) != nullptr) {  // does not look at the time zone's file for every line
     static_cast<void>(std::strftime(timeStamp.data(), timeStamp.size(), "[%Y-%m-%dT%H:%M:%S] ", &local));
   }
+  // Others may have appended to the file since the last line.
   m_file->seekp(0, std::ios::end);
-  // A null source is a null C string to the stream, which goes bad: the whole line is lost, and all after it.
+  // A null source is a null C string to the stream, which goes bad: nothing is written from there on, not
+  // even the start of this line, which stays in the buffer.
   *m_file << timeStamp.data() << ": " << std::setw(50) << sourceFile << ":" << std::setw(5) << line << ": "
           << message << '\n'
           << std::flush;

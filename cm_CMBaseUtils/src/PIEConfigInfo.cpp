@@ -11,6 +11,7 @@
 #include "TracedSelection.h"
 
 bool CPIEConfigInfo::Init(const std::string& path) {
+  // Only logged: parsing then fails in the ordinary way.
   if (path.empty()) LOG("PIE file path is empty ");
   m_document.reset(xmlParseFile(path.c_str()));
   if (m_document == nullptr) {
@@ -47,6 +48,7 @@ bool CPIEConfigInfo::GetInventoryPluginInfo() {
     LOG("CPIEConfigInfo::GetInventoryPluginInfo() pXpathResult is NULL");
     return false;
   }
+  // A plugin without a time-out is passed over: the caller would wait for ever.
   const auto isInventory = [this](const xmlNode* plugin) {
     const char* const description = GetAttributeValue(plugin, "description");
     const char* const type = GetAttributeValue(plugin, "type");
@@ -60,6 +62,7 @@ bool CPIEConfigInfo::GetInventoryPluginInfo() {
     return false;
   }
   const long timeout = std::strtol(GetAttributeValue(*plugin, "timeout"), nullptr, 10);
+  // The time-out is kept even when the command below turns out to be missing.
   m_nInventoryTimeout = static_cast<int>(std::clamp<long>(timeout, INT_MIN, INT_MAX));
   const bool found = GetInventoryCommandInfo(*plugin);
   if (!found) LOG("CPIEConfigInfo::GetInventoryPluginInfo() GetInventoryCommandInfo  is failed");
@@ -74,10 +77,12 @@ bool CPIEConfigInfo::GetInventoryCommandInfo(const xmlNode* node) {
     return false;
   }
   const xmlNode* const cliToFile = libxml::firstChildNamed(node, "CliToFile");
+  // The last one wins, as everywhere in this format; one without a text does not replace it.
   const char* const command = libxml::lastTextOf(cliToFile, "Command");
   const char* const output = libxml::lastTextOf(cliToFile, "Output");
   const bool found = command != nullptr && output != nullptr;
   if (found) {
+    // Both or neither: a command whose output nobody finds is of no use.
     m_strInventoryCommandOutFileName = output;
     m_strInventoryCommand = command;
   } else {

@@ -5,6 +5,8 @@
 IPlatformImpl* CPlatformLayer::m_pPlatformImpl = nullptr;
 
 IPlatformImpl* CPlatformLayer::GetPlatform() {
+  // Never deleted: destructors that run at exit may still need it. Tests put an implementation of their own
+  // here.
   if (m_pPlatformImpl == nullptr) m_pPlatformImpl = new CLinuxImpl();
   return m_pPlatformImpl;
 }

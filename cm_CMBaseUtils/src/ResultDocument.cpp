@@ -30,6 +30,7 @@ void Document::addPciStart(const CDeviceInfo& drive) {
 }
 
 void Document::addStatus(bool success, const CDeviceInfo& record, std::string_view messageTagEnd) {
+  // Nothing here is escaped, the message included; readers have to cope.
   *this << R"(<SPStatus result = ")" << (success ? "true" : "false") << R"(" ><Message id=")"
         << std::to_string(record.getMessageID()) << messageTagEnd << record.getErrorMsg()
         << "</Message></SPStatus>";
@@ -40,6 +41,7 @@ void Document::addRebootRequired(bool reboot) {
 }
 
 bool Document::write() {
+  // A file that could not be opened loses nothing: the caller finds the document on standard output.
   if (!m_file.isOpen()) {
     output::standard() << m_text;
     return false;

@@ -22,6 +22,7 @@ namespace {
 using Selection = libxml::Owned<xmlXPathObject>;
 
 constexpr char kDescriptorName[] = "package.xml";
+// The blank at the start changes nothing.
 constexpr char kDependencies[] =
     " //SoftwareComponent/SupportedDevices/Device/Dependency | "
     "//SoftwareComponent/SupportedDevices/Device/SoftDependency";
@@ -77,6 +78,7 @@ std::vector<descriptor::Entry> readEntries(const Selection& devices) {
     LOG("CSoftwareComponentInfo::GetSupportedDevices() Found Some Device Nodes");
   }
   const auto deviceNodes = libxml::nodes(devices);
+  // The walk itself is silent, so that others can use it; its lines are written from what it found.
   std::vector<descriptor::Entry> entries = descriptor::entries(deviceNodes);
   auto entry = entries.cbegin();
   for (const xmlNode* device : deviceNodes) {
@@ -94,6 +96,7 @@ void logMissing(const char* what) {
 
 /// Reads the attributes of a dependency and of its parent.
 void readDependencyAttributes(const xmlNode* dependency, CDeviceInfo& record) {
+  // What is missing is only logged: a dependency without a version is still a dependency.
   if (const char* const parent = libxml::attribute(dependency->parent, "componentID")) {
     record.setParentComponentID(parent);
     LOG("CSoftwareComponentInfo::getDependencyInfo() got the parent componentID info from package.xml");
@@ -140,6 +143,7 @@ void readDependencyChildren(const xmlNode* dependency, CDeviceInfo& record, desc
       LOG("CSoftwareComponentInfo::getDependencyInfo() Found a PCI Device");
       record.setDeviceType(CDeviceInfo::DEVICE_TYPE_PCI);
       descriptor::readIds(child, working);
+      // As written, without zero-filling: dependencies are compared with each other, never with a drive.
       identities.push_back(asWritten(working));
       record.setPCIInfo(identities.back());
     }
@@ -173,14 +177,19 @@ std::unique_ptr<CDeviceInfo> newRecord(const CDeviceInfo& model) {
 }  // namespace
 
 CSoftwareComponentInfo::CSoftwareComponentInfo() {
+  // There is a reader per drive. The second one finds the log open, and a second start silences it; callers
+  // depend on that.
   if (CPlatformLayer::IsFileExits("enabledebug.txt")) CLogger::GetInstance()->Initialize("baseutils.log");
   ParseXMl();
 }
 
 void CSoftwareComponentInfo::ParseXMl() {
+  // For the whole process and for good. The documents that other readers parse later lose their blank text
+  // nodes too, which changes what their first child is.
   xmlKeepBlanksDefault(0);
   m_document.reset();
   m_strDescriptorPath = CPlatformLayer::getCurrentDirectory() + kDescriptorName;
+  // Asked first, because libxml2 would complain about a missing file on standard error.
   if (!CPlatformLayer::IsFileExits(kDescriptorName)) return;
   parseDescriptor();
   // The lines name a method "Init"; callers compare them.
@@ -219,6 +228,7 @@ xmlXPathObject* CSoftwareComponentInfo::ParseXmlUsingXpath(const char* expressio
     m_document.reset();
     return nullptr;
   }
+  // Parsed anew for each query: the file may have changed, and callers see the change.
   parseDescriptor();
   return GetNodeSet(m_document.get(), expression);
 }
@@ -231,6 +241,7 @@ xmlXPathObject* CSoftwareComponentInfo::ParseXmlUsingXpath() {
   return devices;
 }
 
+// A descriptor may list several Devices; the last one stands for the component.
 std::string CSoftwareComponentInfo::GetComponentID() {
   const std::vector<std::string> ids = GetComponentIDS();
   return ids.empty() ? std::string() : ids.back();
@@ -264,6 +275,8 @@ std::string CSoftwareComponentInfo::GetComponentDisplayString() {
   const Selection devices(ParseXmlUsingXpath());
   for (xmlNode* device : libxml::nodes(devices)) {
     const xmlNode* const display = xmlFirstElementChild(device);
+    // Only a Display that stands first names its Device as a whole; one after a PCIInfo names that drive
+    // model.
     if (display == nullptr || !libxml::isNamed(display, "Display")) continue;
     const char* const text = libxml::firstText(display);
     if (text == nullptr) {
@@ -314,6 +327,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo() {
     return list;
   }
   const auto add = [this, &list](std::unique_ptr<CDeviceInfo> record) {
+    // A record that the list already has stays with its owner here, and goes.
     if (AddDependencyInfo(list, record.get())) static_cast<void>(record.release());
   };
   descriptor::Ids
@@ -330,6 +344,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo() {
       add(std::move(pciRecord));
       LOG("CSoftwareComponentInfo::getDependencyInfo() Adding dependency info for a PCI Device");
     }
+    // The record itself is only the model of those with an identity.
     if (identities.empty()) add(std::move(record));
   }
   LOG("CSoftwareComponentInfo::getDependencyInfo() Exiting");
@@ -337,6 +352,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo() {
 }
 
 bool CSoftwareComponentInfo::AddDependencyInfo(std::vector<CDeviceInfo*>& list, CDeviceInfo* record) {
+  // Packages list the same dependency under several Devices; its caller wants to install it once.
   for (const CDeviceInfo* known : list) {
     if (*known == *record) {
       LOG("CSoftwareComponentInfo::AddDependencyInfo() Found a duplicate entry");
@@ -349,17 +365,20 @@ bool CSoftwareComponentInfo::AddDependencyInfo(std::vector<CDeviceInfo*>& list, 
 
 bool CSoftwareComponentInfo::GetInvFromVNL(const std::string& componentID, std::ostream& output,
                                            std::istream& input) {
+  // The caller may have read from the stream before, up to its end.
   input.clear();
   input.seekg(0);
   std::ostringstream whole;
   whole << input.rdbuf();
   const std::string text = whole.str();
+  // libxml2 takes the size as an int.
   if (text.size() > INT_MAX) return false;
   const libxml::Owned<xmlDoc> inventory(xmlParseMemory(text.data(), static_cast<int>(text.size())));
   if (inventory == nullptr) return false;
 
   const Selection devices(getnodeset(inventory.get(), (QUERYCOMPID + componentID + XPATH_SUFFIX).c_str()));
   if (devices == nullptr) {
+    // Not a failure: a document without the component has been read completely.
     LOG("CIdentityModuleInventory::GetInvFromVNL:: component ID not found");
     return true;
   }
@@ -368,6 +387,7 @@ bool CSoftwareComponentInfo::GetInvFromVNL(const std::string& componentID, std::
     const libxml::Owned<xmlBuffer> buffer(xmlBufferCreate());
     if (buffer == nullptr) return false;
     xmlNodeDump(buffer.get(), inventory.get(), device, 0, 1);
+    // What a stream does with a null text, without handing it one.
     if (const xmlChar* const dump = xmlBufferContent(buffer.get())) {
       output << reinterpret_cast<const char*>(dump);
     } else {

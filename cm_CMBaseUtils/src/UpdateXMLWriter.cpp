@@ -81,6 +81,7 @@ void CUpdateXMLWriter::addOutcome(const CDeviceInfo& device) {
 
 void CUpdateXMLWriter::addRebootRequiredStatus(bool rebootNeeded) {
   LOG("CUpdateXMLWriter::addRebootRequiredStatus() In addRebootRequiredStatus Method");
+  // No element at all: readers take its presence for a yes.
   if (!rebootNeeded) return;
   m_document.addRebootRequired(true);
   LOG("CUpdateXMLWriter::addRebootRequiredStatus() Device need reboot");

@@ -83,6 +83,7 @@ void CXMLWriter::addRecords(const std::vector<CDeviceInfo*>& list, Kind kind) {
       case Form::kFailure:
         m_document.addStatus(false, *record, kPlainMessageTagEnd);
         break;
+      // This writer is for package components; drives have writers of their own.
       case Form::kDrive:
       case Form::kNone:
         break;
@@ -101,5 +102,6 @@ void CXMLWriter::addOutcome(const CDeviceInfo& component) {
   m_document << R"(" packageVersion=")" << component.getVersion() << R"(">)";
   m_document.addStatus(true, component, kPlainMessageTagEnd);
   m_document << "</Application></Device>";
+  // After every component, unlike the drives' document, which says it once.
   AddUpdateFooter(true);
 }
