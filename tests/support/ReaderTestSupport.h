@@ -29,11 +29,21 @@
 using Lines = std::vector<std::string>;
 using Selection = libxml::Owned<xmlXPathObject>;
 
+inline const Lines kNothing;
+
 // ---- Documents ----
 
 struct Document {
   std::string name;  ///< for the failure message
   std::string content;
+};
+
+/// A document and what a reader answers about it.
+template <class Answer>
+struct Reading {
+  std::string situation;  ///< for the failure message
+  std::string content;
+  Answer expected;
 };
 
 inline std::string dataFile(const std::string& name) {

@@ -8,8 +8,6 @@
 
 namespace {
 
-const Lines kNothing;
-
 /// The lines of this class, its name left out.
 Lines logged(std::initializer_list<std::string> lines) {
   return prefixed("CDeviceInventoryInfo::", lines);
@@ -34,12 +32,6 @@ std::string failedStatus(const std::string& message) {
   return R"(<SPStatus result = "false" ><Message id="5" >)" + message + "</Message></SPStatus>";
 }
 
-struct Reading {
-  std::string situation;
-  std::string content;
-  Lines expected;
-};
-
 class DeviceInventoryInfoTest : public testing::Test {
  protected:
   void write(const std::string& content) const { writeFile(path(), content); }
@@ -47,7 +39,7 @@ class DeviceInventoryInfoTest : public testing::Test {
   /// The records that a new reader finds.
   Lines read() const { return take(CDeviceInventoryInfo(path()).GetDeviceInfo()); }
 
-  void expectReadings(const std::vector<Reading>& readings) const {
+  void expectReadings(const std::vector<Reading<Lines>>& readings) const {
     for (const auto& [situation, content, expected] : readings) {
       write(content);
       EXPECT_EQ(read(), expected) << situation << ": " << content;

@@ -35,12 +35,6 @@ std::string withCommand(const std::string& content) {
   return withInventory("<CliToFile>" + content + "</CliToFile>");
 }
 
-struct Reading {
-  std::string situation;
-  std::string content;
-  std::string expected;
-};
-
 class PIEConfigInfoTest : public testing::Test {
  protected:
   void write(const std::string& content) const { writeFile(path(), content); }
@@ -63,7 +57,7 @@ class PIEConfigInfoTest : public testing::Test {
     return (found ? "true " : "false ") + held(reader);
   }
 
-  void expectReadings(const std::vector<Reading>& readings) const {
+  void expectReadings(const std::vector<Reading<std::string>>& readings) const {
     for (const auto& [situation, content, expected] : readings) {
       write(content);
       EXPECT_EQ(read(), expected) << situation << ": " << content;

@@ -10,8 +10,6 @@
 
 namespace {
 
-const Lines kNothing;
-
 /// The lines of this class, its name left out.
 Lines logged(std::initializer_list<std::string> lines) {
   return prefixed("CSoftwareComponentInfo::", lines);
@@ -38,12 +36,6 @@ SPCIInfo drive(const std::string& deviceID, const std::string& subDeviceID, cons
                const std::string& subVendorID) {
   return {"", deviceID, subDeviceID, vendorID, subVendorID, ""};
 }
-
-struct Reading {
-  std::string situation;
-  std::string content;
-  Lines expected;
-};
 
 /// The tests work in a folder of their own, where the descriptor is.
 class SoftwareComponentInfoTest : public testing::Test {
@@ -76,7 +68,7 @@ class SoftwareComponentInfoTest : public testing::Test {
 
   /// Compares what `query` answers about each content of the descriptor.
   template <class Query>
-  static void expectReadings(Query query, const std::vector<Reading>& readings) {
+  static void expectReadings(Query query, const std::vector<Reading<Lines>>& readings) {
     for (const auto& [situation, content, expected] : readings) {
       write(content);
       EXPECT_EQ(query(), expected) << situation << ": " << content;
@@ -333,7 +325,7 @@ TEST_F(SoftwareComponentInfoTest, ComponentIdIsTheLastDevicesAndTheListHasAll) {
     CSoftwareComponentInfo reader;
     return Lines{reader.GetComponentID()} + reader.GetComponentIDS();
   };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"two", supporting("<Device componentID='1'/><Device componentID='2'/>"), {"2", "1", "2"}},
       {"last without", supporting("<Device componentID='1'/><Device/>"), {"", "1", ""}},
       {"empty", supporting("<Device componentID=''/>"), {"", ""}},
@@ -353,7 +345,7 @@ TEST_F(SoftwareComponentInfoTest, ComponentTypeIsTheLastComponentTypesValue) {
   const auto component = [](const std::string& content) {
     return "<a><SoftwareComponent>" + content + "</SoftwareComponent></a>";
   };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"one", component("<ComponentType value='FRMW'/>"), {"FRMW"}},
       {"two", component("<ComponentType value='A'/><ComponentType value='B'/>"), {"B"}},
       {"last without", component("<ComponentType value='A'/><ComponentType/>"), {""}},
@@ -367,7 +359,7 @@ TEST_F(SoftwareComponentInfoTest, ComponentTypeIsTheLastComponentTypesValue) {
 
 TEST_F(SoftwareComponentInfoTest, ComponentVersionIsTheLastComponentsVendorVersion) {
   const auto version = [] { return Lines{CSoftwareComponentInfo().GetComponentVersion()}; };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"root", "<SoftwareComponent vendorVersion='1'/>", {"1"}},
       {"further down", "<a><b><SoftwareComponent vendorVersion='1'/></b></a>", {"1"}},
       {"two", "<a><SoftwareComponent vendorVersion='1'/><SoftwareComponent vendorVersion='2'/></a>", {"2"}},
@@ -384,7 +376,7 @@ TEST_F(SoftwareComponentInfoTest, ComponentVersionIsTheLastComponentsVendorVersi
 
 TEST_F(SoftwareComponentInfoTest, DisplayStringIsTheFirstDisplayThatIsAFirstChildElement) {
   const auto display = [] { return Lines{CSoftwareComponentInfo().GetComponentDisplayString()}; };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"first child", device("<Display>A</Display><PCIInfo/>"), {"A"}},
       {"letter case", device("<DISPLAY>A</DISPLAY>"), {"A"}},
       {"behind text, comment and instruction",
@@ -492,7 +484,7 @@ TEST_F(SoftwareComponentInfoTest, QueriesReadTheDescriptorOfTheFolderOfConstruct
 // ---- Supported devices ----
 
 TEST_F(SoftwareComponentInfoTest, IdsAreFilledWithZerosToFourCharacters) {
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"shorter", device(pciInfo("a8", "1", "8086", "")), {"100|00a8|0001|8086|0000|"}},
       {"longer",
        device(pciInfo("12345", "0xa808", "  a", "ABCDEFABCDEF")),
@@ -512,7 +504,7 @@ TEST_F(SoftwareComponentInfoTest, IdsAreFilledWithZerosToFourCharacters) {
 TEST_F(SoftwareComponentInfoTest, EveryPciInfoElementOfADeviceIsAnEntry) {
   const std::string one = pciInfo("1111", "2222", "3333", "4444");
   const Lines entry{"100|1111|2222|3333|4444|"};
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"letter case", device(replaced(one, "PCIInfo", "pciinfo")), entry},
       {"between others", device("text<a/>" + one + "<b/><!--PCIInfo-->"), entry},
       {"two", device(one + one), entry + entry},
@@ -532,7 +524,7 @@ TEST_F(SoftwareComponentInfoTest, WhatAnEntryDoesNotSupplyIsCarriedOver) {
       "<Device componentID='1'>" + pciInfo("1111", "2222", "3333", "4444") + "<Display>A</Display></Device>";
   const std::string entry = "1|1111|2222|3333|4444|A";
   const auto behind = [&first](const std::string& more) { return supporting(first + more); };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"within a device",
        device(pciInfo("1111", "2222", "3333", "4444") + "<PCIInfo deviceID='a'/>"),
        {"100|1111|2222|3333|4444|", "100|000a|2222|3333|4444|"}},
@@ -557,7 +549,7 @@ TEST_F(SoftwareComponentInfoTest, WhatAnEntryDoesNotSupplyIsCarriedOver) {
 TEST_F(SoftwareComponentInfoTest, DisplayNameIsTheFirstDisplayWithTextBehindTheEntry) {
   const std::string pci = pciInfo("1111", "2222", "3333", "4444");
   const auto name = [](const std::string& text) { return Lines{"100|1111|2222|3333|4444|" + text}; };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"directly behind", device(pci + "<Display>A</Display>"), name("A")},
       {"behind others", device(pci + "<a/>text<!--c--><Display>A</Display>"), name("A")},
       {"letter case", device(pci + "<dISPLAY>A</dISPLAY>"), name("A")},
@@ -719,7 +711,7 @@ std::string full(const std::string& kind, const std::string& more) {
 }
 
 TEST_F(SoftwareComponentInfoTest, DependencyWithoutPciInfoIsOneNonPciRecord) {
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"hard", device(hard("")), {full("nonpci", "")}},
       {"soft", device(soft("")), {full("nonpci dependency=2", "")}},
       {"texts",
@@ -738,7 +730,7 @@ TEST_F(SoftwareComponentInfoTest, DependencyWithoutPciInfoIsOneNonPciRecord) {
 
 TEST_F(SoftwareComponentInfoTest, DependencyYieldsOneRecordForEachPciInfo) {
   const std::string two = pciInfo("1", "2", "3", "4") + pciInfo("5", "6", "7", "8");
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"hard", device(hard(two)), {full("pci", " pci=|1|2|3|4|"), full("pci", " pci=|5|6|7|8|")}},
       {"soft",
        device(soft(two)),
@@ -759,7 +751,7 @@ TEST_F(SoftwareComponentInfoTest, IdsOfDependenciesAreCarriedOverAsTheyStand) {
   const auto other = [](const std::string& id, const std::string& content) {
     return hard(content, "componentID='" + id + "'");
   };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"within a dependency",
        device(other("1", first + "<PCIInfo vendorID='a'/>")),
        {"pci parent=100 id=1 pci=|1|2|3|4|", "pci parent=100 id=1 pci=|1|2|a|4|"}},
@@ -783,7 +775,7 @@ TEST_F(SoftwareComponentInfoTest, IdsOfDependenciesAreCarriedOverAsTheyStand) {
 TEST_F(SoftwareComponentInfoTest, TextsOfADependencyAreTheFirstTextsOfItsLastElements) {
   const auto texts = [](const std::string& expected) { return Lines{"nonpci parent=100" + expected}; };
   const auto with = [](const std::string& content) { return device(hard(content, "")); };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"letter case", with("<DISPLAY>A</DISPLAY><detail>B</detail>"), texts(" display=A detail=B")},
       {"two of each", with("<Display>A</Display><Detail>B</Detail><Display>C</Display><Detail>D</Detail>"),
        texts(" display=C detail=D")},
@@ -801,7 +793,7 @@ TEST_F(SoftwareComponentInfoTest, DependenciesComeInDocumentOrder) {
   const auto named = [](const std::string& element, const std::string& id) {
     return "<" + element + " componentID='" + id + "'/>";
   };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"soft before hard",
        supporting("<Device>" + named("SoftDependency", "1") + named("Dependency", "2") +
                   named("SoftDependency", "3") + "</Device><Device>" + named("Dependency", "4") +
@@ -823,7 +815,7 @@ TEST_F(SoftwareComponentInfoTest, EqualDependenciesAreKeptOnce) {
   };
   const std::string pci = pciInfo("1", "2", "3", "4");
   const auto count = [] { return Lines{std::to_string(dependencies().size())}; };
-  const std::vector<Reading> readings{
+  const std::vector<Reading<Lines>> readings{
       {"under two devices", inTwoDevices(hard(""), hard("")), {"1"}},
       {"other release", inTwoDevices(hard("", "releaseID='1'"), hard("", "releaseID='2'")), {"1"}},
       {"slashes and backslashes", inTwoDevices(hard("", "path='a/b'"), hard("", R"(path='a\b')")), {"2"}},
