@@ -27,9 +27,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FOLDERS = ("src/", "cm_BackPlane/src/", "cm_CMBaseUtils/src/")
 ACCEPTED = "tests/mutants.txt"
 # The test program that notices most changes of a folder; it alone is built and run first.
-FIRST = (("cm_CMBaseUtils/src/SoftwareComponentInfo", "reader_tests"), ("cm_CMBaseUtils/src/DeviceInventoryInfo", "reader_tests"),
-         ("cm_CMBaseUtils/src/PIEConfigInfo", "reader_tests"), ("cm_CMBaseUtils/src/LibXml", "reader_tests"),
-         ("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
+FIRST = (("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
 BUILD_SECONDS = 3600
 TEST_SECONDS = 120
 CPU_SECONDS = 40  # of each process
