@@ -13,10 +13,10 @@ cp build/pictures/report-light.png build/pictures/report-dark.png docs/images/
 
 # On a terminal of its own, so that the colours are there.
 TERM=xterm script -qec scripts/demo.sh build/pictures/demo.typescript >/dev/null
-# The part from the update that one drive refuses on, without its document.
+# The update that one drive refuses, and the tables, without the document: lines that are longer make the text small.
 tr -d '\r' <build/pictures/demo.typescript |
   awk '/== Update with one drive of three/ {shown = 1}
-       /== Calls of the install script/ {exit}
+       /== Before it ships/ {exit}
        shown && !/^ *<|^\[/' >build/pictures/demo.txt
 scripts/terminal_svg.py <build/pictures/demo.txt >docs/images/demo.svg
 
