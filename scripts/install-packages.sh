@@ -26,7 +26,7 @@ bench        release python3 valgrind time libbenchmark-dev
 bench-tables bench strace
 bench-growth bench gnuplot-nox
 bench-large  bench time
-vm           tests
+vm           tests meson pkg-config libglib2.0-dev libpixman-1-dev libfdt-dev dpkg-dev
 '
 
 usage() { echo "usage: $0 [--list] NAME..." >&2; exit 2; }
