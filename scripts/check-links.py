@@ -3,8 +3,9 @@
 
 usage: scripts/check-links.py FOLDER
 
-A link may name a page, a heading of a page, an image, or any other file or folder. Folders named "build" or ".git" are
-left out. Prints one line for each broken link; exit status 1 if there is one, or if there is no link at all.
+A link may name a page, a heading of a page, an image, or any other file or folder. In the sources, the files and folders
+that the text names, as in `tests/system/`, must exist as well. Folders named "build" or ".git" are left out. Prints one
+line for each broken link or name; exit status 1 if there is one, or if there is no link at all.
 """
 import pathlib
 import re
@@ -12,6 +13,7 @@ import sys
 import urllib.parse
 
 LINK = re.compile(r"""\]\(\s*<?([^)>\s]+)|(?:src|srcset|href)=["']([^"'\s]+)""")
+NAMED = re.compile(r"`((?:bench|cm_\w+|cmake|docs|nvme_linux|packaging|scripts|simulator|src|tests|tool)/[\w./-]*)`")
 HEADING = re.compile(r"^#{1,6}\s+(.*?)\s*#*$")
 LEFT_OUT = {"build", ".git"}
 
@@ -61,20 +63,24 @@ def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
     root = pathlib.Path(sys.argv[1]).resolve()
-    links = broken = 0
+    has_sources = (root / "CMakeLists.txt").exists()
+    links, broken = 0, []
     for page in sorted(root.rglob("*.md")):
         if LEFT_OUT.intersection(page.relative_to(root).parts):
             continue
         for number, line in prose(page):
+            place = f"{page.relative_to(root)}:{number}"
             for match in LINK.finditer(re.sub(r"`[^`]*`", "", line)):
                 link = match[1] or match[2]
                 links += 1
                 if reason := problem(root, page, link):
-                    broken += 1
-                    print(f"{page.relative_to(root)}:{number}: {link} {reason}")
+                    broken.append(f"{place}: {link} {reason}")
+            if has_sources:
+                broken += [f"{place}: there is no {name}" for name in NAMED.findall(line) if not (root / name).exists()]
     if links == 0:
-        print(f"{root}: no page has a link")
-    sys.exit(broken > 0 or links == 0)
+        broken.append(f"{root}: no page has a link")
+    print("\n".join(broken) or f"{links} links")
+    sys.exit(bool(broken))
 
 
 if __name__ == "__main__":
