@@ -44,7 +44,7 @@ class NoFileBuffers {
 
 using Lines = std::vector<std::string>;
 
-/// One of the two writers, and its log lines in the order in which a call may write them.
+/// One of the two writers, and its log lines in the order of a call.
 struct OperationWriter {
   const DocumentForm& form;
   std::unique_ptr<IDeviceXMLWriter> (*make)();
