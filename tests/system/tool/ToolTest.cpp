@@ -73,6 +73,11 @@ TEST_F(Tool, HelpIsThereForEverySubcommand) {
   EXPECT_THAT(run("--version").output, testing::MatchesRegex("nvmepcissd-tool [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
+TEST_F(Tool, AnUnknownSubcommandIsNamedBesideThoseThereAre) {
+  EXPECT_THAT(run("burn -o x").complaints, StartsWith("\"burn\" is no subcommand; there are check, "));
+  EXPECT_THAT(run("show --columns colour a").complaints, HasSubstr("colour"));
+}
+
 TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
   std::filesystem::copy(SIMULATOR_FOLDER, "component", std::filesystem::copy_options::recursive);
   ASSERT_EQ(std::system("chmod -R go-w component && chmod 755 component/fwkitinstall.sh"), 0);
@@ -118,10 +123,26 @@ TEST_F(Tool, ShowEndsWithOneWhenADocumentCannotBeRead) {
 
 TEST_F(Tool, ShowFitsTheTerminal) {
   if (!hasTerminals()) GTEST_SKIP() << kNoTerminals;
+  writeFile("a-file-with-a-name-that-takes-up-the-better-part-of-a-line-and-more.xml", kInventory);
+  const std::string show = "; " TOOL_EXECUTABLE " show *.xml ";
+  EXPECT_THAT(onTerminal("stty cols 120" + show), HasSubstr(" 1  listed   R1"));
+  EXPECT_THAT(onTerminal("stty cols 80" + show),
+              HasSubstr("...the-better-part-of-a-line-and-more.xml  1  listed"));
+  EXPECT_THAT(onTerminal("stty cols 80" + show + "--full"), HasSubstr("a-file-with-a-name-that"));
+}
+
+TEST_F(Tool, ShowTellsAFailedRecordOnRequest) {
   writeFile("good.xml", kInventory);
-  const std::string show = "; " TOOL_EXECUTABLE " show good.xml";
-  EXPECT_THAT(onTerminal("stty cols 80" + show), HasSubstr("good.xml  1  listed   R1"));
-  EXPECT_THAT(onTerminal("stty cols 30" + show), HasSubstr("REVISION   R1"));
+  writeFile(
+      "failed.xml",
+      R"(<SVMExecution><SPStatus result="false"><Message id="7">No</Message></SPStatus></SVMExecution>)");
+  EXPECT_EQ(run("show good.xml failed.xml").exitStatus, 0);
+  EXPECT_EQ(run("show --fail-on-failed good.xml").exitStatus, 0);
+  const Outcome outcome =
+      run("show --failed --fail-on-failed --columns message,document good.xml failed.xml");
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_THAT(outcome.output,
+              StartsWith("MESSAGE  DOCUMENT\nNo       failed.xml\n\n2 documents, 2 records: "));
 }
 
 TEST_F(Tool, NamesOfFilesAreNotObeyedByTerminals) {
