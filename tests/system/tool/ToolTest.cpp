@@ -180,8 +180,28 @@ TEST_F(Tool, ReportWritesThePage) {
   EXPECT_EQ(outcome.exitStatus, 0);
   EXPECT_THAT(outcome.output, IsEmpty());
   EXPECT_THAT(readFile("page.html"), AllOf(StartsWith("<!DOCTYPE html>"), HasSubstr("</html>\n")));
+  EXPECT_EQ(run("report good.xml -o page.html").exitStatus, 0) << "its own page is replaced";
   EXPECT_EQ(run("report good.xml -o missing/page.html").exitStatus, 1);
   EXPECT_EQ(run("report good.xml -o /dev/full").exitStatus, 1);
+  EXPECT_THAT(run("report good.xml -o -").output, StartsWith("<!DOCTYPE html>"));
+}
+
+TEST_F(Tool, ReportReplacesNothingButItsOwnPages) {
+  writeFile("good.xml", kInventory);
+  writeFile("notes.txt", "mine");
+  writeFile("empty", "");
+  std::filesystem::create_directory("folder");
+  for (const char* const other : {"notes.txt", "empty", "folder", "good.xml", "./folder/../good.xml"}) {
+    const Outcome outcome = run("report good.xml -o " + std::string(other));
+    EXPECT_EQ(outcome.exitStatus, 1) << other;
+    EXPECT_THAT(outcome.complaints, HasSubstr(": cannot be written: ")) << other;
+  }
+  EXPECT_EQ(readFile("notes.txt"), "mine");
+  EXPECT_EQ(readFile("good.xml"), kInventory);
+  // A page of its own that is among what it was told to read.
+  ASSERT_EQ(run("report good.xml -o page.xml").exitStatus, 0);
+  EXPECT_THAT(run("report good.xml page.xml -o page.xml").complaints,
+              HasSubstr("cannot be written: is one of the documents"));
 }
 
 TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {
