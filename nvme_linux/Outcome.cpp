@@ -62,12 +62,6 @@ const char* nameOf(int status) {
   return "unnamed status";
 }
 
-bool isDeterministic(Status status) {
-  return status == Status::kInvalidFirmwareSlot || status == Status::kInvalidFirmwareImage ||
-         status == Status::kMaximumTimeViolation || status == Status::kActivationProhibited ||
-         status == Status::kOverlappingRange;
-}
-
 bool owesReset(Status status) {
   return status == Status::kRequiresConventionalReset || status == Status::kRequiresSubsystemReset ||
          status == Status::kRequiresControllerReset;
@@ -90,12 +84,8 @@ Status Outcome::status() const {
   return statusOf(m_number);
 }
 
-bool Outcome::isFinal() const {
-  return m_kind == Kind::kRefused && (m_number & kDoNotRetry) != 0;
-}
-
 bool Outcome::mayBeRepeated() const {
-  return m_kind == Kind::kRefused && !isFinal() && !isDeterministic(status());
+  return m_kind == Kind::kRefused && (m_number & kDoNotRetry) == 0;
 }
 
 bool Outcome::isLost() const {

@@ -1,4 +1,5 @@
-// What the tests of the result writers share: the exact form of every document, and records to write.
+// What the tests of the result writers share: the forms of the documents, letter by letter, and records to
+// write.
 
 #pragma once
 
@@ -12,7 +13,7 @@
 
 using Devices = std::vector<CDeviceInfo*>;
 
-/// A kind of document: its exact text, and its writer. A name in braces stands for a value of the record.
+/// A document: its form, letter by letter, and who writes it. A name in braces stands for a record's value.
 struct DocumentForm {
   const char* name;
   const char* start;
@@ -20,7 +21,7 @@ struct DocumentForm {
   const char* drive;
   const char* component;
   const char* failure;
-  /// Writes `devices` to the file `name` with a new writer, which must report success.
+  /// Writes `devices` to the file `name` with a writer of its own; what the writer returns must be success.
   void (*write)(const Devices& devices, const std::string& name);
 };
 
@@ -33,7 +34,8 @@ inline const DocumentForm& kPlainUpdateForm = kForms[3];
 /// The document that `form` makes of `records`, without the reboot element.
 std::string documentOf(const DocumentForm& form, const std::vector<CDeviceInfo>& records);
 
-/// A successful record. The fields that no document shows hold "not shown".
+// --- The records.
+
 CDeviceInfo successful(CDeviceInfo::eDeviceType type);
 CDeviceInfo drive();
 CDeviceInfo component();
@@ -51,7 +53,7 @@ Devices pointersTo(std::vector<CDeviceInfo>& records);
 
 class ResultDocuments : public testing::Test {
  protected:
-  /// What `form`'s writer writes to the file "out.xml".
+  /// What `form`'s writer puts into the file "out.xml".
   static std::string written(const DocumentForm& form, std::vector<CDeviceInfo> records) {
     form.write(pointersTo(records), "out.xml");
     return readFile("out.xml");

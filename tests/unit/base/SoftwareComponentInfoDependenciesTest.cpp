@@ -2,6 +2,8 @@
 
 namespace {
 
+// ---- Dependencies ----
+
 constexpr char kFullAttributes[] =
     R"(componentID="900" componentType="APAC" version="1.1" path="tools\update" releaseID="R900")";
 
@@ -13,7 +15,7 @@ std::string soft(const std::string& content, const std::string& attributes = kFu
   return "<SoftDependency " + attributes + ">" + content + "</SoftDependency>";
 }
 
-/// How a record with the full attributes is described.
+/// The description of a record with the full attributes.
 std::string full(const std::string& kind, const std::string& more) {
   return kind + " parent=100 id=900 type=APAC version=1.1 path=tools/update release=R900" + more;
 }
@@ -43,7 +45,7 @@ TEST_F(SoftwareComponentInfoTest, DependencyYieldsOneRecordForEachPciInfo) {
       {"soft",
        device(soft(two)),
        {full("pci dependency=2", " pci=|1|2|3|4|"), full("pci dependency=2", " pci=|5|6|7|8|")}},
-      {"texts after them",
+      {"texts behind",
        device(hard(two + "<Display>A</Display><Detail>B</Detail>")),
        {full("pci", " display=A detail=B pci=|1|2|3|4|"), full("pci", " display=A detail=B pci=|5|6|7|8|")}},
       {"letter case",
@@ -152,7 +154,7 @@ Lines dependencyLogged(std::initializer_list<std::string> lines) {
   return prefixed("CSoftwareComponentInfo::getDependencyInfo() ", lines);
 }
 
-/// What the reader logs about the dependencies, without the lines before and after them.
+/// The lines that the reader logs of a descriptor, those before and behind the dependencies left out.
 Lines dependencyLog(CSoftwareComponentInfo& reader) {
   Lines lines = logOf([&reader] { take(reader.getDependencyInfo()); });
   const Lines start =
