@@ -15,6 +15,7 @@ using namespace std::chrono_literals;
 
 constexpr int kRepeats = 3;
 constexpr auto kBeforeRepeat = 500ms;
+constexpr std::chrono::milliseconds kShortestCommitTimeout = 5min;
 
 // Opcodes
 constexpr std::uint8_t kGetLogPage = 0x02;
@@ -22,11 +23,12 @@ constexpr std::uint8_t kIdentify = 0x06;
 constexpr std::uint8_t kFirmwareCommit = 0x10;
 constexpr std::uint8_t kFirmwareImageDownload = 0x11;
 
-constexpr std::uint32_t kIdentifyController = 0x01;  // CNS, CDW10 bits 7:0
-constexpr std::uint32_t kSmartLog = 0x02;            // LID, CDW10 bits 7:0
-constexpr std::uint32_t kFirmwareSlotLog = 0x03;     // likewise
-constexpr unsigned int kNumdlShift = 16;             // NUMDL, CDW10 bits 31:16
-constexpr std::uint32_t kActivateAtReset = 1U << 3;  // CA 001b, CDW10 bits 5:3, beside FS in bits 2:0
+constexpr std::uint32_t kIdentifyController = 0x01;   // CNS, CDW10 bits 7:0
+constexpr std::uint32_t kSmartLog = 0x02;             // LID, CDW10 bits 7:0
+constexpr std::uint32_t kFirmwareSlotLog = 0x03;      // likewise
+constexpr unsigned int kNumdlShift = 16;              // NUMDL, CDW10 bits 31:16
+constexpr std::uint32_t kActivateAtReset = 1U << 3;   // CA 001b, CDW10 bits 5:3, beside FS in bits 2:0
+constexpr std::uint32_t kMultipleUpdateDetected = 3;  // MUD, bits 1:0 of a commit's dword 0
 constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
 
 /// Lengths in commands are numbers of dwords, less one.
@@ -42,6 +44,10 @@ void pointTo(nvme_passthru_cmd& command, std::span<const std::uint8_t> data) {
 /// The kernel's words for a controller that does not come back: "dead", "deleting", "deleting (no IO)".
 bool isGivenUp(const std::string& state) {
   return state == "dead" || state.starts_with("deleting");
+}
+
+bool isGone(const Outcome& outcome) {
+  return outcome.failedWith(ENODEV) || outcome.failedWith(ENXIO);
 }
 
 bool isFirmwareCommand(const nvme_passthru_cmd& command) {
@@ -76,6 +82,18 @@ Outcome Controller::open(Wait wait) {
   outcome = confirm();
   if (!outcome.isSuccess()) m_device.reset();
   return outcome;
+}
+
+bool Controller::waitUntilAnswers() {
+  const Silence silence(*this);
+  const auto end = m_host.now() + resetBound();
+  for (;;) {
+    FirmwareSlots slots;
+    const Outcome outcome = readSlots(slots);
+    if (outcome.isSuccess()) return true;
+    if (isGone(outcome) || isGivenUp(state()) || m_host.now() >= end) return false;
+    m_host.sleep(kBeforeRepeat);
+  }
 }
 
 std::chrono::milliseconds Controller::resetBound() {
@@ -113,8 +131,8 @@ Outcome Controller::confirm() {
 
 void Controller::allowFirmwareCommands(std::chrono::milliseconds activationTime) {
   constexpr std::chrono::milliseconds kLongest{std::numeric_limits<std::uint32_t>::max()};
-  const auto timeout = std::min(std::max(activationTime, m_host.adminTimeout()), kLongest);
-  m_firmwareTimeout = static_cast<std::uint32_t>(timeout.count());
+  m_downloadTimeout = std::min(std::max(activationTime, m_host.adminTimeout()), kLongest);
+  m_commitTimeout = std::max(m_downloadTimeout, kShortestCommitTimeout);
 }
 
 Outcome Controller::identify(Identity& identity) {
@@ -124,7 +142,7 @@ Outcome Controller::identify(Identity& identity) {
   command.opcode = kIdentify;
   command.cdw10 = kIdentifyController;
   pointTo(command, data);
-  const Outcome outcome = send(kName, command);
+  const Outcome outcome = send(kName, command).outcome;
   if (outcome.isSuccess()) identity = parseIdentity(data);
   return reported(kName, outcome);
 }
@@ -149,7 +167,7 @@ Outcome Controller::readLogPage(const char* name, std::uint32_t page, std::span<
   command.nsid = kAllNamespaces;
   command.cdw10 = page | dwordsLessOne(data.size()) << kNumdlShift;
   pointTo(command, data);
-  return reported(name, send(name, command));
+  return reported(name, send(name, command).outcome);
 }
 
 Outcome Controller::download(std::span<const std::uint8_t> piece, std::size_t offset) {
@@ -159,33 +177,43 @@ Outcome Controller::download(std::span<const std::uint8_t> piece, std::size_t of
   command.cdw10 = dwordsLessOne(piece.size());             // NUMD
   command.cdw11 = static_cast<std::uint32_t>(offset / 4);  // OFST
   pointTo(command, piece);
-  const Outcome outcome = send(kName, command);
+  const Outcome outcome = send(kName, command).outcome;
   return outcome.failedWith(EINVAL) ? outcome : reported(kName, outcome);
 }
 
-Outcome Controller::commit(unsigned int slot) {
+Controller::Commit Controller::commit(unsigned int slot) {
   constexpr const char* kName = "Firmware Commit";
   nvme_passthru_cmd command{};
   command.opcode = kFirmwareCommit;
   command.cdw10 = slot | kActivateAtReset;
-  return reported(kName, send(kName, command));
+  const Answer answer = send(kName, command);
+  return {.outcome = reported(kName, answer.outcome),
+          .isOverlapped = !answer.outcome.isLost() && (answer.dword0 & kMultipleUpdateDetected) != 0};
 }
 
-Outcome Controller::send(const char* name, const nvme_passthru_cmd& command) {
-  Outcome outcome = sendOnce(command);
-  for (int repeats = 0; repeats < kRepeats && isWorthRepeating(command, outcome); ++repeats) {
-    report(LOG_WARNING, std::string(name) + ": " + outcome.text() + "; it is repeated");
+Controller::Answer Controller::send(const char* name, const nvme_passthru_cmd& command) {
+  const Answer first = sendOnce(command);
+  Answer answer = first;
+  for (int repeats = 0; repeats < kRepeats && isWorthRepeating(command, answer.outcome); ++repeats) {
+    report(LOG_WARNING, std::string(name) + ": " + answer.outcome.text() + "; it is repeated");
     m_host.sleep(kBeforeRepeat);
-    outcome = sendOnce(command);
+    answer = sendOnce(command);
   }
-  return outcome;
+  // The first refusal is about the drive as it was found. A lost answer stands: it may hide a success.
+  return answer.outcome.isSuccess() || answer.outcome.isLost() ? answer : first;
 }
 
 /// Takes a copy because the kernel writes into the command.
-Outcome Controller::sendOnce(nvme_passthru_cmd command) {
-  if (isFirmwareCommand(command)) command.timeout_ms = m_firmwareTimeout;
+Controller::Answer Controller::sendOnce(nvme_passthru_cmd command) {
+  const bool isCommit = command.opcode == kFirmwareCommit;
+  const auto timeout = isCommit ? m_commitTimeout : isFirmwareCommand(command) ? m_downloadTimeout : 0ms;
+  command.timeout_ms = static_cast<std::uint32_t>(timeout.count());
+  const auto begin = m_host.now();
   const Completion completion = m_device->admin(command);
-  return command.opcode == kFirmwareCommit ? Outcome::ofCommit(completion) : Outcome::of(completion);
+  Outcome outcome = isCommit ? Outcome::ofCommit(completion) : Outcome::of(completion);
+  // The kernel says in several ways that it gave a command up.
+  if (isCommit && outcome.isLost() && m_host.now() - begin >= timeout) outcome = Outcome::failed(ETIMEDOUT);
+  return {.outcome = outcome, .dword0 = completion.dword0};
 }
 
 Outcome Controller::reported(const char* name, Outcome outcome) {

@@ -20,8 +20,8 @@ namespace nvme_linux {
 /// firmware slots and of SMART, Firmware Image Download and Firmware Commit.
 ///
 /// A refused command is repeated, three times at most, where the status allows that; a firmware command that
-/// may be lost is not. Failures and repeats go to the system log. Outputs of a failed command stay as they
-/// were.
+/// may be lost is not. Where every repeat is refused, too, the first refusal is returned. Failures and
+/// repeats go to the system log. Outputs of a failed command stay as they were.
 class Controller {
  public:
   enum class Wait { kNo, kUntilReset };
@@ -49,6 +49,10 @@ class Controller {
   /// the controller up. Fails with ENODEV, and leaves the controller closed, when what was opened is not the
   /// one that is remembered: see `confirm`.
   Outcome open(Wait wait = Wait::kUntilReset);
+  /// Waits until the controller answers a command, `resetBound` at most. False when it does not, or the
+  /// kernel has given it up.
+  bool waitUntilAnswers();
+
   bool isOpen() const { return m_device != nullptr; }
 
   /// Fails with ENODEV unless the node that was opened is the one that sysfs has for the controller's name,
@@ -63,8 +67,9 @@ class Controller {
   /// cannot be read.
   std::chrono::milliseconds resetBound();
 
-  /// From here on a firmware command may take as long as the drive needs to activate firmware; never less
-  /// than the kernel's own time-out, which stays that of the other commands.
+  /// From here on a firmware command may take as long as the drive needs to activate firmware, and a commit
+  /// at least five minutes: activation time does not bound storing. Neither has less than the kernel's own
+  /// time-out, which stays that of the other commands.
   void allowFirmwareCommands(std::chrono::milliseconds activationTime);
 
   Outcome identify(Identity& identity);
@@ -75,16 +80,28 @@ class Controller {
   /// which the kernel refuses a piece that is too long, is left to the caller to report.
   Outcome download(std::span<const std::uint8_t> piece, std::size_t offset);
 
+  struct Commit {
+    Outcome outcome;
+    /// Multiple Update Detected: commands of another update, through another controller or the management
+    /// endpoint, came between those of this one. Meaningful only where the drive detects overlaps.
+    bool isOverlapped = false;
+  };
+
   /// Has the drive check what it was handed, store it in `slot` (0: the drive chooses) and activate it at the
-  /// next reset.
-  Outcome commit(unsigned int slot);
+  /// next reset. ETIMEDOUT when no answer came in time.
+  Commit commit(unsigned int slot);
 
   /// One line for the administrator, with the drive's address before it.
   void report(int priority, const std::string& text);
 
  private:
-  Outcome send(const char* name, const nvme_passthru_cmd& command);
-  Outcome sendOnce(nvme_passthru_cmd command);
+  struct Answer {
+    Outcome outcome;
+    std::uint32_t dword0 = 0;
+  };
+
+  Answer send(const char* name, const nvme_passthru_cmd& command);
+  Answer sendOnce(nvme_passthru_cmd command);
   Outcome readLogPage(const char* name, std::uint32_t page, std::span<std::uint8_t> data);
   Outcome reported(const char* name, Outcome outcome);
   std::string state();
@@ -92,8 +109,9 @@ class Controller {
   Host& m_host;
   const PciController m_remembered;
   bool m_isSilent = false;
-  std::unique_ptr<Device> m_device;     ///< set from a successful `open` on
-  std::uint32_t m_firmwareTimeout = 0;  ///< in milliseconds; 0: the kernel's own
+  std::unique_ptr<Device> m_device;               ///< set from a successful `open` on
+  std::chrono::milliseconds m_downloadTimeout{};  ///< 0: the kernel's own
+  std::chrono::milliseconds m_commitTimeout{};    ///< likewise
 };
 
 }  // namespace nvme_linux

@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
+#include <string_view>
 
 #include "Controller.h"
 #include "FirmwareUpdate.h"
+#include "Image.h"
 
 namespace nvme_linux {
 
@@ -31,17 +34,18 @@ Outcome identify(Host& host, const PciController& found, Identity& identity) {
 
 DriveLibrary::DriveLibrary(Host& host) : m_host(host) {}
 
-DriveSelection DriveLibrary::select() {
-  const SupportedDrives supported = SupportedDrives::of(m_host);
+DriveSelection DriveLibrary::select(const SupportedDrives& supported) {
   return selectDrives(listControllers(m_host), supported, allowedSerials(m_host));
 }
 
 Outcome DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) {
-  const DriveSelection selection = select();
+  const DriveSelection selection = select(SupportedDrives::of(m_host));
   for (const LeftOut& out : selection.leftOut) {
     m_host.report(out.isIntended ? LOG_INFO : LOG_WARNING,
                   out.controller.subject() + " (" + out.controller.name + ") is left out: " + out.reason);
   }
+  m_found = selection.offered;
+  m_shared.reset();
   DriveList list;
   for (const PciController& controller : selection.offered) list.records.push_back(makeRecord(controller));
   for (NVMeDriveRecord& record : list.records) list.entries.push_back(&record);
@@ -70,19 +74,28 @@ NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
   return record;
 }
 
-std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address) {
-  for (const PciController& controller : select().offered) {
-    if (controller.address->bus == address.bus && controller.address->device == address.device &&
-        controller.address->function == address.function)
-      return controller;
+std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address,
+                                                const SupportedDrives& supported) {
+  for (const PciController& controller : select(supported).offered) {
+    if (controller.address->bus != address.bus || controller.address->device != address.device ||
+        controller.address->function != address.function)
+      continue;
+    if (isAsFound(controller)) return controller;
+    m_host.report(LOG_ERR,
+                  controller.subject() + ": another drive was found at this address before; refusing");
+    return std::nullopt;
   }
   const PciAddress wanted{.bus = address.bus, .device = address.device, .function = address.function};
   m_host.report(LOG_ERR, "NVMe drive " + textOf(wanted) + ": no supported drive has this address");
   return std::nullopt;
 }
 
+bool DriveLibrary::isAsFound(const PciController& controller) const {
+  return !m_found || std::find(m_found->begin(), m_found->end(), controller) != m_found->end();
+}
+
 Outcome DriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info) {
-  const auto controller = find(address);
+  const auto controller = find(address, SupportedDrives::of(m_host));
   if (!controller) return Outcome::failed(ENODEV);
   Identity identity;
   const Outcome outcome = identify(m_host, *controller, identity);
@@ -91,9 +104,38 @@ Outcome DriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& in
 }
 
 Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::string& payloadPath) {
-  const auto controller = find(address);
+  const SupportedDrives supported = SupportedDrives::of(m_host);
+  const auto controller = find(address, supported);
   if (!controller) return Outcome::failed(ENODEV);
-  return FirmwareUpdate(m_host, *controller).run(payloadPath);
+  std::vector<std::uint8_t> image;
+  if (const Outcome read = readImage(m_host, controller->subject(), payloadPath, image); !read.isSuccess())
+    return read;
+  const std::size_t hash =
+      std::hash<std::string_view>()({reinterpret_cast<const char*>(image.data()), image.size()});
+  if (const auto shared = takeSharedOutcome(*controller, hash)) return *shared;
+
+  std::vector<PciController> ports{*controller};
+  std::set<std::string> others;
+  for (const PciController& other : listControllers(m_host)) {
+    if (other == *controller || !arePortsOfOneDrive(*controller, other)) continue;
+    ports.push_back(other);
+    others.insert(other.name);
+  }
+  const Outcome outcome = FirmwareUpdate(m_host, supported, ports, image).run();
+  m_shared = {.waiting = std::move(others), .updated = *controller, .imageHash = hash, .outcome = outcome};
+  return outcome;
+}
+
+/// The outcome of the update that reached this controller's drive through another one. Nothing when there was
+/// none, or when the controller had its share already: then it is to be flashed once more.
+std::optional<Outcome> DriveLibrary::takeSharedOutcome(const PciController& controller,
+                                                       std::size_t imageHash) {
+  if (!m_shared || m_shared->imageHash != imageHash || !arePortsOfOneDrive(controller, m_shared->updated) ||
+      m_shared->waiting.erase(controller.name) == 0)
+    return std::nullopt;
+  m_host.report(LOG_NOTICE, controller.subject() + ": the same drive as at " + m_shared->updated.addressText +
+                                ", which was updated already; the result is the same");
+  return m_shared->outcome;
 }
 
 }  // namespace nvme_linux

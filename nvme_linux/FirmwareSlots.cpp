@@ -35,12 +35,14 @@ FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kL
 
 std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots) {
   if (slots.running == 0 || identity.slots == 0) return 0;
+  const auto isWritable = [&](unsigned int slot) { return slot != 1 || !identity.isFirstSlotReadOnly; };
+  if (slots.isStaged() && slots.next <= identity.slots && isWritable(slots.next)) return slots.next;
   std::optional<unsigned int> chosen;
   // Round the slots, beginning after the running one and ending with it: the one after it is the oldest where
   // updates went round before.
   for (unsigned int i = 0; i < identity.slots; ++i) {
     const unsigned int slot = (slots.running + i) % identity.slots + 1;
-    if (slot == 1 && identity.isFirstSlotReadOnly) continue;
+    if (!isWritable(slot)) continue;
     if (slot != slots.running && slots.isEmpty(slot)) return slot;
     if (!chosen) chosen = slot;
   }

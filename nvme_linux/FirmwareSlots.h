@@ -35,9 +35,11 @@ struct FirmwareSlots {
 /// Every content of `data` gives slots; fields are taken as they stand.
 FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kLength> data);
 
-/// The slot that an image goes into: an empty one if there is any, else the next one after the running one,
-/// never a read-only one, and the running one only when no other can be written. 0, for the drive to choose,
-/// when the drive does not say which slot runs or how many it has; nothing when no slot can be written.
+/// The slot that an image goes into. Never a read-only one, and the running one, which holds the last
+/// firmware that is known to work, only when no other can be written. In this order: the one that waits for
+/// the next reset, so that repeated updates cost no further image; an empty one; the next one after the
+/// running one. 0, for the drive to choose, when the drive does not say which slot runs or how many it has;
+/// nothing when no slot can be written.
 std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots);
 
 }  // namespace nvme_linux

@@ -33,6 +33,21 @@ class Device {
   virtual Completion admin(nvme_passthru_cmd& command) = 0;
 };
 
+/// Watches one controller for resets from its construction on.
+class ResetWatch {
+ public:
+  virtual ~ResetWatch() = default;
+
+  /// Once true it stays true. Nothing when the kernel does not tell.
+  virtual std::optional<bool> wasReset() = 0;
+};
+
+/// Keeps signals that end a process from it while it lives, and delivers them when it is destroyed.
+class SignalHold {
+ public:
+  virtual ~SignalHold() = default;
+};
+
 class Host {
  public:
   virtual ~Host() = default;
@@ -68,6 +83,12 @@ class Host {
 
   /// Opens a controller. `device` stays as it was on failure.
   virtual Outcome open(const std::string& controller, std::unique_ptr<Device>& device) = 0;
+
+  virtual std::unique_ptr<ResetWatch> watchResets(const std::string& controller) = 0;
+
+  /// SIGTERM, SIGINT and SIGHUP: a process that ends in the middle of an update leaves a drive with half an
+  /// image.
+  virtual std::unique_ptr<SignalHold> holdSignals() = 0;
 
   /// Reads a regular file whole. Fails with EINVAL when it is no regular file, EFBIG when it is longer than
   /// `limit` bytes, EIO when its length changed meanwhile, or any other errno. `content` is undefined then.

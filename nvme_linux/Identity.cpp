@@ -20,6 +20,7 @@ constexpr unsigned int kOacsFirmware = 1U << 2;
 constexpr unsigned int kFrmwFirstSlotReadOnly = 1U << 0;
 constexpr unsigned int kFrmwSlotsShift = 1;
 constexpr unsigned int kFrmwSlotsMask = 7;
+constexpr unsigned int kFrmwOverlapsDetected = 1U << 5;
 
 /// MDTS counts powers of two of the controller's smallest memory page, CAP.MPSMIN. That is a register which
 /// the kernel hides; 4 KiB is the smallest that there is, so that no transfer gets too long.
@@ -27,6 +28,7 @@ constexpr std::size_t kMdtsUnit = 4096;
 /// FWUG counts units of 4 KiB, whatever the memory page.
 constexpr std::size_t kFwugUnit = 4096;
 constexpr std::uint8_t kFwugNoRestriction = 0xFF;
+constexpr std::size_t kDword = 4;
 constexpr std::chrono::milliseconds kMtfaUnit{100};
 
 template <std::size_t Size>
@@ -51,7 +53,8 @@ Identity parseIdentity(std::span<const std::uint8_t, Identity::kLength> data) {
   identity.isFirstSlotReadOnly = (data[kFRMW] & kFrmwFirstSlotReadOnly) != 0;
   identity.slots = (data[kFRMW] >> kFrmwSlotsShift) & kFrmwSlotsMask;
   identity.activationTime = kMtfaUnit * (data[kMTFA] | data[kMTFA + 1] << 8);
-  if (data[kFWUG] != kFwugNoRestriction) identity.granularity = kFwugUnit * data[kFWUG];
+  identity.detectsOverlaps = (data[kFRMW] & kFrmwOverlapsDetected) != 0;
+  identity.granularity = data[kFWUG] == kFwugNoRestriction ? kDword : kFwugUnit * data[kFWUG];
   return identity;
 }
 

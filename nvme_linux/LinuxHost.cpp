@@ -1,16 +1,21 @@
 #include "LinuxHost.h"
 
 #include <fcntl.h>
+#include <linux/netlink.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -43,11 +48,70 @@ class LinuxDevice : public Device {
   Completion admin(nvme_passthru_cmd& command) override {
     const int result = ioctl(m_descriptor.get(), NVME_IOCTL_ADMIN_CMD, &command);
     if (result < 0) return {.error = errno};
-    return {.statusField = static_cast<std::uint16_t>(result)};
+    return {.statusField = static_cast<std::uint16_t>(result), .dword0 = command.result};
   }
 
  private:
   FileDescriptor m_descriptor;
+};
+
+/// Listens to the kernel's device events (see kobject_uevent in its sources): "change@PATH", then variables,
+/// each ended by a NUL.
+class LinuxResetWatch : public ResetWatch {
+ public:
+  explicit LinuxResetWatch(const std::string& controller)
+      : m_socket(socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_KOBJECT_UEVENT)),
+        m_pathEnd("/" + controller) {
+    constexpr unsigned int kKernelEvents = 1;
+    constexpr int kBuffer = 1 << 20;
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_groups = kKernelEvents;
+    static_cast<void>(setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVBUF, &kBuffer, sizeof kBuffer));
+    m_isListening = m_socket.isOpen() &&
+                    bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  }
+
+  std::optional<bool> wasReset() override {
+    std::array<char, 4096> event{};
+    while (m_isListening && !m_wasReset) {
+      const ssize_t length = recv(m_socket.get(), event.data(), event.size(), 0);
+      if (length < 0 && errno == EINTR) continue;
+      // Events were dropped, and ours may be among them.
+      if (length < 0 && errno == ENOBUFS) return std::nullopt;
+      if (length <= 0) break;
+      m_wasReset = isStart(std::string_view(event.data(), static_cast<std::size_t>(length)));
+    }
+    return m_isListening ? std::optional(m_wasReset) : std::nullopt;
+  }
+
+ private:
+  bool isStart(std::string_view event) const {
+    const std::string_view head = event.substr(0, event.find('\0'));
+    return head.starts_with("change@") && head.ends_with(m_pathEnd) &&
+           event.find("NVME_EVENT=connected") != std::string_view::npos;
+  }
+
+  FileDescriptor m_socket;
+  std::string m_pathEnd;
+  bool m_isListening = false;
+  bool m_wasReset = false;
+};
+
+class LinuxSignalHold : public SignalHold {
+ public:
+  LinuxSignalHold() {
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&held, signal);
+    pthread_sigmask(SIG_BLOCK, &held, &m_before);
+  }
+  ~LinuxSignalHold() override { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+  LinuxSignalHold(const LinuxSignalHold&) = delete;
+  LinuxSignalHold& operator=(const LinuxSignalHold&) = delete;
+
+ private:
+  sigset_t m_before{};
 };
 
 /// Reads up to `content`'s size. The number of bytes read, less at the file's end; -errno on failure.
@@ -139,6 +203,14 @@ Outcome LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& 
   if (!descriptor.isOpen()) return Outcome::failed(errno);
   device = std::make_unique<LinuxDevice>(std::move(descriptor));
   return Outcome::success();
+}
+
+std::unique_ptr<ResetWatch> LinuxHost::watchResets(const std::string& controller) {
+  return std::make_unique<LinuxResetWatch>(controller);
+}
+
+std::unique_ptr<SignalHold> LinuxHost::holdSignals() {
+  return std::make_unique<LinuxSignalHold>();
 }
 
 Outcome LinuxHost::readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) {

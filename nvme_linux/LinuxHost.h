@@ -27,6 +27,9 @@ class LinuxHost : public Host {
   /// From the driver's module parameter; one minute, its default, when that cannot be read.
   std::chrono::milliseconds adminTimeout() override;
   Outcome open(const std::string& controller, std::unique_ptr<Device>& device) override;
+  /// By the event with which the driver announces a controller that has started.
+  std::unique_ptr<ResetWatch> watchResets(const std::string& controller) override;
+  std::unique_ptr<SignalHold> holdSignals() override;
   Outcome readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) override;
   std::chrono::milliseconds now() override;
   void sleep(std::chrono::milliseconds duration) override;

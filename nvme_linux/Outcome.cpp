@@ -62,6 +62,12 @@ const char* nameOf(int status) {
   return "unnamed status";
 }
 
+bool isDeterministic(Status status) {
+  return status == Status::kInvalidFirmwareSlot || status == Status::kInvalidFirmwareImage ||
+         status == Status::kMaximumTimeViolation || status == Status::kActivationProhibited ||
+         status == Status::kOverlappingRange;
+}
+
 bool owesReset(Status status) {
   return status == Status::kRequiresConventionalReset || status == Status::kRequiresSubsystemReset ||
          status == Status::kRequiresControllerReset;
@@ -84,8 +90,12 @@ Status Outcome::status() const {
   return statusOf(m_number);
 }
 
+bool Outcome::isFinal() const {
+  return m_kind == Kind::kRefused && (m_number & kDoNotRetry) != 0;
+}
+
 bool Outcome::mayBeRepeated() const {
-  return m_kind == Kind::kRefused && (m_number & kDoNotRetry) == 0;
+  return m_kind == Kind::kRefused && !isFinal() && !isDeterministic(status());
 }
 
 bool Outcome::isLost() const {

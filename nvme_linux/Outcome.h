@@ -14,9 +14,14 @@ enum class Status : std::uint16_t {
   kSuccess = 0x000,
   kCommandAbortRequested = 0x007,
   kAbortedBySqDeletion = 0x008,
+  kInvalidFirmwareSlot = 0x106,
+  kInvalidFirmwareImage = 0x107,
   kRequiresConventionalReset = 0x10B,
   kRequiresSubsystemReset = 0x110,
   kRequiresControllerReset = 0x111,
+  kMaximumTimeViolation = 0x112,
+  kActivationProhibited = 0x113,
+  kOverlappingRange = 0x114,
 };
 
 /// What the kernel hands back for one admin command.
@@ -28,6 +33,8 @@ struct Completion {
   /// The answer's status field without its phase tag: SC in bits 7:0, SCT in bits 10:8, CRD (a retry delay)
   /// in bits 12:11, M (more in the error log) in bit 13, DNR (do not retry) in bit 14.
   std::uint16_t statusField = 0;
+
+  std::uint32_t dword0 = 0;  ///< the answer's own result
 };
 
 /// One of four ends: success; success of a commit that owes a reset; refused by the drive, with a status; or
@@ -51,8 +58,15 @@ class [[nodiscard]] Outcome {
   bool isResetOwed() const { return m_kind == Kind::kResetOwed; }
   bool failedWith(int error) const { return m_kind == Kind::kFailed && m_number == error; }
 
-  /// The drive refused, and did not forbid to send the command again (DNR).
+  /// The drive refused with a status that may be another the next time: none that speaks of the image or the
+  /// slot, and without DNR.
   bool mayBeRepeated() const;
+
+  /// The drive has some of these bytes already, from this download or from one that was left unfinished.
+  bool isOverlap() const { return m_kind == Kind::kRefused && status() == Status::kOverlappingRange; }
+
+  /// The drive forbids to send the command again.
+  bool isFinal() const;
 
   /// Nobody knows whether the drive carried the command out: the path to it failed, somebody aborted the
   /// command, or there was no answer. The reset that may be behind it makes a drive forget what it was

@@ -2,23 +2,39 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "CheckCommand.h"
-#include "InitCommand.h"
 #include "ReportCommand.h"
 #include "ShowCommand.h"
+#include "TerminalText.h"
 
 namespace {
+
+/// What is wrong with the command line. A word that is no subcommand is named, together with those there are.
+std::string explain(const CLI::App* app, const CLI::Error& error) {
+  const std::vector<std::string> unexpected = app->remaining();
+  const bool isUnknown =
+      app->get_subcommands().empty() && !unexpected.empty() && !unexpected[0].starts_with('-');
+  if (!isUnknown) return CLI::FailureMessage::simple(app, error);
+  std::string message = '"' + tool::forTerminal(unexpected[0]) + "\" is no subcommand; there are";
+  const char* separator = " ";
+  for (const CLI::App* command : app->get_subcommands(nullptr))
+    message += std::exchange(separator, ", ") + command->get_name();
+  return message + ".\nRun with --help for more information.\n";
+}
 
 int run(int argc, char** argv) {
   CLI::App app("Checks component folders and shows result documents of nvmepcissd.", "nvmepcissd-tool");
   app.set_version_flag("--version", "nvmepcissd-tool " TOOL_VERSION);
   app.require_subcommand(1);
   tool::Action action;
-  for (const auto addCommand :
-       {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand, tool::addReportCommand})
+  for (const auto addCommand : {tool::addCheckCommand, tool::addShowCommand, tool::addReportCommand})
     addCommand(app, action);
 
+  app.failure_message(explain);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

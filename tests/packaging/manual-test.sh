@@ -9,7 +9,7 @@ for page in "$root"/packaging/man/*; do
 done
 for subcommand in "" check show report; do
   # shellcheck disable=SC2086  # no subcommand is no word
-  "$build/nvmepcissd-tool" $subcommand --help | grep -oE '(^|[ ,])--?[a-z]+' | tr -d ' ,' | sort -u |
+  "$build/nvmepcissd-tool" $subcommand --help | grep -oE '(^|[ ,])--?[a-z][a-z-]*' | tr -d ' ,' | sort -u |
     while read -r option; do
       grep -qwF -- "$option" "$scratch/nvmepcissd-tool.1.txt" || fail "$option is not in the manual page"
     done

@@ -7,5 +7,7 @@
 here=$(cd "$(dirname "$0")" && pwd)
 "$here/sample-documents.sh" "$build" "$scratch/documents"
 cd "$scratch/documents"
-"$build/nvmepcissd-tool" report -o "$scratch/report.html" -- *.xml 2>/dev/null && fail "the broken document went unnoticed"
-python3 "$here/report_test.py" "$scratch/report.html" "${PICTURES:-}"
+"$build/nvmepcissd-tool" report -o "$scratch/report.html" -- *.xml || fail "a document was not read"
+python3 "$here/large_document.py" 100000 >"$scratch/large.xml"
+"$build/nvmepcissd-tool" report -o "$scratch/large.html" "$scratch/large.xml"
+python3 "$here/report_test.py" "$scratch/report.html" "$scratch/large.html" "${PICTURES:-}"

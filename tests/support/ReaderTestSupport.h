@@ -1,5 +1,4 @@
-// What the tests of the XML readers share: documents that are broken in every way, and records as lines of
-// text.
+// What the tests of the XML readers share: malformed and unusual documents, and records as lines of text.
 
 #pragma once
 
@@ -38,7 +37,7 @@ struct Document {
   std::string content;
 };
 
-/// A document and what a reader answers about it.
+/// A document, and the answer that a reader gives about it.
 template <class Answer>
 struct Reading {
   std::string situation;  ///< for the failure message
@@ -64,7 +63,7 @@ inline std::string withAttributeOf(std::size_t size) {
   return "<n a=\"" + std::string(size, 'a') + "\"/>";
 }
 
-/// The document with every `from` turned into `to`.
+/// The document with every `from` replaced by `to`.
 inline std::string replaced(std::string document, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; (at = document.find(from, at)) != std::string::npos; at += to.size()) {
     document.replace(at, from.size(), to);
@@ -72,12 +71,12 @@ inline std::string replaced(std::string document, const std::string& from, const
   return document;
 }
 
-/// The document with `content` as the last thing in its root.
+/// The document with `content` at the end of its root.
 inline std::string withinRoot(std::string document, const std::string& content) {
   return document.insert(document.rfind("</"), content);
 }
 
-/// The document with `doctype` in front of its root.
+/// The document with `doctype` before its root.
 inline std::string withDoctype(std::string document, const std::string& doctype) {
   const std::size_t declarationEnd = document.starts_with("<?xml") ? document.find("?>") + 2 : 0;
   return document.insert(declarationEnd, "<!DOCTYPE any " + doctype + ">");
@@ -120,7 +119,7 @@ inline std::string gzipped(const std::string& text) {
          number(~crc, 4) + number(size, 4);
 }
 
-/// Documents that do not parse, made from one that a reader understands and that ends in its root's end tag.
+/// Documents that do not parse, made from `good`, which parses and ends with its root's end tag.
 inline std::vector<Document> malformedDocuments(const std::string& good) {
   const std::string endTag = good.substr(good.rfind("</"));
   const std::string open = good.substr(0, good.rfind("</"));
@@ -154,14 +153,14 @@ inline std::vector<Document> malformedDocuments(const std::string& good) {
       {"UTF-16 cut off", asUtf16(open, false)},
       {"NUL byte in a text", withinRoot(good, std::string("<n>a\0b</n>", 10))},
       {"NUL byte in an attribute", withinRoot(good, std::string("<n a=\"\0\"/>", 10))},
-      {"NUL byte in front", '\0' + good},
+      {"NUL byte at the start", '\0' + good},
       {"NUL bytes only", std::string(64, '\0')},
       {"gzip of a document without its end", gzipped(open)},
       {"gzip mark and nothing else", "\x1f\x8b\x08"},
   };
 }
 
-/// Documents that give the answers of `good`, one that a reader understands, in other ways of writing it.
+/// Documents with the same content as `good`, written in other ways.
 inline std::vector<Document> otherFormsOf(const std::string& good) {
   const std::string entities = R"([<!ENTITY a "x"><!ENTITY b "&a;&a;"><!ATTLIST n a CDATA "&b;">])";
   return {
@@ -178,7 +177,7 @@ inline std::vector<Document> otherFormsOf(const std::string& good) {
   };
 }
 
-/// Documents that parse and in which a reader that looks for `root` elements finds none.
+/// Documents that parse but hold no `root` elements for a reader to find.
 inline std::vector<Document> foreignDocuments(const std::string& good, const std::string& root) {
   std::string otherCase = root;
   otherCase.back() = static_cast<char>(std::toupper(otherCase.back()));
@@ -191,8 +190,7 @@ inline std::vector<Document> foreignDocuments(const std::string& good, const std
   };
 }
 
-/// Documents with the answers of `good` that name `file` in places from which a careless parser would read
-/// it.
+/// Documents with the same content as `good` that name `file` where a careless parser would read it.
 inline std::vector<Document> documentsThatName(const std::filesystem::path& file, const std::string& good) {
   const std::string uri = "SYSTEM \"file://" + file.string() + "\"";
   return {
@@ -204,7 +202,7 @@ inline std::vector<Document> documentsThatName(const std::filesystem::path& file
   };
 }
 
-/// Every beginning of `document` that lacks at least the last character of its last tag.
+/// Every prefix of `document` that ends before the last character of its last tag.
 inline std::vector<Document> beginningsOf(const std::string& document) {
   std::vector<Document> beginnings;
   for (std::size_t size = 0; size < document.rfind('>'); ++size) {
@@ -221,7 +219,7 @@ struct UnreadableFile {
   std::function<void(const std::filesystem::path&)> make;
 };
 
-/// Files that cannot be read, the last one only while a `WithoutFilePrivileges` lives.
+/// Files that cannot be read. The last one is unreadable only while a `WithoutFilePrivileges` lives.
 inline std::vector<UnreadableFile> unreadableFiles() {
   namespace fs = std::filesystem;
   return {
@@ -255,7 +253,7 @@ class WithoutFilePrivileges {
   std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> m_before{};
 };
 
-/// A file that tells whether it has been opened.
+/// A file that reports whether it has been opened.
 class GuardedFile {
  public:
   explicit GuardedFile(std::filesystem::path path) : m_path(std::move(path)) {

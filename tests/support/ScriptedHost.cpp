@@ -37,6 +37,40 @@ std::string describe(const nvme_passthru_cmd& c) {
 
 }  // namespace
 
+namespace {
+
+class ScriptedWatch : public ResetWatch {
+ public:
+  explicit ScriptedWatch(const int& resets) : m_resets(resets), m_before(resets) {}
+  std::optional<bool> wasReset() override { return m_resets != m_before; }
+
+ private:
+  const int& m_resets;
+  int m_before;
+};
+
+class BlindWatch : public ResetWatch {
+ public:
+  std::optional<bool> wasReset() override { return std::nullopt; }
+};
+
+class ScriptedHold : public SignalHold {
+ public:
+  explicit ScriptedHold(int& holds) : m_holds(holds) { ++m_holds; }
+  ~ScriptedHold() override { --m_holds; }
+  ScriptedHold(const ScriptedHold&) = delete;
+  ScriptedHold& operator=(const ScriptedHold&) = delete;
+
+ private:
+  int& m_holds;
+};
+
+bool isFirmwareCommand(const nvme_passthru_cmd& command) {
+  return command.opcode == 0x10 || command.opcode == 0x11;
+}
+
+}  // namespace
+
 class ScriptedDevice : public Device {
  public:
   explicit ScriptedDevice(DriveScript& script) : m_script(script) {}
@@ -60,9 +94,13 @@ class ScriptedDevice : public Device {
       EXPECT_TRUE(sent == step.sent) << "other data than expected: " << describe(command);
     }
     std::copy(step.answer.begin(), step.answer.end(), data);
+    EXPECT_EQ(m_script.m_host->m_signalHolds, isFirmwareCommand(command) ? 1 : m_script.m_host->m_signalHolds)
+        << "a signal could end the process during this";
     command.result = 0xDEAD;  // the kernel writes something there
-    if (step.result < 0) return {.error = -step.result};
-    return {.statusField = static_cast<std::uint16_t>(step.result)};
+    m_script.m_host->m_now += step.duration;
+    if (step.isResetAfterwards) ++m_script.m_resets;
+    if (step.result < 0) return {.error = -step.result, .dword0 = 0xFFFFFFFF};
+    return {.statusField = static_cast<std::uint16_t>(step.result), .dword0 = step.dword0};
   }
 
  private:
@@ -153,6 +191,21 @@ DriveScript& DriveScript::commits(unsigned int slot, int result) {
   return add(step);
 }
 
+DriveScript& DriveScript::saying(std::uint32_t dword0) {
+  m_steps.back().dword0 = dword0;
+  return *this;
+}
+
+DriveScript& DriveScript::taking(std::chrono::milliseconds duration) {
+  m_steps.back().duration = duration;
+  return *this;
+}
+
+DriveScript& DriveScript::andIsReset() {
+  m_steps.back().isResetAfterwards = true;
+  return *this;
+}
+
 DriveScript& DriveScript::within(std::chrono::milliseconds timeout) {
   m_timeout = timeout;
   return *this;
@@ -160,8 +213,9 @@ DriveScript& DriveScript::within(std::chrono::milliseconds timeout) {
 
 DriveScript& DriveScript::add(Step step) {
   step.command.addr = step.command.data_len != 0;
-  const bool isFirmwareCommand = step.command.opcode == 0x10 || step.command.opcode == 0x11;
-  if (isFirmwareCommand) step.command.timeout_ms = static_cast<std::uint32_t>(m_timeout.count());
+  constexpr std::chrono::milliseconds kShortestForACommit = std::chrono::minutes(5);
+  const auto timeout = step.command.opcode == 0x10 ? std::max(m_timeout, kShortestForACommit) : m_timeout;
+  if (isFirmwareCommand(step.command)) step.command.timeout_ms = static_cast<std::uint32_t>(timeout.count());
   m_steps.push_back(std::move(step));
   return *this;
 }
@@ -170,7 +224,10 @@ ScriptedHost::ScriptedHost() : ScriptedHost(std::make_unique<ScratchFolder>()) {
 
 ScriptedHost::ScriptedHost(std::unique_ptr<ScratchFolder> folder)
     : LinuxHost({.sysfs = *folder / "sys", .devices = *folder / "dev", .processes = *folder / "proc"}),
-      m_folder(std::move(folder)) {}
+      m_folder(std::move(folder)) {
+  writeSystemFile("proc/self/mountinfo", "");
+  writeSystemFile("proc/swaps", "");
+}
 
 ScriptedHost::~ScriptedHost() {
   for (const auto& [controller, script] : m_scripts) {
@@ -182,8 +239,8 @@ ScriptedHost::~ScriptedHost() {
 
 void ScriptedHost::addController(const std::string& name, const std::string& address, std::string_view ids,
                                  const std::string& transport) {
-  m_scripts[name].m_number = "240:" + name.substr(std::min<std::size_t>(name.size(), 4));
-  writeAttribute(name, "dev", m_scripts[name].m_number);
+  drive(name).m_number = "240:" + name.substr(std::min<std::size_t>(name.size(), 4));
+  writeAttribute(name, "dev", drive(name).m_number);
   writeAttribute(name, "transport", transport);
   writeAttribute(name, "address", address);
   for (const char* const id : {"vendor", "device", "subsystem_vendor", "subsystem_device"}) {
@@ -240,6 +297,21 @@ void ScriptedHost::report(int priority, const std::string& line) {
   static const std::map<int, const char*> kNames{
       {LOG_ERR, "err"}, {LOG_WARNING, "warning"}, {LOG_NOTICE, "notice"}, {LOG_INFO, "info"}};
   m_reports.push_back(std::string(kNames.at(priority)) + ": " + line);
+}
+
+DriveScript& ScriptedHost::drive(const std::string& controller) {
+  DriveScript& script = m_scripts[controller];
+  script.m_host = this;
+  return script;
+}
+
+std::unique_ptr<ResetWatch> ScriptedHost::watchResets(const std::string& controller) {
+  if (!m_tellsResets) return std::make_unique<BlindWatch>();
+  return std::make_unique<ScriptedWatch>(drive(controller).m_resets);
+}
+
+std::unique_ptr<SignalHold> ScriptedHost::holdSignals() {
+  return std::make_unique<ScriptedHold>(m_signalHolds);
 }
 
 Outcome ScriptedHost::tryExclusively(const std::string& blockDevice) {

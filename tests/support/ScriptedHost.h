@@ -53,6 +53,11 @@ class DriveScript {
   DriveScript& downloads(std::size_t offset, const Bytes& piece, int result = 0);
   DriveScript& commits(unsigned int slot, int result = 0);
 
+  // What goes with the step before.
+  DriveScript& saying(std::uint32_t dword0);                ///< in dword 0 of its completion
+  DriveScript& taking(std::chrono::milliseconds duration);  ///< until it answers
+  DriveScript& andIsReset();                                ///< right after it; the kernel tells
+
   /// Something that happens to the system while the drive is being locked.
   void whenLocked(std::function<void()> event) { m_whenLocked = std::move(event); }
 
@@ -69,10 +74,15 @@ class DriveScript {
     Bytes sent;                   ///< what must be at that address
     Bytes answer;                 ///< what to write there
     int result = 0;
+    std::uint32_t dword0 = 0xFFFFFFFC;  ///< bits that mean nothing are set
+    std::chrono::milliseconds duration{0};
+    bool isResetAfterwards = false;
   };
 
   DriveScript& add(Step step);
 
+  class ScriptedHost* m_host = nullptr;
+  int m_resets = 0;
   std::string m_number = "240:0";  ///< of the device node
   std::chrono::milliseconds m_timeout{0};
   std::deque<Step> m_steps;
@@ -86,7 +96,7 @@ class ScriptedHost : public LinuxHost {
   ScriptedHost();
   ~ScriptedHost() override;
 
-  DriveScript& drive(const std::string& controller) { return m_scripts[controller]; }
+  DriveScript& drive(const std::string& controller);
 
   /// Adds a controller to the sysfs tree.
   void addController(const std::string& name, const std::string& address,
@@ -107,6 +117,9 @@ class ScriptedHost : public LinuxHost {
   /// A file with these bytes; its path.
   std::string payload(const Bytes& bytes);
 
+  /// From here on the kernel does not tell of resets.
+  void concealResets() { m_tellsResets = false; }
+
   /// From here on there is no memory for a report.
   void forgetReports() { m_hasMemory = false; }
 
@@ -114,12 +127,16 @@ class ScriptedHost : public LinuxHost {
   const std::vector<std::string>& reports() const { return m_reports; }
 
   Outcome open(const std::string& controller, std::unique_ptr<Device>& device) override;
+  std::unique_ptr<ResetWatch> watchResets(const std::string& controller) override;
+  std::unique_ptr<SignalHold> holdSignals() override;
   Outcome tryExclusively(const std::string& blockDevice) override;
   std::chrono::milliseconds now() override { return m_now; }
   void sleep(std::chrono::milliseconds duration) override { m_now += duration; }
   void report(int priority, const std::string& line) override;
 
  private:
+  friend class ScriptedDevice;
+
   explicit ScriptedHost(std::unique_ptr<ScratchFolder> folder);
 
   std::unique_ptr<ScratchFolder> m_folder;
@@ -128,6 +145,8 @@ class ScriptedHost : public LinuxHost {
   std::chrono::milliseconds m_now{0};
   std::vector<std::string> m_reports;
   bool m_hasMemory = true;
+  bool m_tellsResets = true;
+  int m_signalHolds = 0;
 };
 
 /// Bytes that differ from their neighbours and from one page to the next.

@@ -6,7 +6,7 @@
 #include <streambuf>
 #include <utility>
 
-/// While it lives, writing to standard output throws `Thrown`.
+/// While it lives, every write to standard output throws a copy of `thrown`.
 template <class Thrown>
 class ThrowingStandardOutput : std::streambuf {
  public:

@@ -2,58 +2,118 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
+#include <map>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "DataTable.h"
+#include "Fleet.h"
 #include "ReportAssets.h"
-#include "TerminalText.h"
+#include "ResultText.h"
 
 namespace tool {
 
 namespace {
 
-/// A browser obeys characters that turn the direction of writing as a terminal does.
-std::string escaped(std::string_view value) {
-  constexpr std::array<std::pair<char, const char*>, 5> kEntities{
-      {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}}};
-  std::string html;
-  for (const char c : forTerminal(value)) {
-    const auto* const entity =
-        std::find_if(kEntities.begin(), kEntities.end(), [c](const auto& pair) { return pair.first == c; });
-    if (entity == kEntities.end()) {
-      html += c;
-    } else {
-      html += entity->second;
-    }
+/// More bars, models or revisions than these are summed up in a last one.
+constexpr std::size_t kMostBars = 12;
+constexpr std::size_t kMostModels = 40;
+constexpr std::size_t kMostRevisions = 8;
+
+using Counts = std::vector<std::pair<std::string, std::size_t>>;
+
+/// The most frequent `most` texts, the others summed up behind them.
+Counts mostFrequent(const std::map<std::string, std::size_t>& counts, std::size_t most) {
+  Counts sorted(counts.begin(), counts.end());
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const auto& left, const auto& right) { return left.second > right.second; });
+  if (sorted.size() <= most) return sorted;
+  std::size_t others = 0;
+  for (std::size_t i = most - 1; i < sorted.size(); ++i) others += sorted[i].second;
+  sorted.resize(most - 1);
+  sorted.emplace_back("others", others);
+  return sorted;
+}
+
+std::string listText(const std::map<std::string, std::size_t>& counts) {
+  std::string text;
+  for (const auto& [what, count] : mostFrequent(counts, kMostBars))
+    text += (text.empty() ? "" : ", ") + what + " × " + std::to_string(count);
+  return text;
+}
+
+const char* styleOf(Outcome outcome) {
+  switch (severityOf(outcome)) {
+    case Severity::kGood:
+      return "good";
+    case Severity::kNeutral:
+      return "";
+    case Severity::kWarning:
+      return "warning";
+    case Severity::kBad:
+      break;
   }
-  return html;
+  return "bad";
 }
 
-std::string orDash(const std::string& text) {
-  return text.empty() ? "–" : escaped(text);
-}
+/// Model by revision: how many drives of each model run, or ran, each revision.
+struct Matrix {
+  std::map<std::string, std::map<std::string, std::size_t>> models{};
+  std::map<std::string, std::size_t> revisions{};
+  std::map<std::string, std::size_t> sums{};  ///< of the models
 
-struct Tile {
-  const char* label;
-  std::size_t number;
-  const char* style;
+  void add(const DriveState& drive) {
+    const std::string model = drive.name.empty() ? drive.pci.empty() ? "unknown" : drive.pci : drive.name;
+    const std::string revision = drive.revision.empty() ? "unknown" : drive.revision;
+    ++models[model][revision];
+    ++revisions[revision];
+    ++sums[model];
+  }
 };
 
-void writeTiles(std::ostream& out, const Results& results, const ResultSummary& summary) {
-  const std::array<Tile, 6> tiles{{{"documents", results.files.size(), ""},
-                                   {"records", summary.records, ""},
-                                   {"listed", summary.outcomes.at(Outcome::kListed), ""},
-                                   {"success", summary.outcomes.at(Outcome::kSuccess), "good"},
-                                   {"failed", summary.failed(), "bad"},
-                                   {"unreadable documents", results.unreadable.size(), "bad"}}};
-  out << "<ul class=\"tiles\">\n";
-  for (const auto& [label, number, style] : tiles) {
-    out << "<li class=\"" << (number > 0 ? style : "") << "\"><strong>" << number << "</strong> " << label
-        << "</li>\n";
+/// All that the page says in figures.
+struct Totals {
+  std::size_t drives = 0;
+  std::size_t failures = 0;
+  std::map<Outcome, std::size_t> outcomes{};
+  Matrix now{};     ///< drives whose newest revision was read after any update
+  Matrix before{};  ///< drives whose only revision was read before an update
+
+  void add(const DriveState& drive) {
+    ++drives;
+    ++outcomes[drive.outcome];
+    failures += isFailure(drive.outcome) ? 1U : 0U;
+    (drive.isRevisionOld ? before : now).add(drive);
   }
+};
+
+std::string now() {
+  const std::time_t time = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&time, &local);
+  std::array<char, 40> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M %z", &local)};
+}
+
+void writeTiles(std::ostream& out, const Results& results, const Totals& totals, std::size_t servers) {
+  struct Tile {
+    const char* label;
+    std::size_t number;
+    const char* style;
+  };
+  const std::array<Tile, 5> tiles{
+      {{"servers", servers, ""},
+       {"drives", totals.drives, totals.drives == 0 ? "warning" : ""},
+       {"failures", totals.failures, totals.failures > 0 ? "bad" : ""},
+       {"documents", results.files.size(), ""},
+       {"unreadable documents", results.unreadable.size(), results.unreadable.empty() ? "" : "bad"}}};
+  out << "<ul class=\"tiles\">\n";
+  for (const auto& [label, number, style] : tiles)
+    out << "<li class=\"" << style << "\"><strong>" << number << "</strong> " << label << "</li>\n";
   out << "</ul>\n";
 }
 
@@ -61,111 +121,164 @@ void writeTiles(std::ostream& out, const Results& results, const ResultSummary& 
 /// read.
 void writeBar(std::ostream& out, const std::string& label, std::size_t number, std::size_t whole,
               const char* style) {
-  out << R"(<div class="bar )" << style << R"("><span class="label">)" << orDash(label)
+  out << R"(<div class="bar )" << style << R"("><span class="label">)" << htmlText(label)
       << R"(</span><span class="track"><span class="fill" style="width:)"
       << (whole == 0 ? 0 : (number * 100 + whole / 2) / whole) << R"(%"></span></span><span class="number">)"
       << number << "</span></div>\n";
 }
 
-/// More bars than these are summed up in a last one.
-constexpr std::size_t kBars = 12;
+void writeRevisionBars(std::ostream& out, const Matrix& matrix, const char* id, const char* title) {
+  std::size_t whole = 0;
+  for (const auto& [revision, count] : matrix.revisions) whole += count;
+  if (whole == 0) return;
+  out << "<section aria-labelledby=\"" << id << "\"><h2 id=\"" << id << "\">" << title << "</h2>\n";
+  for (const auto& [revision, count] : mostFrequent(matrix.revisions, kMostBars))
+    writeBar(out, revision, count, whole, "");
+  out << "</section>\n";
+}
 
-void writeCharts(std::ostream& out, const ResultSummary& summary) {
-  const std::size_t known = summary.records - summary.failed();
+void writeCharts(std::ostream& out, const Totals& totals) {
+  if (totals.drives == 0) return;
   out << "<div class=\"charts\">\n<section aria-labelledby=\"outcomes\"><h2 id=\"outcomes\">Outcomes</h2>\n";
-  writeBar(out, "listed", summary.outcomes.at(Outcome::kListed), summary.records, "");
-  writeBar(out, "success", summary.outcomes.at(Outcome::kSuccess), summary.records, "good");
-  writeBar(out, "failed", summary.failed(), summary.records, "bad");
-  out << "</section>\n<section aria-labelledby=\"revisions\"><h2 id=\"revisions\">Firmware revisions</h2>\n";
-  std::size_t others = 0;
-  for (std::size_t i = 0; i < summary.revisions.size(); ++i) {
-    const auto& [revision, count] = summary.revisions[i];
-    if (i < kBars) {
-      writeBar(out, revision, count, known, "");
-    } else {
-      others += count;
-    }
-  }
-  if (others > 0) writeBar(out, "others", others, known, "");
-  if (summary.revisions.empty()) out << "<p>No drive told its revision.</p>\n";
-  out << "</section>\n</div>\n";
+  for (const auto& [outcome, count] : totals.outcomes)
+    writeBar(out, outcomeName(outcome), count, totals.drives, styleOf(outcome));
+  out << "</section>\n";
+  writeRevisionBars(out, totals.now, "revisions", "Running revisions");
+  writeRevisionBars(out, totals.before, "revisions-before",
+                    "Revisions before an update, the new ones unknown");
+  out << "</div>\n";
 }
 
-void writeNotes(std::ostream& out, const Results& results, const ResultSummary& summary) {
-  for (const UnreadableFile& file : results.unreadable) {
-    // The first line says it all; what may follow shows the place, character below character.
-    const std::size_t end = file.problem.find('\n');
-    out << "<div class=\"note bad\"><p><strong>" << escaped(file.source)
-        << "</strong>: " << escaped(file.problem.substr(0, end)) << "</p>";
-    if (end != std::string::npos) {
-      std::istringstream place(file.problem.substr(end + 1));
-      out << "<pre>";
-      for (std::string line; std::getline(place, line);) out << escaped(line) << '\n';
-      out << "</pre>";
+void writeMatrix(std::ostream& out, const Matrix& matrix, const char* title) {
+  if (matrix.models.empty()) return;
+  const Counts revisions = mostFrequent(matrix.revisions, kMostRevisions);
+  out << "<section class=\"matrix\"><h2>" << title << "</h2>\n<div class=\"wide\"><table>\n"
+      << "<thead><tr><th scope=\"col\">Model</th>";
+  for (const auto& [revision, count] : revisions)
+    out << "<th scope=\"col\">" << htmlText(revision) << "</th>";
+  out << "<th scope=\"col\">all</th></tr></thead>\n<tbody>\n";
+  for (const auto& [model, sum] : mostFrequent(matrix.sums, kMostModels)) {
+    out << "<tr><th scope=\"row\">" << htmlText(model) << "</th>";
+    const auto counts = matrix.models.find(model);
+    std::size_t left = sum;
+    for (const auto& [revision, total] : revisions) {
+      // What is summed up has no figures of its own: the last column takes what the others leave.
+      const bool isSummedUp = counts == matrix.models.end();
+      const auto count =
+          isSummedUp ? std::map<std::string, std::size_t>::const_iterator{} : counts->second.find(revision);
+      const bool isKnown = !isSummedUp && count != counts->second.end();
+      const bool isOthers = revision == "others" && !isSummedUp && !isKnown;
+      const std::size_t number = isKnown ? count->second : isOthers ? left : 0;
+      left -= number;
+      out << "<td>";
+      if (number > 0) out << number;
+      out << "</td>";
     }
-    out << "</div>\n";
+    out << "<td>" << sum << "</td></tr>\n";
   }
+  out << "</tbody>\n</table></div></section>\n";
+}
+
+std::string documentsText(const Server& server) {
+  std::map<std::string, std::size_t> kinds;
+  for (const ResultFile* file : server.documents) ++kinds[kindName(file->document.kind)];
+  return listText(kinds);
+}
+
+DataTable serverTable(const std::vector<Server>& servers) {
+  DataTable table("servers", "Servers", "servers",
+                  {{"Server", 18},
+                   {"Drives", 7},
+                   {"Failures", 8},
+                   {"Outcomes", 20},
+                   {"Running revisions", 20},
+                   {"Revisions before an update", 15},
+                   {"Documents", 12}});
+  for (const Server& server : servers) {
+    Totals totals;
+    for (const DriveState& drive : server.drives) totals.add(drive);
+    table.add({server.name, std::to_string(totals.drives), std::to_string(totals.failures),
+               totals.drives == 0 ? "no drives" : outcomesText(totals.outcomes),
+               listText(totals.now.revisions), listText(totals.before.revisions), documentsText(server)},
+              totals.failures > 0  ? "bad"
+              : totals.drives == 0 ? "warning"
+                                   : "");
+  }
+  return table;
+}
+
+DataTable driveTable(const std::vector<Server>& servers) {
+  DataTable table("drives", "Drives", "drives",
+                  {{"Server", 11},
+                   {"Outcome", 8},
+                   {"Revision", 10},
+                   {"Model", 17},
+                   {"Serial number", 15},
+                   {"PCI ids", 12},
+                   {"Message", 14},
+                   {"Document", 9},
+                   {"#", 4}});
+  table.offerChoice(1);
+  for (const bool failures : {true, false}) {  // what failed comes first
+    for (const Server& server : servers) {
+      for (const DriveState& drive : server.drives) {
+        if (isFailure(drive.outcome) != failures) continue;
+        const bool isOld = drive.isRevisionOld && !drive.revision.empty();
+        table.add(
+            {server.name, outcomeName(drive.outcome), drive.revision + (isOld ? " before the update" : ""),
+             drive.isIdentified ? drive.name : "not identified", drive.serial, drive.pci, drive.message,
+             drive.file->source, std::to_string(drive.position)},
+            styleOf(drive.outcome));
+      }
+    }
+  }
+  return table;
+}
+
+DataTable remarkTable(const Results& results) {
+  DataTable table("remarks", "Remarks", "remarks", {{"Document", 30}, {"Remark", 70}});
+  for (const auto& [source, problem] : results.unreadable)
+    table.add({source, problem.substr(0, problem.find('\n'))}, "bad");
   for (const ResultFile& file : results.files) {
+    if (file.document.records.empty()) table.add({file.source, kNoDrives}, "warning");
     if (!file.notWellFormed.empty())
-      out << "<div class=\"note\"><p><strong>" << escaped(file.source)
-          << "</strong>: " << escaped(file.notWellFormed)
-          << "; read all the same, by the form in which nvmepcissd writes</p></div>\n";
+      table.add({file.source, file.notWellFormed + "; " + kReadByForm}, "warning");
+    if (file.document.rebootRequired) table.add({file.source, "a reboot is required"}, "");
   }
-  for (const std::string& source : summary.reboots) {
-    out << "<div class=\"note\"><strong>" << escaped(source) << "</strong>: a reboot is required</div>\n";
-  }
-  const auto isUpdate = [](const ResultFile& file) { return file.document.kind == DocumentKind::kUpdate; };
-  if (std::any_of(results.files.begin(), results.files.end(), isUpdate)) {
-    out << "<div class=\"note\">Revisions in update documents were read before flashing; take an inventory for the new "
-           "ones.</div>\n";
-  }
+  return table;
 }
 
-void writeTable(std::ostream& out, const std::vector<ResultRow>& rows) {
-  constexpr std::array<const char*, 8> kTitles{"Document",      "#",       "Outcome", "Revision", "Name",
-                                               "Serial number", "PCI ids", "Message"};
-  out << "<div class=\"controls\"><label>Filter <input id=\"filter\" type=\"search\" autocomplete=\"off\"></label>\n"
-         "<label>Outcome <select id=\"outcome\"><option value=\"\">all</option><option value=\"listed\">listed</option>"
-         "<option value=\"success\">success</option><option value=\"failed\">failed</option></select></label>\n"
-         "<output id=\"shown\"></output></div>\n<table id=\"records\">\n<thead><tr>";
-  for (const char* const title : kTitles)
-    out << R"(<th scope="col"><button type="button">)" << title << "</button></th>";
-  out << "</tr></thead>\n<tbody>\n";
-  for (const ResultRow& row : rows) {
-    const Record& record = *row.record;
-    const std::array<std::string, kTitles.size()> cells{row.file->source,
-                                                        std::to_string(row.position),
-                                                        outcomeName(record.outcome),
-                                                        record.revision,
-                                                        record.name,
-                                                        std::string(record.serialNumber()),
-                                                        record.pciText(),
-                                                        record.message};
-    out << "<tr class=\"" << outcomeName(record.outcome) << "\">";
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      out << "<td data-title=\"" << kTitles.at(i) << "\">" << orDash(cells.at(i)) << "</td>";
-    }
-    out << "</tr>\n";
-  }
-  out << "</tbody>\n</table>\n";
+void writeHead(std::ostream& out) {
+  out << kReportStart
+      << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; "
+         "script-src 'unsafe-inline'\">\n"
+         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+         "<meta name=\"color-scheme\" content=\"light dark\">\n<title>NVMe firmware report</title>\n<style>\n"
+      << kReportStyle << "</style>\n</head>\n<body>\n<header><h1>NVMe firmware report</h1>\n<p>Written "
+      << htmlText(now()) << " on " << htmlText(hostName()) << "</p></header>\n<main>\n";
 }
 
 }  // namespace
 
 void writeReport(std::ostream& out, const Results& results) {
-  const ResultSummary summary = summarize(results);
-  out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; "
-         "script-src 'unsafe-inline'\">\n"
-         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-         "<meta name=\"color-scheme\" content=\"light dark\">\n<title>NVMe firmware report</title>\n<style>\n"
-      << kReportStyle
-      << "</style>\n</head>\n<body>\n<header><h1>NVMe firmware report</h1></header>\n<main>\n";
-  writeTiles(out, results, summary);
-  writeCharts(out, summary);
-  writeNotes(out, results, summary);
-  writeTable(out, rowsOf(results));
-  out << "</main>\n<script>\n" << kReportScript << "</script>\n</body>\n</html>\n";
+  const std::vector<Server> servers = serversOf(results);
+  Totals totals;
+  for (const Server& server : servers) {
+    for (const DriveState& drive : server.drives) totals.add(drive);
+  }
+  writeHead(out);
+  writeTiles(out, results, totals, servers.size());
+  if (totals.drives == 0) out << "<p class=\"note warning\">There are " << kNoDrives << ".</p>\n";
+  writeCharts(out, totals);
+  if (totals.before.models.size() > 0) out << "<p class=\"note\">" << kRevisionsBefore << "</p>\n";
+  if (const DataTable remarks = remarkTable(results); remarks.rows() > 0) remarks.write(out);
+  writeMatrix(out, totals.now, "Models by running revision");
+  writeMatrix(out, totals.before, "Models by revision before an update");
+  serverTable(servers).write(out);
+  if (const DataTable drives = driveTable(servers); drives.rows() > 0) drives.write(out);
+  out << "</main>\n<dialog id=\"details\"><form method=\"dialog\"><button>Close</button></form><dl></dl></dialog>\n"
+         "<script>\n"
+      << kReportScript << "</script>\n</body>\n</html>\n";
 }
 
 }  // namespace tool

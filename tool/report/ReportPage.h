@@ -1,13 +1,20 @@
 #pragma once
 
 #include <iosfwd>
+#include <string_view>
 
 #include "Results.h"
 
 namespace tool {
 
-/// One self-contained HTML page: summary, charts of outcomes and revisions, and a table that can be sorted
-/// and filtered. It loads nothing, shows everything without scripts too, and escapes every value.
+/// What every page begins with, by which a page of this program is known.
+inline constexpr std::string_view kReportStart =
+    "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    "<meta name=\"generator\" content=\"nvmepcissd-tool\">\n";
+
+/// One self-contained HTML page about the drives of all servers: totals, charts, models by revision, and
+/// tables of servers, drives and remarks that can be sorted and filtered. It loads nothing and escapes every
+/// value. Without scripts it shows the first rows of each table, and says so when there are more.
 void writeReport(std::ostream& out, const Results& results);
 
 }  // namespace tool

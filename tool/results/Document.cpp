@@ -1,6 +1,35 @@
 #include "Document.h"
 
+#include <array>
+
 namespace tool {
+
+namespace {
+
+struct Word {
+  const char* name;
+  Severity severity;
+};
+
+/// In the order of the enumeration.
+constexpr std::array<Word, 14> kWords{{{"listed", Severity::kNeutral},
+                                       {"success", Severity::kGood},
+                                       {"failed", Severity::kBad},
+                                       {"updated", Severity::kGood},
+                                       {"staged", Severity::kGood},
+                                       {"current", Severity::kGood},
+                                       {"unchanged", Severity::kWarning},
+                                       {"stale", Severity::kBad},
+                                       {"missing", Severity::kBad},
+                                       {"untouched", Severity::kWarning},
+                                       {"undecided", Severity::kWarning},
+                                       {"flash", Severity::kNeutral},
+                                       {"refused", Severity::kWarning},
+                                       {"unhealthy", Severity::kWarning}}};
+
+static_assert(kWords.size() == static_cast<std::size_t>(Outcome::kUnhealthy) + 1);
+
+}  // namespace
 
 std::string_view Record::serialNumber() const {
   constexpr std::string_view kLabel = "Serial Number: ";
@@ -13,27 +42,51 @@ std::string Record::pciText() const {
   return pci.vendor + ":" + pci.device + " " + pci.subVendor + ":" + pci.subDevice;
 }
 
-std::string_view Record::trimmedRevision() const {
-  const std::string_view text = revision;
+std::string_view Record::latestRevision() const {
+  const std::string_view text = newRevision.empty() ? revision : newRevision;
   const std::size_t start = text.find_first_not_of(' ');
   if (start == std::string_view::npos) return {};
   return text.substr(start, text.find_last_not_of(' ') + 1 - start);
 }
 
 const char* kindName(DocumentKind kind) {
-  return kind == DocumentKind::kInventory ? "inventory" : "update";
+  switch (kind) {
+    case DocumentKind::kInventory:
+      return "inventory";
+    case DocumentKind::kUpdate:
+      return "update";
+    case DocumentKind::kVerdict:
+      break;
+  }
+  return "verdict";
 }
 
 const char* outcomeName(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::kListed:
-      return "listed";
-    case Outcome::kSuccess:
-      return "success";
-    case Outcome::kFailed:
-      break;
+  return kWords.at(static_cast<std::size_t>(outcome)).name;
+}
+
+std::optional<Outcome> outcomeNamed(std::string_view name) {
+  for (const Outcome outcome : allOutcomes()) {
+    if (name == outcomeName(outcome)) return outcome;
   }
-  return "failed";
+  return std::nullopt;
+}
+
+Severity severityOf(Outcome outcome) {
+  return kWords.at(static_cast<std::size_t>(outcome)).severity;
+}
+
+bool isFailure(Outcome outcome) {
+  return severityOf(outcome) == Severity::kBad;
+}
+
+std::span<const Outcome> allOutcomes() {
+  static const auto kAll = [] {
+    std::array<Outcome, kWords.size()> all{};
+    for (std::size_t i = 0; i < all.size(); ++i) all.at(i) = static_cast<Outcome>(i);
+    return all;
+  }();
+  return kAll;
 }
 
 }  // namespace tool

@@ -2,20 +2,37 @@
 
 #pragma once
 
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tool {
 
-enum class DocumentKind { kInventory, kUpdate };
+enum class DocumentKind { kInventory, kUpdate, kVerdict };
 
-/// What a document says about one record.
+/// What a document says about one record. An inventory or update document knows the first three only; a
+/// verdict has compared documents, and knows more.
 enum class Outcome {
-  kListed,   ///< it stands there and has no status, as every drive of an inventory
-  kSuccess,  ///< its status is a success. That does not prove that the drive runs new firmware
-  kFailed,   ///< its status is a failure
+  kListed,     ///< it stands there without a status, as every drive of an inventory
+  kSuccess,    ///< its status is a success. That does not prove that the drive runs new firmware
+  kFailed,     ///< its status is a failure
+  kUpdated,    ///< the running revision changed
+  kStaged,     ///< the drive took the firmware and runs it after a reset
+  kCurrent,    ///< it ran the wanted revision before
+  kUnchanged,  ///< reported as a success, the revision is as before
+  kStale,      ///< reset since it was staged, and the old revision still runs
+  kMissing,    ///< there before the update, not after it
+  kUntouched,  ///< nothing was flashed
+  kUndecided,  ///< nobody can tell
+  kFlash,      ///< an update would flash it
+  kRefused,    ///< policy or the drive's state keep it from being flashed
+  kUnhealthy,  ///< critical warning, or an update in progress
 };
+
+/// What an outcome means for whoever is responsible for the drive.
+enum class Severity { kGood, kNeutral, kWarning, kBad };
 
 /// PCI ids as the document has them: hexadecimal, without leading zeros. All empty when it has none.
 struct PciIds {
@@ -27,8 +44,8 @@ struct PciIds {
   bool operator==(const PciIds&) const = default;
 };
 
-/// One drive or package component. A text that the document does not have is empty. A failed record of a
-/// document by nvmepcissd has nothing but its message: the document does not say which drive it is.
+/// One drive or package component. A text that the document does not have is empty. A failed record of an
+/// inventory or update document has nothing but its message: the document does not say which drive it is.
 struct Record {
   Outcome outcome = Outcome::kListed;
   std::string componentId{};
@@ -36,7 +53,9 @@ struct Record {
   std::string name{};
   std::string enumId{};  ///< for a drive, its serial number with a label before it
   std::string componentType{};
-  std::string revision{};  ///< with the blanks that pad it. In an update, what the drive ran before
+  std::string
+      revision{};  ///< with the blanks that pad it. In an update and a verdict, what the drive ran before
+  std::string newRevision{};  ///< in a verdict, what the drive runs after the update
   int messageId = 0;
   std::string message{};
 
@@ -46,23 +65,35 @@ struct Record {
   /// As "vendor:device subvendor:subdevice"; empty without any.
   std::string pciText() const;
 
-  /// The revision without the blanks around it. Points into the record.
-  std::string_view trimmedRevision() const;
+  /// The new revision where there is one, else the other, without the blanks around it. Points into the
+  /// record.
+  std::string_view latestRevision() const;
 
   bool operator==(const Record&) const = default;
 };
 
-/// An inventory or update document.
+/// An inventory or update document, or a verdict.
 struct Document {
   DocumentKind kind = DocumentKind::kInventory;
   std::vector<Record> records{};  ///< in document order
   bool rebootRequired = false;    ///< the document holds the reboot element with a 1
 };
 
-/// For a person and for programs: "inventory" or "update".
+/// For a person and for programs: "inventory", "update" or "verdict".
 const char* kindName(DocumentKind kind);
 
-/// For a person and for programs: "listed", "success" or "failed".
+/// For a person and for programs: the one word for an outcome, as "listed", "success" or "failed".
 const char* outcomeName(Outcome outcome);
+
+/// The outcome that `outcomeName` calls `name`; nothing for any other word.
+std::optional<Outcome> outcomeNamed(std::string_view name);
+
+Severity severityOf(Outcome outcome);
+
+/// Failed, missing or stale: the drive has not got what the update was for.
+bool isFailure(Outcome outcome);
+
+/// All outcomes, in the order of the enumeration.
+std::span<const Outcome> allOutcomes();
 
 }  // namespace tool

@@ -11,6 +11,7 @@
 
 #include "LibXml.h"
 #include "Salvage.h"
+#include "Verdict.h"
 #include "XmlErrors.h"
 
 namespace tool {
@@ -104,7 +105,8 @@ Reading readTree(xmlDoc* tree) {
     document.kind = DocumentKind::kUpdate;
   } else if (name != "SVMInventory") {
     return {.problem = "is not a result document: its root element is " + name +
-                       ", not SVMInventory or SVMExecution"};
+                       ", not SVMInventory or SVMExecution",
+            .foreign = true};
   }
   readChildren(root, document);
   return {.document = std::move(document)};
@@ -122,6 +124,8 @@ Reading readByForm(const std::string& content, const std::optional<XmlError>& er
 Reading readDocument(const std::string& content) {
   if (content.empty()) return {.problem = "is empty"};
   if (content.size() > INT_MAX) return {.problem = "is larger than 2 GiB"};
+  const std::size_t start = std::min(content.find_first_not_of(" \t\r\n"), content.size() - 1);
+  if (content[start] == '{' || content[start] == '[') return readVerdict(content);
   const XmlErrors errors;
   const libxml::Owned<xmlDoc> tree(
       xmlReadMemory(content.data(), static_cast<int>(content.size()), nullptr, nullptr, XML_PARSE_NONET));

@@ -15,10 +15,13 @@ struct Reading {
   /// form; empty for a well-formed document. The place, with line and column, leads. Without a document, two
   /// more lines may show the text around the place, with a mark below it.
   std::string problem{};
+
+  bool foreign = false;  ///< there is no document, and `content` is in order: it just is something else
 };
 
-/// Reads the bytes of a result document, in time linear in their number. Nothing that they name is loaded,
-/// and no entity is expanded but the five of XML.
+/// Reads the bytes of an inventory or update document, or of a verdict (see Verdict.h) when they begin with
+/// {, in time linear in their number. Nothing that they name is loaded, and no entity is expanded but the
+/// five of XML.
 Reading readDocument(const std::string& content);
 
 }  // namespace tool

@@ -1,27 +1,35 @@
-// Result documents as text: a table for a person, JSON and CSV for programs.
+// Results as text: sentences for a person, JSON and CSV for programs.
 
 #pragma once
 
 #include <iosfwd>
+#include <string>
+#include <vector>
 
 #include "Results.h"
-#include "Terminal.h"
 
 namespace tool {
 
-/// One line for each document that could not be read.
+/// One line for each document that could not be read, with a second and a third that show the place.
 void complain(std::ostream& out, const Results& results);
 
-/// An aligned table, failed records first, and a summary line. Columns without a value in any row are left
-/// out. Where the columns do not fit the terminal, every record is a block of lines instead. What a terminal
-/// would obey is shown as dots.
-void writeTable(std::ostream& out, const Results& results, const Terminal& terminal);
+/// What all documents come to, as "2 documents, 6 records: 5 success, 1 failed", and a line for whatever else
+/// a reader has to know: documents without drives, documents that are not well-formed. Red when something
+/// failed, yellow for doubts, else green.
+void writeSummary(std::ostream& out, const Results& results, bool colour);
 
-/// One object: the documents with their records, those that could not be read, and the summary's numbers.
-void writeJson(std::ostream& out, const Results& results);
+/// One object: the documents with their records, those that could not be read, and the summary's numbers,
+/// which count all records. `failuresOnly` leaves out the other records.
+void writeJson(std::ostream& out, const Results& results, bool failuresOnly);
 
-/// A header line and one line a record, failed ones first, as in RFC 4180. A text that begins like a formula
-/// of a spreadsheet has a ' before it.
-void writeCsv(std::ostream& out, const Results& results);
+/// A header line and one line a record, as in RFC 4180. A text that begins like a formula of a spreadsheet
+/// has a ' before it.
+void writeCsv(std::ostream& out, const std::vector<ResultRow>& rows);
+
+/// As "3 drives".
+std::string counted(std::size_t count, const std::string& what);
+
+/// As "5 success, 1 failed"; failures are always told, the others where there are any.
+std::string outcomesText(const std::map<Outcome, std::size_t>& outcomes);
 
 }  // namespace tool

@@ -1,9 +1,12 @@
 #include "Results.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -49,20 +52,77 @@ Reading readSource(const std::string& source) {
   }
 }
 
+timespec modificationTime(const std::string& source) {
+  struct stat status {};
+  timespec now{};
+  timespec_get(&now, TIME_UTC);
+  const bool known = source != kStandardInput && stat(source.c_str(), &status) == 0;
+  return known && S_ISREG(status.st_mode) ? status.st_mtim : now;
+}
+
+/// Adds what comes of one source. What was only found in a folder need not be a result document.
+void addSource(Results& results, const std::string& source, bool found) {
+  const std::string name = source == kStandardInput ? "standard input" : source;
+  Reading reading = readSource(source);
+  if (reading.document) {
+    results.files.push_back(
+        {name, *std::move(reading.document), modificationTime(source), std::move(reading.problem)});
+  } else if (found && reading.foreign) {
+    ++results.passedOver;
+  } else {
+    results.unreadable.push_back({name, std::move(reading.problem)});
+  }
+}
+
+void addFolder(Results& results, const std::string& folder) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> found;
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const fs::path extension = entry->path().extension();
+    std::error_code unknown;
+    if ((extension == ".xml" || extension == ".json") && entry->is_regular_file(unknown))
+      found.push_back(entry->path().string());
+  }
+  if (error) results.unreadable.push_back({folder, "cannot be read to its end: " + error.message()});
+  std::sort(found.begin(), found.end());
+  if (found.empty() && !error) results.unreadable.push_back({folder, "holds no .xml and no .json file"});
+  for (const std::string& file : found) addSource(results, file, true);
+}
+
+using Counts = std::unordered_map<std::string_view, std::size_t>;
+
+std::vector<std::pair<std::string, std::size_t>> mostFrequentFirst(const Counts& counts) {
+  std::vector<std::pair<std::string, std::size_t>> sorted(counts.begin(), counts.end());
+  std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
+    return left.second != right.second ? left.second > right.second : left.first < right.first;
+  });
+  return sorted;
+}
+
 }  // namespace
 
 Results readResults(const std::vector<std::string>& sources) {
   Results results;
   for (const std::string& source : sources) {
-    const std::string name = source == kStandardInput ? "standard input" : source;
-    Reading reading = readSource(source);
-    if (reading.document) {
-      results.files.push_back({name, *std::move(reading.document), reading.problem});
+    std::error_code unknown;
+    if (std::filesystem::is_directory(source, unknown)) {
+      addFolder(results, source);
     } else {
-      results.unreadable.push_back({name, reading.problem});
+      addSource(results, source, false);
     }
   }
   return results;
+}
+
+bool isAmong(const Results& results, const std::string& path) {
+  const auto isPath = [&path](const auto& file) {
+    std::error_code unknown;
+    return std::filesystem::equivalent(file.source, path, unknown);
+  };
+  return std::any_of(results.files.begin(), results.files.end(), isPath) ||
+         std::any_of(results.unreadable.begin(), results.unreadable.end(), isPath);
 }
 
 std::vector<ResultRow> rowsOf(const Results& results) {
@@ -72,25 +132,28 @@ std::vector<ResultRow> rowsOf(const Results& results) {
     for (std::size_t i = 0; i < records.size(); ++i) rows.push_back({&file, &records[i], i + 1});
   }
   std::stable_partition(rows.begin(), rows.end(),
-                        [](const ResultRow& row) { return row.record->outcome == Outcome::kFailed; });
+                        [](const ResultRow& row) { return isFailure(row.record->outcome); });
   return rows;
 }
 
 ResultSummary summarize(const Results& results) {
-  ResultSummary summary{.outcomes = {{Outcome::kListed, 0}, {Outcome::kSuccess, 0}, {Outcome::kFailed, 0}}};
-  std::unordered_map<std::string_view, std::size_t> revisions;
-  for (const auto& [source, document, notWellFormed] : results.files) {
-    if (document.rebootRequired) summary.reboots.push_back(source);
-    for (const Record& record : document.records) {
+  ResultSummary summary;
+  Counts revisions;
+  Counts oldRevisions;
+  for (const ResultFile& file : results.files) {
+    if (file.document.rebootRequired) summary.reboots.push_back(file.source);
+    if (file.document.records.empty()) summary.empty.push_back(file.source);
+    for (const Record& record : file.document.records) {
       ++summary.records;
       ++summary.outcomes[record.outcome];
-      if (record.outcome != Outcome::kFailed) ++revisions[record.trimmedRevision()];
+      summary.failures += isFailure(record.outcome) ? 1U : 0U;
+      const bool isOld = file.document.kind != DocumentKind::kInventory && record.newRevision.empty();
+      const std::string_view revision = record.latestRevision();
+      if (!revision.empty()) ++(isOld ? oldRevisions : revisions)[revision];
     }
   }
-  summary.revisions.assign(revisions.begin(), revisions.end());
-  std::sort(summary.revisions.begin(), summary.revisions.end(), [](const auto& left, const auto& right) {
-    return left.second != right.second ? left.second > right.second : left.first < right.first;
-  });
+  summary.revisions = mostFrequentFirst(revisions);
+  summary.oldRevisions = mostFrequentFirst(oldRevisions);
   return summary;
 }
 

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <ctime>
 #include <map>
 #include <string>
 #include <utility>
@@ -13,8 +14,9 @@ namespace tool {
 
 /// A document that was read.
 struct ResultFile {
-  std::string source;  ///< as it was named on the command line, or "standard input"
+  std::string source;  ///< as it was named on the command line or found in a folder, or "standard input"
   Document document;
+  timespec modified{};  ///< when the file was last modified; the time of reading for what is no regular file
 
   /// Why it is not well-formed, with line and column; it was read all the same, since the form in which
   /// nvmepcissd writes allows only one reading. Empty for a well-formed document.
@@ -30,11 +32,16 @@ struct UnreadableFile {
 struct Results {
   std::vector<ResultFile> files;
   std::vector<UnreadableFile> unreadable;
+  std::size_t passedOver = 0;  ///< .xml and .json files of folders that are something else, as package.xml
 };
 
-/// Reads every document, "-" from standard input; one that cannot be read does not keep the others from being
-/// shown.
+/// Reads every document, "-" from standard input and all .xml and .json files below a folder, in the order of
+/// their names. One that cannot be read does not keep the others from being shown. Links to folders are not
+/// followed.
 Results readResults(const std::vector<std::string>& sources);
+
+/// True when a file that was read, or tried, is the one at `path`, by whatever name.
+bool isAmong(const Results& results, const std::string& path);
 
 /// A record and where it comes from.
 struct ResultRow {
@@ -49,15 +56,29 @@ std::vector<ResultRow> rowsOf(const Results& results);
 /// What all documents come to.
 struct ResultSummary {
   std::size_t records = 0;
-  std::map<Outcome, std::size_t> outcomes{};  ///< all three, zeros included
+  std::map<Outcome, std::size_t> outcomes{};  ///< without zeros
+  std::size_t failures = 0;                   ///< records whose outcome is a failure
 
-  /// Of the records that did not fail, without blanks around them, most frequent first.
+  /// Of the records that tell one, without blanks around it, most frequent first. Old ones, which an update or
+  /// a verdict has from before, are never counted with the others.
   std::vector<std::pair<std::string, std::size_t>> revisions{};
+  std::vector<std::pair<std::string, std::size_t>> oldRevisions{};
   std::vector<std::string> reboots{};  ///< the documents that ask for one
-
-  std::size_t failed() const { return outcomes.at(Outcome::kFailed); }
+  std::vector<std::string> empty{};    ///< the documents without a record
 };
 
 ResultSummary summarize(const Results& results);
+
+/// What is said of a document without a record, wherever it is said.
+inline constexpr char kNoDrives[] =
+    "no drives; nobody can tell why: a server without drives, a missing drive library and a failed discovery look the "
+    "same";
+
+/// What is said of a document that is not well-formed and was read all the same.
+inline constexpr char kReadByForm[] = "read all the same, by the form in which nvmepcissd writes";
+
+/// What is said of update documents.
+inline constexpr char kRevisionsBefore[] =
+    "Revisions in update documents were read before flashing; take an inventory for the new ones.";
 
 }  // namespace tool

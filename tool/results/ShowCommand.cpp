@@ -8,7 +8,7 @@
 
 #include "ResultText.h"
 #include "Results.h"
-#include "Terminal.h"
+#include "Table.h"
 
 namespace tool {
 
@@ -16,32 +16,69 @@ namespace {
 
 struct Options {
   std::vector<std::string> documents;
+  std::vector<std::string> columns;
+  std::string sort;
   bool json = false;
   bool csv = false;
+  bool full = false;
+  bool failuresOnly = false;
+  bool failOnFailed = false;
 };
+
+void writeTableAndSummary(const Results& results, const std::vector<ResultRow>& rows,
+                          const Options& options) {
+  const Terminal terminal = standardOutputTerminal();
+  writeTable(std::cout, rows, {.terminal = terminal, .columns = options.columns, .full = options.full});
+  if (!rows.empty()) std::cout << '\n';
+  writeSummary(std::cout, results, terminal.colour);
+}
 
 int show(const Options& options) {
   const Results results = readResults(options.documents);
   complain(std::cerr, results);
+  std::vector<ResultRow> rows = rowsOf(results);
+  if (options.failuresOnly)
+    std::erase_if(rows, [](const ResultRow& row) { return !isFailure(row.record->outcome); });
+  if (!options.sort.empty()) sortBy(options.sort, rows);
   if (options.json) {
-    writeJson(std::cout, results);
+    writeJson(std::cout, results, options.failuresOnly);
   } else if (options.csv) {
-    writeCsv(std::cout, results);
+    writeCsv(std::cout, rows);
   } else {
-    writeTable(std::cout, results, standardOutputTerminal());
+    writeTableAndSummary(results, rows, options);
   }
-  return results.unreadable.empty() ? kClean : kFindings;
+  const bool isFailed = options.failOnFailed && summarize(results).failures > 0;
+  return results.unreadable.empty() && !isFailed ? kClean : kFindings;
 }
 
 }  // namespace
 
 void addShowCommand(CLI::App& app, Action& action) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("show", "Show inventory and update documents as a table");
-  command->footer("Exit status: 0 all documents read, 1 one could not be read, 2 usage.");
-  command->add_option("DOCUMENT", options->documents, "Result documents, - for standard input")->required();
+  const std::vector<std::string> names(columnNames().begin(), columnNames().end());
+  CLI::App* const command = app.add_subcommand("show", "Show inventories, updates and verdicts as a table");
+  command->footer(
+      "Exit status: 0 all documents read, 1 one could not be read or --fail-on-failed found a failure, 2 usage.");
+  command
+      ->add_option("DOCUMENT", options->documents,
+                   "Documents, verdicts, folders that hold them, - for standard input")
+      ->required();
   CLI::Option* const json = command->add_flag("--json", options->json, "Write JSON");
-  command->add_flag("--csv", options->csv, "Write CSV")->excludes(json);
+  CLI::Option* const csv = command->add_flag("--csv", options->csv, "Write CSV")->excludes(json);
+  command->add_option("--columns", options->columns, "Show these columns, separated by commas")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember(names))
+      ->excludes(json)
+      ->excludes(csv);
+  command->add_option("--sort", options->sort, "Sort by this column, instead of failures first")
+      ->check(CLI::IsMember(names))
+      ->excludes(json);
+  command->add_flag("--full", options->full, "Shorten nothing to fit the terminal")
+      ->excludes(json)
+      ->excludes(csv);
+  command->add_flag("--failed", options->failuresOnly, "Show failed, missing and stale records only");
+  command->add_flag("--fail-on-failed", options->failOnFailed, "End with 1 when there is such a record");
   command->callback([options, &action] { action = [options] { return show(*options); }; });
 }
 

@@ -1,8 +1,11 @@
 #include "TerminalText.h"
 
+#include <algorithm>
 #include <clocale>
 #include <cwchar>
 #include <functional>
+#include <utility>
+#include <vector>
 
 namespace tool {
 
@@ -51,9 +54,15 @@ void forEachCharacter(std::string_view text, const std::function<void(std::strin
   }
 }
 
+/// Nearly every text is: no locale has to be set up for it.
+bool isPrintableAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 }  // namespace
 
 std::string forTerminal(std::string_view text) {
+  if (isPrintableAscii(text)) return std::string(text);
   std::string shown;
   forEachCharacter(text, [&shown](std::string_view character, int columns) {
     shown += columns < 0 ? std::string_view(".") : character;
@@ -62,11 +71,32 @@ std::string forTerminal(std::string_view text) {
 }
 
 std::size_t terminalWidth(std::string_view text) {
+  if (isPrintableAscii(text)) return text.size();
   std::size_t width = 0;
   forEachCharacter(text, [&width](std::string_view, int columns) {
     width += columns < 0 ? 1U : static_cast<std::size_t>(columns);
   });
   return width;
+}
+
+std::string shortened(std::string_view text, std::size_t width, Shorten end) {
+  constexpr std::string_view kDots = "...";
+  if (terminalWidth(text) <= width) return std::string(text);
+  if (width <= kDots.size()) return std::string(width, '.');
+  std::vector<std::pair<std::string_view, std::size_t>> characters;
+  forEachCharacter(text, [&characters](std::string_view character, int columns) {
+    characters.emplace_back(character, columns < 0 ? 1U : static_cast<std::size_t>(columns));
+  });
+  if (end == Shorten::kFront) std::reverse(characters.begin(), characters.end());
+  std::size_t left = width - kDots.size();
+  std::size_t bytes = 0;
+  for (const auto& [character, columns] : characters) {
+    if (columns > left) break;
+    left -= columns;
+    bytes += character.size();
+  }
+  return end == Shorten::kFront ? std::string(kDots) + std::string(text.substr(text.size() - bytes))
+                                : std::string(text.substr(0, bytes)) + std::string(kDots);
 }
 
 }  // namespace tool

@@ -13,4 +13,11 @@ std::string forTerminal(std::string_view text);
 /// How many columns a text from `forTerminal` takes there: an ideograph two, a combining accent none.
 std::size_t terminalWidth(std::string_view text);
 
+/// Which end of a text gives way.
+enum class Shorten { kFront, kBack };
+
+/// A text from `forTerminal` in at most `width` columns, with "..." in place of what had to go. Without room
+/// for that, as many dots as there are columns.
+std::string shortened(std::string_view text, std::size_t width, Shorten end);
+
 }  // namespace tool

@@ -73,28 +73,29 @@ TEST_F(Tool, HelpIsThereForEverySubcommand) {
   EXPECT_THAT(run("--version").output, testing::MatchesRegex("nvmepcissd-tool [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
-/// The simulator's folder is no package: this leaves out what it lacks and what it is.
-constexpr char kOnlyTraps[] =
-    "check --ignore simulator-part --ignore owner --ignore parent-writable --ignore support-library --ignore "
-    "payload-text --ignore executable-missing --ignore rollback-missing ";
+TEST_F(Tool, AnUnknownSubcommandIsNamedBesideThoseThereAre) {
+  EXPECT_THAT(run("burn -o x").complaints, StartsWith("\"burn\" is no subcommand; there are check, "));
+  EXPECT_THAT(run("show --columns colour a").complaints, HasSubstr("colour"));
+}
 
 TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
   std::filesystem::copy(SIMULATOR_FOLDER, "component", std::filesystem::copy_options::recursive);
   ASSERT_EQ(std::system("chmod -R go-w component && chmod 755 component/fwkitinstall.sh"), 0);
-  const Outcome outcome = run(std::string(kOnlyTraps) + "component");
+  const Outcome outcome = run("check component");
   EXPECT_EQ(outcome.exitStatus, 1);
   EXPECT_EQ(
       outcome.output,
-      "component/package.xml:68: warning: deviceID=\"0a54\" has a leading zero [pciinfo-id-short]\n"
-      "    at run time: drives give their ids without leading zeros and entries have four digits: the "
-      "drive's display stays empty\n"
-      "    to fix: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can "
-      "name the drive: remove this one\n"
-      "1 warning\n");
-  const nlohmann::json json = nlohmann::json::parse(run(std::string(kOnlyTraps) + "--json component").output);
-  ASSERT_EQ(json["findings"].size(), 1U);
-  EXPECT_EQ(json["findings"][0]["file"], "component/package.xml");
-  EXPECT_EQ(json["findings"][0]["line"], 68);
+      "component/package.xml:68: deviceID=\"0a54\" has a leading zero\n"
+      "    at run time: a drive's id is up to four hexadecimal digits without leading zeros, so the name is "
+      "never found and the drive's display stays empty\n"
+      "    to fix: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can name "
+      "the drive: keep this one if the package ships the libnvme.so that comes with nvmepcissd, which compares ids "
+      "as numbers and lists no other drives, else remove it\n"
+      "1 finding\n");
+  const nlohmann::json json = nlohmann::json::parse(run("check --json component").output);
+  ASSERT_EQ(json.size(), 1U);
+  EXPECT_EQ(json[0]["file"], "component/package.xml");
+  EXPECT_EQ(json[0]["line"], 68);
 }
 
 TEST_F(Tool, ACleanFolderEndsWithZeroAndIsLeftAsItWas) {
@@ -102,7 +103,7 @@ TEST_F(Tool, ACleanFolderEndsWithZeroAndIsLeftAsItWas) {
   ASSERT_EQ(std::system("sed -i 's/\"0a54\"/\"1a54\"/' component/package.xml && chmod -R go-w component && "
                         "chmod 755 component/fwkitinstall.sh && ls -lR component >before.txt"),
             0);
-  const Outcome outcome = run(std::string(kOnlyTraps) + "component");
+  const Outcome outcome = run("check component");
   EXPECT_EQ(outcome.exitStatus, 0);
   EXPECT_EQ(outcome.output, "no findings\n");
   EXPECT_EQ(std::system("ls -lR component | cmp - before.txt"), 0);
@@ -122,19 +123,34 @@ TEST_F(Tool, ShowEndsWithOneWhenADocumentCannotBeRead) {
 
 TEST_F(Tool, ShowFitsTheTerminal) {
   if (!hasTerminals()) GTEST_SKIP() << kNoTerminals;
+  writeFile("a-file-with-a-name-that-takes-up-the-better-part-of-a-line-and-more.xml", kInventory);
+  const std::string show = "; " TOOL_EXECUTABLE " show *.xml ";
+  EXPECT_THAT(onTerminal("stty cols 120" + show), HasSubstr(" 1  listed   R1"));
+  EXPECT_THAT(onTerminal("stty cols 80" + show),
+              HasSubstr("...the-better-part-of-a-line-and-more.xml  1  listed"));
+  EXPECT_THAT(onTerminal("stty cols 80" + show + "--full"), HasSubstr("a-file-with-a-name-that"));
+}
+
+TEST_F(Tool, ShowTellsAFailedRecordOnRequest) {
   writeFile("good.xml", kInventory);
-  const std::string show = "; " TOOL_EXECUTABLE " show good.xml";
-  EXPECT_THAT(onTerminal("stty cols 80" + show), HasSubstr("good.xml  1  listed   R1"));
-  EXPECT_THAT(onTerminal("stty cols 30" + show), HasSubstr("REVISION   R1"));
+  writeFile(
+      "failed.xml",
+      R"(<SVMExecution><SPStatus result="false"><Message id="7">No</Message></SPStatus></SVMExecution>)");
+  EXPECT_EQ(run("show good.xml failed.xml").exitStatus, 0);
+  EXPECT_EQ(run("show --fail-on-failed good.xml").exitStatus, 0);
+  const Outcome outcome =
+      run("show --failed --fail-on-failed --columns message,document good.xml failed.xml");
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_THAT(outcome.output,
+              StartsWith("MESSAGE  DOCUMENT\nNo       failed.xml\n\n2 documents, 2 records: "));
 }
 
 TEST_F(Tool, NamesOfFilesAreNotObeyedByTerminals) {
   std::filesystem::create_directory("component");
   writeFile("component/a\033[31mb", "x");
   ASSERT_EQ(std::system("chmod -R 777 component"), 0);
-  EXPECT_THAT(
-      run("check component").output,
-      AllOf(HasSubstr("component/a.[31mb: error: may be written by everybody"), Not(HasSubstr("\033"))));
+  EXPECT_THAT(run("check component").output,
+              AllOf(HasSubstr("component/a.[31mb: may be written by everybody"), Not(HasSubstr("\033"))));
   EXPECT_THAT(run("show \"$(printf 'a\\033[31mb')\"").complaints, StartsWith("a.[31mb: cannot be read: "));
 }
 
@@ -164,8 +180,28 @@ TEST_F(Tool, ReportWritesThePage) {
   EXPECT_EQ(outcome.exitStatus, 0);
   EXPECT_THAT(outcome.output, IsEmpty());
   EXPECT_THAT(readFile("page.html"), AllOf(StartsWith("<!DOCTYPE html>"), HasSubstr("</html>\n")));
+  EXPECT_EQ(run("report good.xml -o page.html").exitStatus, 0) << "its own page is replaced";
   EXPECT_EQ(run("report good.xml -o missing/page.html").exitStatus, 1);
   EXPECT_EQ(run("report good.xml -o /dev/full").exitStatus, 1);
+  EXPECT_THAT(run("report good.xml -o -").output, StartsWith("<!DOCTYPE html>"));
+}
+
+TEST_F(Tool, ReportReplacesNothingButItsOwnPages) {
+  writeFile("good.xml", kInventory);
+  writeFile("notes.txt", "mine");
+  writeFile("empty", "");
+  std::filesystem::create_directory("folder");
+  for (const char* const other : {"notes.txt", "empty", "folder", "good.xml", "./folder/../good.xml"}) {
+    const Outcome outcome = run("report good.xml -o " + std::string(other));
+    EXPECT_EQ(outcome.exitStatus, 1) << other;
+    EXPECT_THAT(outcome.complaints, HasSubstr(": cannot be written: ")) << other;
+  }
+  EXPECT_EQ(readFile("notes.txt"), "mine");
+  EXPECT_EQ(readFile("good.xml"), kInventory);
+  // A page of its own that is among what it was told to read.
+  ASSERT_EQ(run("report good.xml -o page.xml").exitStatus, 0);
+  EXPECT_THAT(run("report good.xml page.xml -o page.xml").complaints,
+              HasSubstr("cannot be written: is one of the documents"));
 }
 
 TEST_F(Tool, OutputThatCannotBeWrittenIsAFailure) {

@@ -42,7 +42,7 @@ State stateOf(const CCommandLineParser& parser) {
 enum Answer { kGoesOn, kGoesOnWithUsage, kRefusedWithUsage };
 
 struct CommandLine {
-  std::vector<std::string> words;  ///< behind the program's name
+  std::vector<std::string> words;  ///< after the program's name
   Answer answer;
   State state;
 };
@@ -64,7 +64,7 @@ const CommandLine kCommandLines[] = {
     {{"-u", "-o", "out.xml", "-f", "-d", "my.log", "-i"},
      kGoesOn,
      {.inventory = true, .update = true, .force = true, .debug = true, .output = "out.xml", .log = "my.log"}},
-    // a value after -o is taken whatever it is, one after -d unless it begins with a dash
+    // -o takes any word as its value, -d only one that does not begin with a dash
     {{"-o", "-i"}, kGoesOn, {.output = "-i"}},
     {{"-o", "-o"}, kGoesOn, {.output = "-o"}},
     {{"-o", "-h", "-i"}, kGoesOn, {.inventory = true, .output = "-h"}},
@@ -124,7 +124,7 @@ const CommandLine kCommandLines[] = {
 
 class CommandLineParser : public testing::Test {
  protected:
-  /// Parses the words behind a program name and keeps what was printed.
+  /// Parses the words after a program name and keeps what was printed.
   bool parse(std::vector<std::string> words) {
     std::string program = "nvmepcissd";
     std::vector<char*> arguments = {program.data()};

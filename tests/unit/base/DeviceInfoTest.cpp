@@ -43,7 +43,7 @@ const TextField kTextFields[] = {
     {"EnumId", &CDeviceInfo::getEnumId, &CDeviceInfo::setEnumId},
 };
 
-/// A record whose every member holds a value of its own.
+/// A record with a different value in every member.
 CDeviceInfo filledRecord() {
   CDeviceInfo record;
   for (const TextField& field : kTextFields) (record.*field.set)("the "s + field.name);

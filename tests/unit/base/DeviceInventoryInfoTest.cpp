@@ -8,12 +8,12 @@
 
 namespace {
 
-/// The lines of this class, its name left out.
+/// Log lines of the class, given without its name.
 Lines logged(std::initializer_list<std::string> lines) {
   return prefixed("CDeviceInventoryInfo::", lines);
 }
 
-/// What looking for a failed status logs when the document has no status element at all.
+/// The log of a search for a failed status in a document without status elements.
 Lines noStatusLines() {
   return logged(
       {"GetNodeSet() Start", "GetNodeSet() Empty nodeset", "GetInventoryStatus() pXpathObj is NULL"});
@@ -111,7 +111,7 @@ TEST_F(DeviceInventoryInfoTest, FirstChildElementOfWhateverNameIsTheApplication)
       {"other name", device(R"(<a componentType="FRMW" version="2"/>)"), {"unknown type=FRMW version=2"}},
       {"type alone", device(R"(<Application componentType="FRMW"/>)"), {"unknown type=FRMW"}},
       {"version alone", device(R"(<Application version="2"/>)"), {"unknown version=2"}},
-      {"behind text, comment, CDATA and instruction",
+      {"after text, comment, CDATA and instruction",
        device("text<!-- a --><![CDATA[b]]><?Application version='1'?>" + application),
        {"unknown type=FRMW version=2"}},
       {"second element", device("<a/>" + application), {"unknown"}},
@@ -155,8 +155,8 @@ TEST_F(DeviceInventoryInfoTest, FailedStatusMarksEveryRecord) {
   const std::string devices = R"(<Device componentID="1"/><Device vendorID="2"/>)";
   const Lines failed{"nonpci status=1 id=1 error=E", "pci status=1 error=E pci=|||2||"};
   expectReadings({
-      {"behind the devices", inventory(devices + failedStatus("E")), failed},
-      {"in front", inventory(failedStatus("E") + devices), failed},
+      {"after the devices", inventory(devices + failedStatus("E")), failed},
+      {"before the devices", inventory(failedStatus("E") + devices), failed},
       {"in the application of one device",
        inventory(R"(<Device componentID="1"><Application>)" + failedStatus("E") +
                  R"(</Application></Device>)" + R"(<Device vendorID="2"/>)"),
@@ -208,16 +208,16 @@ TEST_F(DeviceInventoryInfoTest, FirstFailedStatusDecides) {
       {"mixed case", result("False"), "failed: E"},
       {"true", fine, "fine"},
       {"other word", result("falsehood"), "fine"},
-      {"blank behind", result("false "), "fine"},
+      {"blank after the word", result("false "), "fine"},
       {"empty result", result(""), "fine"},
       {"no result", "<SPStatus>" + message + "</SPStatus>", "fine"},
       {"attribute name in another case", "<SPStatus Result='false'>" + message + "</SPStatus>", "fine"},
-      {"failed behind true", fine + failed, "failed: F"},
-      {"failed behind no result", "<SPStatus/>" + failed, "failed: F"},
+      {"failed after true", fine + failed, "failed: F"},
+      {"failed after no result", "<SPStatus/>" + failed, "failed: F"},
       {"two failed", result("false") + failed, "failed: E"},
       {"in an application", "<Device><Application>" + result("false") + "</Application></Device>" + failed,
        "failed: E"},
-      {"in front of an application",
+      {"before an application",
        failed + "<Device><Application>" + result("false") + "</Application></Device>", "failed: F"},
       {"directly in a device", "<Device>" + failed + "</Device>", "fine"},
       {"in the application of a device further down",
@@ -234,7 +234,7 @@ TEST_F(DeviceInventoryInfoTest, MessageIsTheFirstTextOfTheFirstChildElement) {
   const std::vector<std::array<std::string, 3>> rows{
       {"message", "<Message id='5'>E</Message>", "failed: E"},
       {"other name", "<a>E</a><Message>F</Message>", "failed: E"},
-      {"behind text and comment", "text<!-- a --><Message>E</Message>", "failed: E"},
+      {"after text and comment", "text<!-- a --><Message>E</Message>", "failed: E"},
       {"comment first", "<Message><!--a-->E</Message>", "failed: a"},
       {"CDATA", "<Message><![CDATA[<E>]]></Message>", "failed: <E>"},
       {"up to an element", "<Message>E <b>F</b></Message>", "failed: E "},
@@ -336,7 +336,7 @@ TEST_F(DeviceInventoryInfoTest, AttributeOfNoNodeOrNoNameIsReported) {
             expected);
 }
 
-// ---- Files that go wrong ----
+// ---- Bad files ----
 
 TEST_F(DeviceInventoryInfoTest, MalformedDocumentFailsToParse) {
   for (const auto& [name, content] : malformedDocuments(dataFile("inventory.xml"))) {

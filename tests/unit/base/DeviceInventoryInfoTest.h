@@ -24,13 +24,13 @@ class DeviceInventoryInfoTest : public testing::Test {
     }
   }
 
-  /// Has the test's reader read a file with this content.
+  /// Writes a file with this content and reads it with the test's reader.
   Lines load(const std::string& content) {
     write(content);
     return take(m_reader.GetDeviceInfo());
   }
 
-  /// "fine", or "failed: " and the message, which is "before" when the status has set none.
+  /// "fine", or "failed: " and the message, which stays "before" if the status has none.
   std::string status() {
     std::string message = "before";
     return m_reader.GetInventoryStatus(message) ? "fine" : "failed: " + message;

@@ -30,7 +30,7 @@ class InventoryRoundTripTest : public DeviceInventoryInfoTest {
     return device;
   }
 
-  /// What is read of the document that the inventory writer makes of these records.
+  /// The records that are read back from the inventory writer's document of `devices`.
   Lines writtenAndRead(std::vector<CDeviceInfo> devices) const {
     std::vector<CDeviceInfo*> list;
     for (CDeviceInfo& device : devices) list.push_back(&device);
@@ -94,8 +94,8 @@ TEST_F(InventoryRoundTripTest, RecordWithoutTextsReadsBackWithoutTexts) {
   EXPECT_EQ(writtenAndRead({drive, component}), (Lines{"pci", "nonpci"}));
 }
 
-// Values are written as they are. An attribute that XML would have to escape makes the document unreadable or
-// is read as something else.
+// The writer escapes nothing, and callers rely on its bytes. A special character makes the document
+// unreadable or changes what is read back.
 TEST_F(InventoryRoundTripTest, SpecialCharactersInAnAttributeAreNotProtected) {
   const std::vector<std::pair<std::string, Lines>> displays{
       {"a > b", {"nonpci name=a > b"}},

@@ -28,7 +28,7 @@ namespace {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-/// The Linux platform with a set of loadable libraries of its own, which notes its calls.
+/// The Linux platform with a given set of loadable libraries. It records its calls.
 class SupportLibraryHost final : public CLinuxImpl {
  public:
   void* LoadLibrary(const std::string& name) override {
@@ -45,7 +45,7 @@ class SupportLibraryHost final : public CLinuxImpl {
   }
 
   std::set<std::string> loadable;
-  std::optional<int> status = 0;  ///< of every command; without it commands are really run
+  std::optional<int> status = 0;  ///< of every command; if empty, commands really run
   std::vector<std::string> calls;
 };
 
@@ -147,7 +147,7 @@ TEST_F(SupportLibrary, TheScriptOfTheWorkingFolderRunsWithItsWord) {
     bool failed;
   } kCases[] = {{"exit 0", false}, {"exit 1", true}, {"exit 255", true}, {"kill -9 $$", true}};
   m_host.status.reset();
-  testing::internal::CaptureStderr();  // the shell tells of a script that was killed
+  testing::internal::CaptureStderr();  // the shell reports a killed script
   for (const auto& [body, failed] : kCases) {
     SCOPED_TRACE(body);
     fs::remove("words");
@@ -165,7 +165,7 @@ TEST_F(SupportLibrary, AMissingScriptIsAFailure) {
   testing::internal::CaptureStderr();
   EXPECT_TRUE(m_host.InstallMoxi());
   EXPECT_TRUE(m_host.UninstallMoxi());
-  EXPECT_NE(testing::internal::GetCapturedStderr(), "") << "the shell's own complaint";
+  EXPECT_NE(testing::internal::GetCapturedStderr(), "") << "the shell's own message";
 }
 
 // --- Directories and files.
@@ -178,11 +178,11 @@ class LinuxPlatform : public testing::Test {
     EXPECT_EQ(directory, given) << "the name is only read";
     return files;
   }
-  /// Makes a folder below the working one whose path has `length` bytes, and enters it.
+  /// Makes a folder below the working folder, with a path of `length` bytes, and enters it.
   void enterFolderOfLength(std::size_t length) const {
     std::string path = m_folder.path();
     while (path.size() < length) {
-      // No name longer than 200 bytes, none shorter than one.
+      // Every name has 1 to 200 bytes.
       const std::size_t rest = length - path.size() - 1;
       path += '/';
       path.append(rest <= 200 ? rest : std::min<std::size_t>(200, rest - 2), 'd');
@@ -266,7 +266,7 @@ TEST_F(LinuxPlatform, ListedPathsBeginWithTheFoldersNameAsGiven) {
   EXPECT_THAT(filesOf("f/"), ElementsAre("f//x"));
   EXPECT_THAT(filesOf("./f/../f"), ElementsAre("./f/../f/x"));
   EXPECT_THAT(filesOf("."), ElementsAre("./f"));
-  EXPECT_THAT(filesOf(""), ElementsAre("/f")) << "the working folder, after an empty name and a slash";
+  EXPECT_THAT(filesOf(""), ElementsAre("/f")) << "an empty name lists the working folder";
 }
 
 TEST_F(LinuxPlatform, WhatCannotBeListedIsEmpty) {

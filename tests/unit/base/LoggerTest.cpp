@@ -22,7 +22,7 @@ constexpr std::size_t kStampSize = sizeof("[2026-01-31T12:00:00]") - 1;
 constexpr char kSource[] = "src/A.cpp";
 CLogger* const kInstanceAtStart = CLogger::m_ptrInstance;
 
-/// A logger in the place of the process's one, and a working folder for its files.
+/// Replaces the process's logger, and has a working folder for its files.
 class Logger : public testing::Test {
  protected:
   Logger() : m_before(CLogger::m_ptrInstance) { CLogger::m_ptrInstance = &m_logger; }
@@ -62,7 +62,7 @@ TEST_F(Logger, LinesHaveTheAgreedLayoutToTheByte) {
     std::string source;
     unsigned int line;
     std::string message;
-    std::string written;  ///< behind the time stamp
+    std::string written;  ///< after the time stamp
   } kCases[] = {
       {"src/NVMeAdapter.cpp", 42, "Entering CNVMeAdapter::Initialize()",
        " :                                src/NVMeAdapter.cpp:   42: Entering CNVMeAdapter::Initialize()\n"},

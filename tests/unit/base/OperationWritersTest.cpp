@@ -1,11 +1,12 @@
-#include <cstddef>
+// The two writers that operations use: their log, and what they do about exceptions.
+
 #include <cstdio>
 #include <memory>
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "AllocationFault.h"
 #include "InventoryXMLWriter.h"
 #include "ResultDocumentForms.h"
 #include "ThrowingStandardOutput.h"
@@ -13,38 +14,9 @@
 
 namespace {
 
-bool g_noFileBuffers = false;
-
-}  // namespace
-
-// What makes opening a file throw: a stream allocates its buffer then, as an array of this size.
-void* operator new[](std::size_t size) {
-  if (g_noFileBuffers && size == BUFSIZ) throw std::bad_alloc();
-  return ::operator new(size);
-}
-void operator delete[](void* array) noexcept {
-  ::operator delete(array);
-}
-void operator delete[](void* array, std::size_t) noexcept {
-  ::operator delete(array);
-}
-
-namespace {
-
-/// While it lives, a file that is opened gets no buffer.
-class NoFileBuffers {
- public:
-  NoFileBuffers() { g_noFileBuffers = true; }
-  ~NoFileBuffers() { g_noFileBuffers = false; }
-  NoFileBuffers(const NoFileBuffers&) = delete;
-  NoFileBuffers& operator=(const NoFileBuffers&) = delete;
-};
-
-// --- What the two writers of the operations log, and what they do about exceptions.
-
 using Lines = std::vector<std::string>;
 
-/// One of the two writers, and its log lines in the order in which a call may write them.
+/// One of the two writers, and its log lines in the order of a call.
 struct OperationWriter {
   const DocumentForm& form;
   std::unique_ptr<IDeviceXMLWriter> (*make)();
@@ -175,7 +147,7 @@ TEST_F(OperationWriters, WriteNothingAndFailWhenOpeningThrows) {
     std::vector<CDeviceInfo> records = oneOfEach();
     testing::internal::CaptureStdout();
     {
-      const NoFileBuffers noMemory;
+      const AllocationFault fault(AllocationFault::kThrowsBadAlloc, BUFSIZ);  // the file's buffer
       EXPECT_FALSE(writer->GetXML(pointersTo(records), "out.xml"));
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");

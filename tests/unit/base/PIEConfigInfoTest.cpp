@@ -8,7 +8,7 @@ namespace {
 
 constexpr char kComplete[] = "<CliToFile><Command>run</Command><Output>out.xml</Output></CliToFile>";
 
-/// The lines of this class, its name left out.
+/// Log lines of the class, given without its name.
 Lines logged(std::initializer_list<std::string> lines) {
   return prefixed("CPIEConfigInfo::", lines);
 }
@@ -50,7 +50,7 @@ class PIEConfigInfoTest : public testing::Test {
            std::to_string(reader.GetInventoryTimeout());
   }
 
-  /// What `Init` of a new reader returns, and what the reader holds then.
+  /// The result of a new reader's `Init`, and what the reader holds afterwards.
   std::string read() const {
     CPIEConfigInfo reader;
     const bool found = reader.Init(path());
@@ -351,7 +351,7 @@ TEST_F(PIEConfigInfoTest, AttributeValueIsNullOnlyWhenItIsAbsent) {
             Lines{});
 }
 
-// ---- Files that go wrong ----
+// ---- Bad files ----
 
 TEST_F(PIEConfigInfoTest, MalformedFileFailsToParse) {
   const std::string good = dataFile("plugins.xml");

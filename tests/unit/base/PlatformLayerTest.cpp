@@ -22,8 +22,8 @@ IPlatformImpl* const kImplementationAtStart = CPlatformLayer::m_pPlatformImpl;
 
 // --- The table of operations.
 
-/// The place of a virtual operation in its class's table, as a pointer to member tells it: the offset into
-/// the table, plus one on machines that mark virtual operations there.
+/// The index of a virtual operation in its class's table. A pointer to member holds the offset into the
+/// table, plus one on machines that mark virtual operations there.
 template <class Member>
 std::size_t slotOf(Member member) {
   const auto words = std::bit_cast<std::array<std::size_t, 2>>(member);
@@ -77,7 +77,7 @@ class MockPlatform : public IPlatformImpl {
   MOCK_METHOD(bool, IsFileExistsAbs, (const std::string&), (override));
 };
 
-/// A platform that accepts only the calls that a test expects, behind the facade.
+/// Puts a platform behind the facade that accepts only the calls that a test expects.
 class PlatformFacade : public testing::Test {
  protected:
   PlatformFacade() : m_before(CPlatformLayer::m_pPlatformImpl) {

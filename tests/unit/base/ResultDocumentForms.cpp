@@ -87,7 +87,7 @@ const DocumentForm kForms[4] = {
 
 namespace {
 
-/// What a name in a form's braces stands for.
+/// The value of `record` that a name in a form's braces stands for.
 std::string valueOf(std::string_view name, const CDeviceInfo& record) {
   using Value = std::string (*)(const CDeviceInfo&);
   static constexpr std::pair<std::string_view, Value> kValues[] = {

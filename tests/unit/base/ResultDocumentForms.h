@@ -1,5 +1,4 @@
-// What the tests of the result writers share: the forms of the documents, letter by letter, and records to
-// write.
+// What the tests of the result writers share: the exact form of every document, and records to write.
 
 #pragma once
 
@@ -13,7 +12,7 @@
 
 using Devices = std::vector<CDeviceInfo*>;
 
-/// A document: its form, letter by letter, and who writes it. A name in braces stands for a record's value.
+/// A kind of document: its exact text, and its writer. A name in braces stands for a value of the record.
 struct DocumentForm {
   const char* name;
   const char* start;
@@ -21,7 +20,7 @@ struct DocumentForm {
   const char* drive;
   const char* component;
   const char* failure;
-  /// Writes `devices` to the file `name` with a writer of its own; what the writer returns must be success.
+  /// Writes `devices` to the file `name` with a new writer, which must report success.
   void (*write)(const Devices& devices, const std::string& name);
 };
 
@@ -34,8 +33,7 @@ inline const DocumentForm& kPlainUpdateForm = kForms[3];
 /// The document that `form` makes of `records`, without the reboot element.
 std::string documentOf(const DocumentForm& form, const std::vector<CDeviceInfo>& records);
 
-// --- The records.
-
+/// A successful record. The fields that no document shows hold "not shown".
 CDeviceInfo successful(CDeviceInfo::eDeviceType type);
 CDeviceInfo drive();
 CDeviceInfo component();
@@ -53,7 +51,7 @@ Devices pointersTo(std::vector<CDeviceInfo>& records);
 
 class ResultDocuments : public testing::Test {
  protected:
-  /// What `form`'s writer puts into the file "out.xml".
+  /// What `form`'s writer writes to the file "out.xml".
   static std::string written(const DocumentForm& form, std::vector<CDeviceInfo> records) {
     form.write(pointersTo(records), "out.xml");
     return readFile("out.xml");

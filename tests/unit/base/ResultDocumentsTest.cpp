@@ -6,7 +6,7 @@
 
 namespace {
 
-// --- What holds for every document.
+// --- Every document.
 
 TEST_F(ResultDocuments, HaveTheirFormsWhole) {
   const auto unknown = [] { return successful(CDeviceInfo::DEVICE_TYPE_UNKNOWN); };
@@ -59,7 +59,7 @@ TEST_F(ResultDocuments, HoldTenThousandRecordsOnOneLine) {
   }
   for (const DocumentForm& form : kForms) {
     const std::string document = written(form, records);
-    // Not as a pair of texts: a report of megabytes helps nobody.
+    // Not EXPECT_EQ, which would print megabytes.
     EXPECT_TRUE(document == documentOf(form, records)) << form.name;
     EXPECT_EQ(document.find_first_of("\n\r"), std::string::npos) << form.name;
   }
@@ -99,7 +99,7 @@ TEST_F(ResultDocuments, LeaveTheRecordsAsTheyAre) {
   }
 }
 
-// --- Whole examples, spelt out.
+// --- Whole examples.
 
 TEST_F(ResultDocuments, InventoryOfADriveAComponentAndAFailureReadsSo) {
   EXPECT_EQ(
@@ -148,7 +148,7 @@ TEST_F(ResultDocuments, AnUpdateAsksForOneRebootWhenASuccessfulRecordDoes) {
       {"failed records' wishes", {withReboot(failed(drive())), withReboot(failed(component()))}, false},
       {"a failed record's wish beside a success", {drive(), withReboot(failed(drive()))}, false},
       {"a wish before a failure", {withReboot(drive()), failed(drive())}, true},
-      {"a wish behind a failure", {failed(drive()), withReboot(drive())}, true},
+      {"a wish after a failure", {failed(drive()), withReboot(drive())}, true},
       {"a wish of unknown type", {withReboot(unknown)}, false},
       {"a wish before one of unknown type", {withReboot(component()), unknown}, true},
   };
@@ -167,7 +167,7 @@ TEST_F(ResultDocuments, NoOtherDocumentHeedsTheRebootFlag) {
   }
 }
 
-// --- The interface, and what each writer has of its own.
+// --- The interface, and the inventory writer's copy.
 
 TEST(ResultWriterInterface, IsAbstractAndDestroysThroughItsTable) {
   EXPECT_TRUE(std::is_abstract_v<IDeviceXMLWriter>);

@@ -2,8 +2,6 @@
 
 namespace {
 
-// ---- Dependencies ----
-
 constexpr char kFullAttributes[] =
     R"(componentID="900" componentType="APAC" version="1.1" path="tools\update" releaseID="R900")";
 
@@ -15,7 +13,7 @@ std::string soft(const std::string& content, const std::string& attributes = kFu
   return "<SoftDependency " + attributes + ">" + content + "</SoftDependency>";
 }
 
-/// The description of a record with the full attributes.
+/// How a record with the full attributes is described.
 std::string full(const std::string& kind, const std::string& more) {
   return kind + " parent=100 id=900 type=APAC version=1.1 path=tools/update release=R900" + more;
 }
@@ -45,7 +43,7 @@ TEST_F(SoftwareComponentInfoTest, DependencyYieldsOneRecordForEachPciInfo) {
       {"soft",
        device(soft(two)),
        {full("pci dependency=2", " pci=|1|2|3|4|"), full("pci dependency=2", " pci=|5|6|7|8|")}},
-      {"texts behind",
+      {"texts after them",
        device(hard(two + "<Display>A</Display><Detail>B</Detail>")),
        {full("pci", " display=A detail=B pci=|1|2|3|4|"), full("pci", " display=A detail=B pci=|5|6|7|8|")}},
       {"letter case",
@@ -154,7 +152,7 @@ Lines dependencyLogged(std::initializer_list<std::string> lines) {
   return prefixed("CSoftwareComponentInfo::getDependencyInfo() ", lines);
 }
 
-/// The lines that the reader logs of a descriptor, those before and behind the dependencies left out.
+/// What the reader logs about the dependencies, without the lines before and after them.
 Lines dependencyLog(CSoftwareComponentInfo& reader) {
   Lines lines = logOf([&reader] { take(reader.getDependencyInfo()); });
   const Lines start =

@@ -49,24 +49,24 @@ TEST_F(SoftwareComponentInfoTest, WhatAnEntryDoesNotSupplyIsCarriedOver) {
   const std::string first =
       "<Device componentID='1'>" + pciInfo("1111", "2222", "3333", "4444") + "<Display>A</Display></Device>";
   const std::string entry = "1|1111|2222|3333|4444|A";
-  const auto behind = [&first](const std::string& more) { return supporting(first + more); };
+  const auto followedBy = [&first](const std::string& more) { return supporting(first + more); };
   const std::vector<Reading<Lines>> readings{
       {"within a device",
        device(pciInfo("1111", "2222", "3333", "4444") + "<PCIInfo deviceID='a'/>"),
        {"100|1111|2222|3333|4444|", "100|000a|2222|3333|4444|"}},
       {"to the next device",
-       behind("<Device componentID='2'><PCIInfo subVendorID='b'/></Device>"),
+       followedBy("<Device componentID='2'><PCIInfo subVendorID='b'/></Device>"),
        {entry, "2|1111|2222|3333|000b|A"}},
       {"across a device without entries",
-       behind("<Device componentID='2'><Display>B</Display></Device>"
-              "<Device componentID='3'><PCIInfo/></Device>"),
+       followedBy("<Device componentID='2'><Display>B</Display></Device>"
+                  "<Device componentID='3'><PCIInfo/></Device>"),
        {entry, "3|1111|2222|3333|4444|A"}},
-      {"not the component id", behind("<Device><PCIInfo/></Device>"), {entry, "|1111|2222|3333|4444|A"}},
+      {"not the component id", followedBy("<Device><PCIInfo/></Device>"), {entry, "|1111|2222|3333|4444|A"}},
       {"empty attributes are supplied",
-       behind("<Device componentID=''>" + pciInfo("", "", "", "") + "</Device>"),
+       followedBy("<Device componentID=''>" + pciInfo("", "", "", "") + "</Device>"),
        {entry, "|0000|0000|0000|0000|A"}},
       {"a later name",
-       behind("<Device componentID='2'><PCIInfo/><Display>B</Display></Device>"),
+       followedBy("<Device componentID='2'><PCIInfo/><Display>B</Display></Device>"),
        {entry, "2|1111|2222|3333|4444|B"}},
   };
   expectReadings(supported, readings);
@@ -76,12 +76,12 @@ TEST_F(SoftwareComponentInfoTest, DisplayNameIsTheFirstDisplayWithTextBehindTheE
   const std::string pci = pciInfo("1111", "2222", "3333", "4444");
   const auto name = [](const std::string& text) { return Lines{"100|1111|2222|3333|4444|" + text}; };
   const std::vector<Reading<Lines>> readings{
-      {"directly behind", device(pci + "<Display>A</Display>"), name("A")},
-      {"behind others", device(pci + "<a/>text<!--c--><Display>A</Display>"), name("A")},
+      {"directly after", device(pci + "<Display>A</Display>"), name("A")},
+      {"after others", device(pci + "<a/>text<!--c--><Display>A</Display>"), name("A")},
       {"letter case", device(pci + "<dISPLAY>A</dISPLAY>"), name("A")},
-      {"in front", device("<Display>A</Display>" + pci), name("")},
-      {"in front and behind", device("<Display>A</Display>" + pci + "<Display>B</Display>"), name("B")},
-      {"two behind", device(pci + "<Display>A</Display><Display>B</Display>"), name("A")},
+      {"before", device("<Display>A</Display>" + pci), name("")},
+      {"before and after", device("<Display>A</Display>" + pci + "<Display>B</Display>"), name("B")},
+      {"two after", device(pci + "<Display>A</Display><Display>B</Display>"), name("A")},
       {"first without text", device(pci + "<Display/><Display>B</Display>"), name("B")},
       {"first begins with an element", device(pci + "<Display><b/>A</Display><Display>B</Display>"),
        name("B")},

@@ -5,8 +5,6 @@
 
 namespace {
 
-// ---- An entry of an inventory document in memory ----
-
 constexpr char kInventory[] =
     R"(<?xml version="1.0" encoding="UTF-8"?><SVMInventory lang="en">)"
     R"(<Device  componentID="1" display="A" ><Application componentType="T" version="1" display="N"/></Device>)"
@@ -25,7 +23,7 @@ constexpr char kThirdDevice[] = "<Device componentID=\"1\" display=\"C\"/>";
 
 class InventoryEntryTest : public SoftwareComponentInfoTest {
  protected:
-  /// What is written of the entries with this id, after "true " or "false ".
+  /// "true " or "false ", the result of the call, and what it writes for this id.
   std::string entries(const std::string& componentID, const std::string& document) {
     std::istringstream input(document);
     return entries(componentID, input);
@@ -87,7 +85,7 @@ TEST_F(InventoryEntryTest, DocumentWithoutTheExpectedRootHasNoEntries) {
   }
 }
 
-// The id goes into the expression as it stands.
+// The id is inserted into the expression unescaped.
 TEST_F(InventoryEntryTest, IdWithADoubleQuoteSpoilsOrExtendsTheExpression) {
   EXPECT_EQ(logOf([this] { EXPECT_EQ(entries("1\"", kInventory), "true "); }),
             Lines{"CIdentityModuleInventory::getnodeset :: Error in xmlXPathEvalExpression"} + notFound());

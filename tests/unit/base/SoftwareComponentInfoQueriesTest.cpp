@@ -182,9 +182,7 @@ TEST_F(SoftwareComponentInfoTest, DisplayStringIsTheFirstDisplayThatIsAFirstChil
   const std::vector<Reading<Lines>> readings{
       {"first child", device("<Display>A</Display><PCIInfo/>"), {"A"}},
       {"letter case", device("<DISPLAY>A</DISPLAY>"), {"A"}},
-      {"behind text, comment and instruction",
-       device("text<!--c--><?Display B?><Display>A</Display>"),
-       {"A"}},
+      {"after text, comment and instruction", device("text<!--c--><?Display B?><Display>A</Display>"), {"A"}},
       {"second child", device("<PCIInfo/><Display>A</Display>"), {""}},
       {"second device",
        supporting("<Device><a/><Display>A</Display></Device><Device/>"
@@ -225,7 +223,7 @@ TEST_F(SoftwareComponentInfoTest, DisplayWithoutTextIsLogged) {
               "GetComponentDisplayString() failed to get the Display info from package.xml for device"}));
 }
 
-/// A query and the lines that it logs of the complete descriptor, of an unusable one and of none.
+/// A query, and its log for a complete descriptor, an unusable one and a missing one.
 struct SimpleQuery {
   const char* name;
   std::function<void(CSoftwareComponentInfo&)> ask;

@@ -70,7 +70,7 @@ TEST_F(SoftwareComponentInfoTest, LogNamesTheReadersSource) {
 
 // ---- The marker file ----
 
-/// A logger that has not been started takes the process's place while the test runs.
+/// Replaces the process's logger by one that has not been started.
 class MarkerFileTest : public SoftwareComponentInfoTest {
  protected:
   MarkerFileTest() : m_before(CLogger::m_ptrInstance) {
@@ -132,7 +132,7 @@ TEST_F(MarkerFileTest, MarkerThatComesLaterStartsTheLogWithTheNextReader) {
   EXPECT_EQ(baseLog(), logged({"Init() Exiting"}));
 }
 
-// ---- Descriptors that go wrong ----
+// ---- Bad descriptors ----
 
 TEST_F(SoftwareComponentInfoTest, MalformedDescriptorIsReportedAndAnswersNothing) {
   for (const auto& [name, content] : malformedDocuments(dataFile("package.xml"))) {

@@ -17,22 +17,22 @@ inline std::string supporting(const std::string& devices) {
   return "<SoftwareComponent><SupportedDevices>" + devices + "</SupportedDevices></SoftwareComponent>";
 }
 
-/// A descriptor with one device of this content.
+/// A descriptor with one device that has this content.
 inline std::string device(const std::string& content) {
   return supporting("<Device componentID=\"100\">" + content + "</Device>");
 }
 
-/// A PCIInfo with these ids in the order in which records are described.
+/// A PCIInfo with these ids, in the order in which `describe` gives them.
 inline std::string pciInfo(const std::string& deviceID, const std::string& subDeviceID,
                            const std::string& vendorID, const std::string& subVendorID) {
   return "<PCIInfo deviceID=\"" + deviceID + "\" subDeviceID=\"" + subDeviceID + "\" vendorID=\"" + vendorID +
          "\" subVendorID=\"" + subVendorID + "\"/>";
 }
 
-/// The tests work in a folder of their own, where the descriptor is.
+/// Works in a scratch folder, which is where the readers look for the descriptor.
 class SoftwareComponentInfoTest : public testing::Test {
  protected:
-  /// The lines of this class, its name left out.
+  /// Log lines of the class, given without its name.
   static Lines logged(std::initializer_list<std::string> lines) {
     return prefixed("CSoftwareComponentInfo::", lines);
   }
@@ -55,7 +55,7 @@ class SoftwareComponentInfoTest : public testing::Test {
 
   static Lines dependencies() { return take(CSoftwareComponentInfo().getDependencyInfo()); }
 
-  /// The answers of a new reader to all queries of the descriptor.
+  /// A new reader's answers to all queries.
   static Lines answers() {
     CSoftwareComponentInfo reader;
     return Lines{"id " + reader.GetComponentID(), "type " + reader.GetComponentType(),
@@ -63,7 +63,7 @@ class SoftwareComponentInfoTest : public testing::Test {
            reader.GetComponentIDS() + supported() + dependencies();
   }
 
-  /// Compares what `query` answers about each content of the descriptor.
+  /// Makes each reading's content the descriptor and compares the answer of `query` with the expected one.
   template <class Query>
   static void expectReadings(Query query, const std::vector<Reading<Lines>>& readings) {
     for (const auto& [situation, content, expected] : readings) {

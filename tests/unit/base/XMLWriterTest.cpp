@@ -9,7 +9,7 @@ namespace {
 
 class PlainWriter : public ResultDocuments {
  protected:
-  /// What the writer's steps print to standard output.
+  /// What a writer prints to standard output after these steps.
   template <class Steps>
   static std::string printedBy(Steps steps) {
     CXMLWriter writer;

@@ -1,5 +1,4 @@
-// What the tests of the NVMe classes share: a scripted world around them and the log lines that they all
-// meet.
+// What the tests of the NVMe classes share: scripted surroundings, and the log lines that they all expect.
 
 #pragma once
 
@@ -20,31 +19,30 @@
 
 using Lines = std::vector<std::string>;
 
-/// One list after another.
+/// The lists joined in order.
 Lines all(std::initializer_list<Lines> parts);
 
-/// The lines of an `Initialize` that puts the support library in place, then those of opening the drive
-/// library under its first name, then those of both.
+/// The lines of installing the support library, of opening the drive library under its first name, and of
+/// an `Initialize`, which does both.
 Lines installLines();
 Lines openLines();
 Lines initializeLines();
 
-/// The adapter's lines of a discovery of these drives, of which all revisions can be read and none has a
-/// name.
+/// The adapter's lines for discovering these drives, all with a readable revision and without a name.
 Lines discoveryLines(const std::vector<FakeDrive>& drives);
 
 /// The lines of `DeleteInstance` on an initialised adapter, and without an adapter.
 Lines tearDownLines();
 Lines nothingToTearDownLines();
 
-/// The text that tells a drive's discovery, before it is advanced by the drive's number.
+/// The log text of a discovered drive. Its first characters are cut off, as many as the drive's number.
 inline const std::string kFoundText = "Found a NVMePCISSD with drive number ";
 
-/// Everything that a record says, for comparison.
+/// All fields of a record, for comparison.
 std::string describe(const CDeviceInfo& record);
 Lines describe(const std::vector<CDeviceInfo*>& records);
 
-/// Records with their last holder.
+/// Owns records.
 class Records {
  public:
   Records() = default;
@@ -53,14 +51,14 @@ class Records {
   Records(const Records&) = delete;
   Records& operator=(const Records&) = delete;
 
-  /// Deletes the records for others.
+  /// Deletes the records and takes these.
   void replace(std::vector<CDeviceInfo*> records);
 
   std::vector<CDeviceInfo*> list;
 };
 
-/// A run in a working folder of its own, with a component folder for the executable's, a drive library that
-/// the loader finds in the working folder, and a support library that installs well.
+/// Gives each test a working folder, a component folder that stands for the executable's, a drive library
+/// that the loader finds in the working folder, and a support library that can be installed.
 class CoreTest : public testing::Test {
  protected:
   CoreTest();
@@ -71,10 +69,10 @@ class CoreTest : public testing::Test {
   /// Drives that differ in address, serial number and revision.
   void addDrives(std::size_t number);
 
-  /// The messages since the last call, without those trace lines whose words are nobody's business and
-  /// without those of the device record and the descriptor reader.
+  /// The messages since the last call, without trace lines whose words nobody compares and without those of
+  /// the device record and the descriptor reader.
   Lines logged();
-  /// Likewise, with the lines of device record and descriptor reader, and with their sources.
+  /// The same with the lines of the device record and the descriptor reader, and with all sources.
   std::vector<LogLine> loggedWithSources();
 
   WorkingFolder work;

@@ -1,4 +1,4 @@
-// How the adapter comes and goes, and how it binds the drive library.
+// The adapter's creation and deletion, and how it binds the drive library.
 
 #include <dlfcn.h>
 
@@ -39,7 +39,7 @@ Lines without(const Lines& lines, const std::string& unwanted) {
   return rest;
 }
 
-/// The teardown of an adapter that holds no library, up to the support library.
+/// The lines of tearing down an adapter that holds no library.
 Lines closedTearDownLines() {
   return without(tearDownLines(), "Library handle exists. Freeing it and initialize to NULL");
 }
@@ -250,7 +250,7 @@ TEST_F(NVMeAdapterBindingTest, SecondInitializeSucceedsThoughItsInstallFails) {
   EXPECT_EQ(logged(), tearDownLines());
 }
 
-/// With the dynamic loader itself, and libraries as files.
+/// Uses the real dynamic loader, and libraries in files.
 class NVMeAdapterLoaderTest : public NVMeAdapterBindingTest {
  protected:
   NVMeAdapterLoaderTest() { platform.loaderIsReal = true; }

@@ -1,4 +1,4 @@
-// What the adapter makes of the drives that the library discovers.
+// How the adapter turns the drives that the library discovers into records.
 
 #include <algorithm>
 #include <filesystem>
@@ -18,7 +18,7 @@ class NVMeAdapterDiscoveryTest : public CoreTest {
  protected:
   bool discover() { return initializedAdapter().DiscoverNVMeDevices(records.list); }
 
-  /// The record of a world with this drive alone.
+  /// The record of `drive` when the library discovers no other.
   CDeviceInfo discoverOnly(FakeDrive drive) {
     Records found;
     library.drives = {std::move(drive)};
@@ -27,7 +27,7 @@ class NVMeAdapterDiscoveryTest : public CoreTest {
     return found.list.size() == 1 ? *found.list[0] : CDeviceInfo();
   }
 
-  /// The lines since the last call that begin with `start`, from there on.
+  /// What follows `start` in each line since the last call that begins with it.
   Lines loggedAfter(const std::string& start) {
     Lines rest;
     for (const std::string& line : logged()) {

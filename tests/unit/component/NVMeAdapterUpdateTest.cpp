@@ -13,7 +13,7 @@ constexpr char kFailedMessage[] = "ERROR: Failed to Update Firmware";
 
 class NVMeAdapterUpdateTest : public CoreTest {
  protected:
-  /// Discovers drives of which each answers an update with its result.
+  /// Discovers one drive for each result, with which it answers an update.
   void discoverDrivesWithResults(const std::vector<int>& results) {
     addDrives(results.size());
     for (std::size_t i = 0; i < results.size(); ++i) library.drives[i].updateResult = results[i];

@@ -33,7 +33,7 @@ class NVMePCISSDManagerTest : public CoreTest {
 
   using Command = bool (CNVMePCISSDManager::*)();
 
-  /// A manager's whole life with one command, and its own first line.
+  /// Makes a manager, checks its first line, runs one command and deletes the manager.
   bool run(Command command, const std::string& outputFileName) {
     logged();
     CNVMePCISSDManager manager(outputFileName);
@@ -43,7 +43,7 @@ class NVMePCISSDManagerTest : public CoreTest {
   bool inventory() { return run(&CNVMePCISSDManager::Inventory, output.string()); }
   bool update() { return run(&CNVMePCISSDManager::Update, output.string()); }
 
-  /// Likewise, while the first object of `size` bytes cannot be made.
+  /// Runs the command while the first allocation of `size` bytes fails.
   bool runWithoutMemory(Command command, std::size_t size) {
     const AllocationFault fault(AllocationFault::kReturnsNull, size);
     return run(command, output.string());
@@ -73,7 +73,7 @@ class NVMePCISSDManagerTest : public CoreTest {
                 {drives.empty() ? "WARNING: Could not able to found atleast one NVMePCISSD Device also"
                                 : "INFO: Found atleast one NVMePCISSD Devices"}});
   }
-  /// The writer's lines of a document with `drives` drives and no failed one, without its destructor's.
+  /// The writer's lines for `drives` successful drives, up to its destructor's.
   static Lines inventoryWriterLines(std::size_t drives) {
     return all({{"CInventoryXMLWriter::CInventoryXMLWriter() In Constructor Method",
                  "Creating XML file for inventory information", "CInventoryXMLWriter::GetXML() Entering",
@@ -91,14 +91,14 @@ class NVMePCISSDManagerTest : public CoreTest {
                  "Leaving CNVMePCISSDManager::Inventory"},
                 tearDownLines()});
   }
-  /// The lines behind the update's document.
+  /// The lines after the update's document.
   static Lines updateEndLines() {
     return all(
         {{"CUpdateXMLWriter::~CUpdateXMLWriter() In Destructor Method", "Leaving CNVMePCISSDManager::Update"},
          nothingToTearDownLines()});
   }
 
-  /// The line `start` and everything behind them.
+  /// The line `start` and all lines after it.
   Lines loggedFrom(const std::string& start) {
     const Lines lines = logged();
     return Lines(std::find(lines.begin(), lines.end(), start), lines.end());
@@ -357,10 +357,10 @@ TEST_F(NVMePCISSDManagerTest, LinesNameTheirSource) {
   EXPECT_EQ(warning, "src/NVMePCISSDManager.cpp");
 }
 
-/// What a writer throws, it throws here while the long name is copied for it.
+/// The writer throws while it is given a copy of a long file name.
 class NVMePCISSDManagerDeathTest : public NVMePCISSDManagerTest {
  protected:
-  /// Runs the command in a process of its own and tells the lines behind those of starting the writer.
+  /// Runs the command in a child process and returns its log from `startLine` on.
   Lines linesOfADeath(Command command, AllocationFault::Outcome outcome, const std::string& startLine) {
     const std::string name(5000, 'n');
     EXPECT_EXIT(

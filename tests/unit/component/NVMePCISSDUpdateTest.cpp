@@ -35,7 +35,7 @@ class NVMePCISSDUpdateTest : public CoreTest {
   fs::path payloadFolder() const { return component / "payload"; }
   fs::path payloadPath() const { return payloadFolder() / "Firmware.bin"; }
 
-  /// An operation's whole life.
+  /// Makes an operation, runs it and deletes it.
   void update() {
     const std::unique_ptr<IDeviceExecution> operation = std::make_unique<CNVMePCISSDUpdate>();
     records.replace(operation->Update());
@@ -54,8 +54,8 @@ class NVMePCISSDUpdateTest : public CoreTest {
   }
   std::string payloadLine() const { return "Payload file name is: " + payloadPath().string(); }
 
-  /// The lines from the last drive to the end, with what is told between: the inventory's end tears the
-  /// adapter down, the operation's own finds none.
+  /// The lines after the last drive. The end of the inventory tears the adapter down, so the end of the
+  /// operation finds none.
   static Lines endLines() { return all({tearDownLines(), {kLeaving}, nothingToTearDownLines()}); }
 
   std::size_t flashed() const {
@@ -203,7 +203,7 @@ TEST_F(NVMePCISSDUpdateTest, RefusedPayloadWholeLog) {
 TEST_F(NVMePCISSDUpdateTest, PayloadFolderWithoutExactlyOneEntryTouchesNoDrive) {
   struct Case {
     const char* situation;
-    std::function<void(const fs::path&)> fill;  ///< given the folder, which is not there
+    std::function<void(const fs::path&)> fill;  ///< gets the folder's path; the folder does not exist
   };
   const std::vector<Case> cases{
       {"missing", [](const fs::path&) {}},

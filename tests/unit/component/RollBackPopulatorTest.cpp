@@ -23,7 +23,7 @@ Lines endLines() {
           "CRollBackPopulator::::PopulateRollbackPartition() END"};
 }
 
-/// What is left of a text that is advanced by a number.
+/// The rest of `text` from the offset `number` on; empty if the offset is outside it.
 std::string advanced(const std::string& text, int number) {
   return number < 0 || static_cast<std::size_t>(number) >= text.size()
              ? ""
@@ -38,11 +38,11 @@ class RollBackPopulatorTest : public CoreTest {
     return CRollBackPopulator(wrapper.get()).PopulateRollbackPartition(files);
   }
 
-  /// The lines that come before the first answer of the library, with one file.
+  /// The lines before the library's first answer, for one file.
   static Lines beginLines() { return {kStart, kFileCount + std::string("1"), "Payload File/p/one"}; }
 
   ScriptedRollback rollback;
-  /// Not a plain member: its destructor may throw, a test's may not.
+  /// Not a plain member, since its destructor may throw and a test's may not.
   const std::unique_ptr<UpdRollbackWrapper> wrapper = std::make_unique<UpdRollbackWrapper>();
 };
 

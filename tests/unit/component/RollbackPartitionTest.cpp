@@ -1,4 +1,4 @@
-// How the update operation sets the rollback populator up, and what it makes of everything that may go wrong.
+// How the update operation sets up the rollback populator, and how it handles every failure.
 
 #include <filesystem>
 #include <stdexcept>
@@ -28,7 +28,7 @@ class RollbackPartitionTest : public CoreTest {
     return operation.populateRollbackPartition(files);
   }
 
-  /// The lines of this operation alone: those of the populator have tests of their own.
+  /// The operation's own lines; the populator's are tested elsewhere.
   Lines loggedByOperation() {
     Lines lines;
     for (LogLine& line : loggedWithSources()) {

@@ -20,7 +20,7 @@ TEST_F(DownloadTest, DownloadsWholePiecesAndALastOneOfItsTrueLength) {
       m_drive.downloads(offset, part(payload, offset, std::min(kPiece, size - offset)));
     }
     confirms(m_drive.readsSlots().commits(2)).within(0ms);
-    EXPECT_EQ(update(payload), 0);
+    EXPECT_EQ(update(payload), kWaitsForReset);
   }
 }
 
@@ -32,7 +32,7 @@ TEST_F(DownloadTest, PiecesHaveTheDrivesGranularity) {
       .commits(2)
       .readsSlots(kStaged)
       .identifies();
-  EXPECT_EQ(update(payload), 0);
+  EXPECT_EQ(update(payload), kWaitsForReset);
 }
 
 TEST(PieceSizeTest, IsTheGranularityWithinTheLimitOfTheDrive) {
@@ -48,22 +48,25 @@ TEST(PieceSizeTest, IsTheGranularityWithinTheLimitOfTheDrive) {
   EXPECT_EQ(size(16384, 131072), 16384U);
   EXPECT_EQ(size(16384, 8192), 8192U);
   EXPECT_EQ(size(254U * 4096, 0), 254U * 4096);
+  EXPECT_EQ(size(4, 0), 131072U);
+  EXPECT_EQ(size(4, 65536), 65536U);
 }
 
-TEST_F(DownloadTest, ADriveWithoutRestrictionGetsUsualPieces) {
-  const Bytes payload = image(kPiece + 4);
+TEST_F(DownloadTest, ADriveWithoutRestrictionGetsLargePieces) {
+  constexpr std::size_t kLarge = 131072;
+  const Bytes payload = image(kLarge + 4);
   ready({.granularity = 0xFF})
-      .downloads(0, part(payload, 0, kPiece))
-      .downloads(kPiece, part(payload, kPiece, 4));
-  m_drive.readsSlots().commits(2).readsSlots(kStaged).identifies();
-  EXPECT_EQ(update(payload), 0);
+      .downloads(0, part(payload, 0, kLarge))
+      .downloads(kLarge, part(payload, kLarge, 4));
+  confirms(m_drive.readsSlots().commits(2));
+  EXPECT_EQ(update(payload), kWaitsForReset);
 }
 
 TEST_F(DownloadTest, TransferLimitIsAPowerOfTwoOfPages) {
   const Bytes payload = image(16384);
   ready({.transferShift = 1, .granularity = 4}).downloads(0, part(payload, 0, 8192));
   m_drive.downloads(8192, part(payload, 8192, 8192)).readsSlots().commits(2).readsSlots(kStaged).identifies();
-  EXPECT_EQ(update(payload), 0);
+  EXPECT_EQ(update(payload), kWaitsForReset);
 }
 
 TEST_F(DownloadTest, ATransferLimitBeyondAnyTransferIsNone) {
@@ -71,7 +74,7 @@ TEST_F(DownloadTest, ATransferLimitBeyondAnyTransferIsNone) {
     const Bytes payload = image(16384);
     ready({.transferShift = shift, .granularity = 4}).downloads(0, payload);
     confirms(m_drive.readsSlots().commits(2)).within(0ms);
-    EXPECT_EQ(update(payload), 0);
+    EXPECT_EQ(update(payload), kWaitsForReset);
   }
 }
 
@@ -86,7 +89,7 @@ TEST_F(DownloadTest, PiecesShrinkToWhatTheKernelTransfersAtOnce) {
     m_drive.downloads(offset, part(payload, offset, 4096));
   }
   confirms(m_drive.downloads(24576, part(payload, 24576, 4)).readsSlots().commits(2));
-  EXPECT_EQ(update(payload), 0);
+  EXPECT_EQ(update(payload), kWaitsForReset);
   EXPECT_EQ(m_host.slept(), 0ms);
   EXPECT_THAT(m_host.reports(),
               Contains("info: NVMe drive 0000:04:00.0: the kernel refused a piece of 20480 bytes; pieces "
@@ -101,7 +104,7 @@ TEST_F(DownloadTest, AShortPieceShrinksByItsOwnLength) {
       .downloads(0, part(payload, 0, 4096))
       .downloads(4096, part(payload, 4096, 4096));
   confirms(m_drive.readsSlots().commits(2));
-  EXPECT_EQ(update(payload), 0);
+  EXPECT_EQ(update(payload), kWaitsForReset);
 }
 
 TEST_F(DownloadTest, AUsualPieceThatTheKernelRefusesEndsTheUpdate) {
@@ -124,21 +127,131 @@ TEST_F(DownloadTest, APieceIsRepeatedWhereItMayBe) {
   const Bytes payload = image(kPiece + 4);
   ready().downloads(0, part(payload, 0, kPiece), 0x0021).downloads(0, part(payload, 0, kPiece));
   confirms(m_drive.downloads(kPiece, part(payload, kPiece, 4)).readsSlots().commits(2));
-  EXPECT_EQ(update(payload), 0);
-}
-
-TEST_F(DownloadTest, ALostPathIsNeverRepeatedForTheDriveMayHaveForgottenTheDownload) {
-  for (const int lost : {0x0370, 0x0371, 0x0007, 0x0008}) {
-    ready().downloads(0, m_tiny, lost).within(0ms);
-    EXPECT_EQ(update(m_tiny), lost);
-  }
+  EXPECT_EQ(update(payload), kWaitsForReset);
 }
 
 TEST_F(DownloadTest, AnythingElseMayBeAskedAgainWhenThePathIsLost) {
   m_drive.opens().locks().identifies({}, 0x0370).identifies({}, 0x0371).identifies({}, 0x0007).identifies();
   m_drive.within(kMinute).readsSlots({}, 0x0370).readsSlots().downloads(0, m_tiny).readsSlots();
   confirms(m_drive.commits(2));
-  EXPECT_EQ(update(m_tiny), 0);
+  EXPECT_EQ(update(m_tiny), kWaitsForReset);
+}
+
+TEST_F(DownloadTest, AnImageThatIsNoMultipleOfTheGranularityIsNamedBeforeAByteIsSent) {
+  m_drive.opens().locks().identifies({.granularity = 2}).within(kMinute).readsSlots({}, 0x4006);
+  EXPECT_EQ(update(image(8196)), 0x006);
+  EXPECT_EQ(
+      m_host.reports().front(),
+      "warning: NVMe drive 0000:04:00.0: the image has 8196 bytes, no multiple of the drive's granularity "
+      "of 8192; the drive may refuse the last piece");
+}
+
+// Answers that are lost
+
+TEST_F(DownloadTest, ALostPieceIsSentAgainOnce) {
+  const Bytes payload = image(2 * kPiece);
+  for (const int lost : {0x0370, 0x0371, 0x0007, 0x0008, -EINTR}) {
+    ready().downloads(0, part(payload, 0, kPiece), lost).readsSlots({}, 0x4370).readsSlots();
+    m_drive.downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece));
+    confirms(m_drive.readsSlots().commits(2)).within(0ms);
+    EXPECT_EQ(update(payload), kWaitsForReset);
+  }
+}
+
+TEST_F(DownloadTest, ALostPieceThatTheDriveHadStoredIsNoFailure) {
+  const Bytes payload = image(2 * kPiece);
+  ready().downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece), 0x0007);
+  m_drive.readsSlots().downloads(kPiece, part(payload, kPiece, kPiece), 0x4114);
+  confirms(m_drive.readsSlots().commits(2));
+  EXPECT_EQ(update(payload), kWaitsForReset);
+}
+
+TEST_F(DownloadTest, APieceThatIsLostTwiceEndsTheUpdate) {
+  ready().downloads(0, m_tiny, 0x0007).readsSlots().downloads(0, m_tiny, 0x0371);
+  EXPECT_EQ(update(m_tiny), 0x371);
+}
+
+TEST_F(DownloadTest, ADriveThatDoesNotComeBackAfterALostPieceIsLost) {
+  m_host.setCapabilities("nvme0", 2U << 24);
+  ready().downloads(0, m_tiny, 0x0371);
+  for (int i = 0; i <= 2; ++i) m_drive.readsSlots({}, 0x4370);
+  EXPECT_EQ(update(m_tiny), 0x371);
+  EXPECT_EQ(m_host.slept(), 1s);
+}
+
+// Resets in the middle
+
+TEST_F(DownloadTest, AResetBetweenTwoPiecesStartsTheDownloadAgain) {
+  const Bytes payload = image(2 * kPiece);
+  ready().downloads(0, part(payload, 0, kPiece)).andIsReset().readsSlots();
+  m_drive.readsSlots()
+      .downloads(0, part(payload, 0, kPiece))
+      .downloads(kPiece, part(payload, kPiece, kPiece));
+  confirms(m_drive.readsSlots().commits(2));
+  EXPECT_EQ(update(payload), kWaitsForReset);
+  EXPECT_THAT(
+      m_host.reports(),
+      Contains("warning: NVMe drive 0000:04:00.0: the controller was reset; the download starts again"));
+}
+
+TEST_F(DownloadTest, AResetAfterTheLastPieceStartsTheDownloadAgain) {
+  ready().downloads(0, m_tiny).readsSlots().andIsReset().readsSlots();
+  m_drive.readsSlots().downloads(0, m_tiny);
+  confirms(m_drive.readsSlots().commits(2));
+  EXPECT_EQ(update(m_tiny), kWaitsForReset);
+}
+
+TEST_F(DownloadTest, AResetThatLosesAPieceStartsTheDownloadAgainInsteadOfSendingItAgain) {
+  const Bytes payload = image(2 * kPiece);
+  for (const bool isTold : {true, false}) {
+    if (!isTold) m_host.concealResets();
+    ready().downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece), 0x0371);
+    if (isTold) m_drive.andIsReset();
+    m_drive.readsSlots().readsSlots().readsSlots();
+    m_drive.downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece));
+    confirms(m_drive.readsSlots().commits(2)).within(0ms);
+    EXPECT_EQ(update(payload), kWaitsForReset);
+  }
+}
+
+TEST_F(DownloadTest, TheSlotIsChosenAnewAfterAReset) {
+  const SlotLog staged{.activeInfo = 0x21, .revisions = {"OLD_REV ", "MID_REV "}};
+  const SlotLog activated{.activeInfo = 0x02, .revisions = {"OLD_REV ", "MID_REV "}};
+  ready({}, staged).downloads(0, m_tiny).andIsReset().readsSlots(activated);
+  m_drive.readsSlots(activated).downloads(0, m_tiny).readsSlots(activated).commits(3);
+  m_drive.readsSlots({.activeInfo = 0x32, .revisions = {"OLD_REV ", "MID_REV ", "NEW_REV "}}).identifies();
+  EXPECT_EQ(update(m_tiny), kWaitsForReset);
+}
+
+TEST_F(DownloadTest, ADriveThatIsResetAgainAndAgainIsGivenUp) {
+  m_drive.opens().locks().identifies().within(kMinute);
+  for (int i = 0; i <= 3; ++i) m_drive.readsSlots().downloads(0, m_tiny).andIsReset().readsSlots();
+  EXPECT_EQ(update(m_tiny), -ECONNRESET);
+}
+
+// Downloads that somebody left unfinished
+
+TEST_F(DownloadTest, AnUnfinishedDownloadIsStartedOverOnce) {
+  const Bytes payload = image(2 * kPiece);
+  ready().downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece), 0x0114);
+  m_drive.downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece));
+  confirms(m_drive.readsSlots().commits(2));
+  EXPECT_EQ(update(payload), kWaitsForReset);
+  EXPECT_EQ(
+      m_host.reports().at(1),
+      "warning: NVMe drive 0000:04:00.0: the drive holds a download that was left unfinished; starting over");
+}
+
+TEST_F(DownloadTest, AnUnfinishedDownloadThatStaysIsReportedWithItsRemedy) {
+  const std::string remedy =
+      "err: NVMe drive 0000:04:00.0: the drive holds a download that was left unfinished; a controller reset "
+      "ends it: echo 1 >/sys/class/nvme/nvme0/reset_controller";
+  ready().downloads(0, m_tiny, 0x0114).downloads(0, m_tiny, 0x0114).within(0ms);
+  EXPECT_EQ(update(m_tiny), 0x114);
+  EXPECT_EQ(lastReport(), remedy);
+  ready().downloads(0, m_tiny, 0x4114);
+  EXPECT_EQ(update(m_tiny), 0x114) << "which forbids to send it again";
+  EXPECT_EQ(lastReport(), remedy);
 }
 
 }  // namespace

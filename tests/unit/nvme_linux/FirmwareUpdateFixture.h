@@ -15,6 +15,7 @@ namespace nvme_linux {
 
 constexpr auto kMinute = std::chrono::seconds(60);
 constexpr std::size_t kPiece = 4096;
+constexpr int kWaitsForReset = 267;
 
 class FirmwareUpdateFixture : public ::testing::Test {
  protected:
@@ -23,9 +24,11 @@ class FirmwareUpdateFixture : public ::testing::Test {
     m_controller = describeController(m_host, "nvme0");
   }
 
-  int update(const Bytes& payload) { return updateFrom(m_host.payload(payload)); }
-
-  int updateFrom(const std::string& path) { return FirmwareUpdate(m_host, m_controller).run(path).code(); }
+  /// An update of the first of `controllers`, which are all those of one drive.
+  int update(const Bytes& payload, const std::vector<PciController>& controllers) {
+    return FirmwareUpdate(m_host, m_supported, controllers, payload).run().code();
+  }
+  int update(const Bytes& payload) { return update(payload, {m_controller}); }
 
   /// The drive up to the last step before the download.
   DriveScript& ready(const ScriptedIdentity& identity = {}, const SlotLog& log = {}) {
@@ -42,9 +45,13 @@ class FirmwareUpdateFixture : public ::testing::Test {
 
   const std::string& lastReport() const { return m_host.reports().back(); }
 
+  inline static const SlotLog kRuns{.activeInfo = 0x02, .revisions = {"OLD_REV ", "NEW_REV "}};
   inline static const SlotLog kStaged{.activeInfo = 0x21, .revisions = {"OLD_REV ", "NEW_REV "}};
 
+  static constexpr PciIds kIds{.vendor = 0x144D, .device = 0xA801, .subVendor = 0x1028, .subDevice = 0x1FD9};
+
   ScriptedHost m_host;
+  SupportedDrives m_supported{std::set<SupportedModel>{{kIds, std::nullopt, std::nullopt}}};
   PciController m_controller;
   DriveScript& m_drive = m_host.drive("nvme0");
   Bytes m_tiny = image(4);

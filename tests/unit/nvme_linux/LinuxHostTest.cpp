@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 
 #include "TestSupport.h"
 
@@ -125,6 +126,26 @@ TEST_F(LinuxHostTest, TheClockMovesByAtLeastWhatWasSlept) {
   const auto before = m_host.now();
   m_host.sleep(1ms);
   EXPECT_GE(m_host.now() - before, 1ms);
+}
+
+TEST_F(LinuxHostTest, SignalsAreHeldAndDeliveredAfterwards) {
+  static volatile std::sig_atomic_t delivered = 0;
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    const auto before = std::signal(signal, [](int) { delivered = delivered + 1; });
+    delivered = 0;
+    {
+      const auto hold = m_host.holdSignals();
+      raise(signal);
+      EXPECT_EQ(delivered, 0) << signal;
+    }
+    EXPECT_EQ(delivered, 1) << signal;
+    static_cast<void>(std::signal(signal, before));
+  }
+}
+
+TEST_F(LinuxHostTest, AControllerThatIsNotResetIsSeenAsSuch) {
+  const auto watch = m_host.watchResets("nvme0");
+  EXPECT_NE(watch->wasReset(), true);
 }
 
 }  // namespace

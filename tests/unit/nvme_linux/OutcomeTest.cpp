@@ -50,9 +50,12 @@ TEST(OutcomeTest, OnlyACommitReturnsTheCodeThatCallersTakeForSuccess) {
 }
 
 TEST(OutcomeTest, RepeatsOnlyWhatTheDriveDoesNotForbid) {
-  for (const int result : {0x006, 0x021, 0x082, 0x107, 0x114, 0x2006, 0x1806}) {
+  for (const int result : {0x006, 0x021, 0x082, 0x11E, 0x2006, 0x1806}) {
     EXPECT_TRUE(outcome(result).mayBeRepeated()) << result;
     EXPECT_FALSE(outcome(0x4000 | result).mayBeRepeated()) << result;
+  }
+  for (const int result : {0x106, 0x107, 0x112, 0x113, 0x114, 0x2107}) {
+    EXPECT_FALSE(outcome(result).mayBeRepeated()) << result << ", which would be the same again";
   }
   for (const int result : {0, -EIO, -ENODEV, -EINTR}) EXPECT_FALSE(outcome(result).mayBeRepeated()) << result;
 }

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "ReportPage.h"
 #include "ResultText.h"
 #include "SampleDocuments.h"
 #include "TestSupport.h"
@@ -25,30 +24,19 @@ const std::string kComponent = component("12345", "Package, &quot;quoted&quot;")
 
 class Results : public testing::Test {
  protected:
-  tool::Results read(const std::vector<std::string>& documents) {
-    std::vector<std::string> paths;
-    for (const std::string& document : documents) {
-      paths.push_back(std::to_string(paths.size() + 1) + ".xml");
-      writeFile(paths.back(), document);
-    }
-    return tool::readResults(paths);
+  static tool::Results read(const std::vector<std::string>& documents) {
+    return tool::readResults(write(documents));
   }
 
-  std::string problemOf(const std::string& document) {
+  static std::string problemOf(const std::string& document) {
     const tool::Results results = read({document});
     EXPECT_THAT(results.files, IsEmpty());
     return results.unreadable.empty() ? "" : results.unreadable.front().problem;
   }
 
-  static std::string table(const tool::Results& results, const tool::Terminal& terminal = {}) {
+  static std::string summary(const tool::Results& results) {
     std::ostringstream out;
-    tool::writeTable(out, results, terminal);
-    return out.str();
-  }
-
-  static std::string page(const tool::Results& results) {
-    std::ostringstream out;
-    tool::writeReport(out, results);
+    tool::writeSummary(out, results, false);
     return out.str();
   }
 
@@ -86,85 +74,20 @@ TEST_F(Results, AnUpdateTellsOutcomesAndReboot) {
   EXPECT_EQ(first.records.at(2).pci.vendor, "f101");
 }
 
-TEST_F(Results, TheTableShowsFailedRecordsFirstAndSumsUp) {
-  EXPECT_EQ(
-      table(
-          read({inventory(kDrive + kFailure), update(updated("S2") + "<RebootRequired>1</RebootRequired>")})),
-      "DOCUMENT  #  OUTCOME  REVISION  NAME  SERIAL NUMBER  PCI IDS              MESSAGE\n"
-      "1.xml     2  failed                                                       It broke\n"
-      "1.xml     1  listed   R1        One   S1             f101:a801 f1a0:1001\n"
-      "2.xml     1  success  R1        One   S2             f101:a801 f1a0:1001  Success\n"
-      "\n"
-      "2 documents, 3 records: 1 listed, 1 success, 1 failed; revisions R1 x 2; reboot required in 1 document\n"
-      "Revisions in update documents were read before flashing; take an inventory for the new ones.\n");
-  EXPECT_EQ(table(read({inventory("")})), "1 document, 0 records: 0 failed\n");
-}
-
-TEST_F(Results, ColumnsStayAlignedAndTerminalsSafe) {
-  EXPECT_EQ(
-      table(read({inventory(
-          R"(<Device componentID="1" display="Größe" ><Application version="1"/></Device>)"
-          "<Device componentID=\"2\" display=\"a\xC2\x9B\x62\" ><Application version=\"22\"/></Device>")})),
-      "DOCUMENT  #  OUTCOME  REVISION  NAME   COMPONENT\n"
-      "1.xml     1  listed   1         Größe  1\n"
-      "1.xml     2  listed   22        a.b    2\n"
-      "\n"
-      "1 document, 2 records: 2 listed, 0 failed; revisions 1 x 1, 22 x 1\n");
-}
-
-TEST_F(Results, ATableThatIsTooWideBecomesBlocks) {
-  const tool::Results results = read({inventory(kDrive + kFailure)});
-  const std::string wide = table(results);
-  const std::size_t title = wide.find('\n') + 1;
-  const std::size_t width = wide.find('\n', title) - title;  // the line with the longest message
-  EXPECT_EQ(table(results, {.columns = width}), wide);
-  EXPECT_EQ(table(results, {.columns = width - 1}),
-            "DOCUMENT       1.xml\n"
-            "#              2\n"
-            "OUTCOME        failed\n"
-            "MESSAGE        It broke\n"
-            "\n"
-            "DOCUMENT       1.xml\n"
-            "#              1\n"
-            "OUTCOME        listed\n"
-            "REVISION       R1\n"
-            "NAME           One\n"
-            "SERIAL NUMBER  S1\n"
-            "PCI IDS        f101:a801 f1a0:1001\n"
-            "\n"
-            "1 document, 2 records: 1 listed, 1 failed; revisions R1 x 1\n");
-}
-
 TEST_F(Results, ARevisionIsTheSameWithAndWithoutPadding) {
   const std::string padded = listed("S2", "One", "R1      ");
   const tool::Results results = read({inventory(padded + kDrive + padded)});
   EXPECT_EQ(tool::summarize(results).revisions,
             (std::vector<std::pair<std::string, std::size_t>>{{"R1", 3}}));
-  EXPECT_THAT(table(results), HasSubstr("; revisions R1 x 3\n"));
+  EXPECT_THAT(summary(results), HasSubstr("; revisions R1 x 3\n"));
   std::ostringstream json;
-  tool::writeJson(json, results);
+  tool::writeJson(json, results, false);
   EXPECT_THAT(json.str(), HasSubstr("\"revision\": \"R1      \""));
-}
-
-TEST_F(Results, ThePageObeysNoCharacterThatATerminalWouldObey) {
-  const std::string html = page(read(
-      {inventory(
-           "<Device componentID=\"1\" display=\"a\u202Eb\u009Bc\"><Application version=\"1\"/></Device>"),
-       "<SVMInventory><Device display=\"<\"/>"}));
-  EXPECT_THAT(html, HasSubstr(">a.b.c<"));
-  EXPECT_THAT(html, Not(HasSubstr("\u202E")));
-  EXPECT_THAT(html, testing::ContainsRegex("<pre>[^\n]*Device display=[^\n]*\n *\\^\n</pre>"));
-}
-
-TEST_F(Results, ColourIsUsedOnlyWhenAskedFor) {
-  const tool::Results results = read({inventory(kDrive + kFailure)});
-  EXPECT_THAT(table(results), Not(HasSubstr("\033")));
-  EXPECT_THAT(table(results, {.colour = true}), HasSubstr("\033[31m1.xml     2  failed"));
 }
 
 TEST_F(Results, JsonHoldsEverything) {
   std::ostringstream out;
-  tool::writeJson(out, read({inventory(kDrive + kFailure), "<broken"}));
+  tool::writeJson(out, read({inventory(kDrive + kFailure), "<broken"}), false);
   const nlohmann::json json = nlohmann::json::parse(out.str());
   EXPECT_EQ(json["summary"],
             (nlohmann::json{{"documents", 1}, {"records", 2}, {"failed", 1}, {"unreadable", 1}}));
@@ -176,20 +99,22 @@ TEST_F(Results, JsonHoldsEverything) {
 
 TEST_F(Results, CsvQuotesWhatItMust) {
   std::ostringstream out;
-  tool::writeCsv(out, read({inventory(kComponent + kFailure)}));
+  const tool::Results results = read({inventory(kComponent + kFailure)});
+  tool::writeCsv(out, tool::rowsOf(results));
   EXPECT_EQ(
       out.str(),
       "document,kind,position,outcome,failed,messageId,message,name,componentId,vendorId,deviceId,subVendorId,"
-      "subDeviceId,enum,serialNumber,componentType,revision\r\n"
-      "1.xml,inventory,2,failed,true,7,It broke,,,,,,,,,,\r\n"
-      "1.xml,inventory,1,listed,false,0,,\"Package, \"\"quoted\"\"\",12345,,,,,,,APP,3.1\r\n");
+      "subDeviceId,enum,serialNumber,componentType,revision,newRevision\r\n"
+      "1.xml,inventory,2,failed,true,7,It broke,,,,,,,,,,,\r\n"
+      "1.xml,inventory,1,listed,false,0,,\"Package, \"\"quoted\"\"\",12345,,,,,,,APP,3.1,\r\n");
 }
 
 TEST_F(Results, CsvKeepsSpreadsheetsFromRunningValues) {
   const auto fieldFor = [&](const std::string& name) {
     std::ostringstream out;
-    tool::writeCsv(out, read({inventory("<Device componentID=\"1\" display=\"" + name +
-                                        "\" ><Application version=\"1\"/></Device>")}));
+    const tool::Results results = read({inventory("<Device componentID=\"1\" display=\"" + name +
+                                                  "\" ><Application version=\"1\"/></Device>")});
+    tool::writeCsv(out, tool::rowsOf(results));
     const std::string text = out.str();
     const std::string before = "1.xml,inventory,1,listed,false,0,,";
     const std::size_t start = text.find(before) + before.size();
@@ -210,10 +135,10 @@ TEST_F(Results, ADocumentThatIsNotWellFormedIsReadWhereItsFormIsClear) {
   ASSERT_EQ(results.files.size(), 2U);
   EXPECT_EQ(results.files[0].document.records.at(0).name, "A & B");
   EXPECT_EQ(results.files[1].document.records.at(0).serialNumber(), "<2>");
-  EXPECT_THAT(table(results), HasSubstr("\n1.xml: not well-formed at line 1, column "));
-  EXPECT_THAT(page(results), HasSubstr("<strong>2.xml</strong>: not well-formed at line 1, column "));
+  EXPECT_THAT(summary(results), HasSubstr("\n1.xml: not well-formed at line 1, column "));
+  EXPECT_THAT(summary(results), HasSubstr("; read all the same, by the form in which nvmepcissd writes\n"));
   std::ostringstream json;
-  tool::writeJson(json, results);
+  tool::writeJson(json, results, false);
   EXPECT_EQ(nlohmann::json::parse(json.str())["documents"][0]["wellFormed"], false);
 }
 
@@ -253,39 +178,47 @@ TEST_F(Results, WhatIsNoResultDocumentIsToldSo) {
   EXPECT_THAT(problemOf("<PIEConfig/>"),
               StartsWith("is not a result document: its root element is PIEConfig"));
   EXPECT_EQ(problemOf(""), "is empty");
-  EXPECT_EQ(tool::readResults({m_folder.path()}).unreadable.at(0).problem, "cannot be read: Is a directory");
   EXPECT_THAT(problemOf(inventory("\xFF")), HasSubstr("not proper UTF-8"));
   const tool::Results missing = tool::readResults({"missing.xml"});
   EXPECT_EQ(missing.unreadable.at(0).problem, "cannot be read: No such file or directory");
 }
 
-TEST_F(Results, ThePageEscapesEveryValueAndLoadsNothing) {
-  const tool::Results results = read({inventory(
-      R"(<Device componentID="1" display="&lt;script&gt;x&lt;/script&gt;" enum="&quot;&apos;&amp;"><Application version="&lt;b>"/></Device>)"
-      "<SPStatus result=\"false\"><Message>&lt;img src=x></Message></SPStatus>")});
-  const std::string html = page(results);
-  EXPECT_THAT(html, HasSubstr("&lt;script&gt;x&lt;/script&gt;"));
-  EXPECT_THAT(html, HasSubstr("&quot;&#39;&amp;"));
-  EXPECT_THAT(html, Not(HasSubstr("<img")));
-  EXPECT_THAT(html, Not(HasSubstr("<script>x")));
-  EXPECT_THAT(html, Not(HasSubstr("<b>")));
-  for (const char* const loading : {"<link", "href=", "http:", "https:", "@import", "url("}) {
-    EXPECT_THAT(html, Not(HasSubstr(loading)));
-  }
+TEST_F(Results, AFolderGivesItsDocumentsInOrderAndPassesOverTheRest) {
+  writeFile("rack/b/update.xml", update(updated("S1")));
+  writeFile("rack/a.xml", inventory(kDrive));
+  writeFile("rack/package.xml", "<SoftwareComponent/>");
+  writeFile("rack/plan.json", "[1]");
+  writeFile("rack/cut.xml", inventory(kDrive).substr(0, 100));
+  writeFile("rack/notes.txt", "x");
+  const tool::Results results = tool::readResults({"rack"});
+  ASSERT_EQ(results.files.size(), 2U);
+  EXPECT_EQ(results.files[0].source, "rack/a.xml");
+  EXPECT_EQ(results.files[1].source, "rack/b/update.xml");
+  EXPECT_EQ(results.passedOver, 2U);
+  ASSERT_EQ(results.unreadable.size(), 1U);
+  EXPECT_EQ(results.unreadable[0].source, "rack/cut.xml");
+  EXPECT_TRUE(tool::isAmong(results, "rack/../rack/a.xml"));
+  EXPECT_FALSE(tool::isAmong(results, "rack/notes.txt"));
+
+  std::filesystem::create_directory("nothing");
+  EXPECT_EQ(tool::readResults({"nothing"}).unreadable.at(0).problem, "holds no .xml and no .json file");
 }
 
-TEST_F(Results, ThePageHasARowARecordAndBarsThatAddUp) {
-  const std::string html = page(read({inventory(kDrive + kDrive + kFailure), "<broken"}));
-  const auto count = [&html](const std::string& what) {
-    std::size_t times = 0;
-    for (std::size_t place = 0; (place = html.find(what, place)) != std::string::npos; ++place) ++times;
-    return times;
-  };
-  EXPECT_EQ(count("<tr class=\"listed\">"), 2U);
-  EXPECT_EQ(count("<tr class=\"failed\">"), 1U);
-  EXPECT_LT(html.find("<tr class=\"failed\">"), html.find("<tr class=\"listed\">"));
-  EXPECT_THAT(html, HasSubstr("width:67%\"></span></span><span class=\"number\">2</span>"));
-  EXPECT_THAT(html, HasSubstr("<strong>2.xml</strong>: not well-formed"));
+TEST_F(Results, NoDrivesIsAWarning) {
+  EXPECT_EQ(
+      summary(read({inventory("")})),
+      "1 document, 0 records: 0 failed\n"
+      "WARNING: 1.xml: no drives; nobody can tell why: a server without drives, a missing drive library and a "
+      "failed discovery look the same\n");
+  std::ostringstream coloured;
+  tool::writeSummary(coloured, read({inventory("")}), true);
+  EXPECT_THAT(coloured.str(), StartsWith("\033[33m1 document"));
+  EXPECT_THAT(coloured.str(), Not(HasSubstr("\033[32m")));
+}
+
+TEST_F(Results, OldRevisionsAreCountedApart) {
+  EXPECT_THAT(summary(read({inventory(listed("S1", "One", "R2")), update(updated("S1", "One", "R1"))})),
+              HasSubstr("; revisions R2 x 1; revisions before updates R1 x 1\n"));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "DeviceInfo.h"
 #include "DocumentReader.h"
 #include "InventoryXMLWriter.h"
@@ -145,6 +147,44 @@ TEST(Salvage, RefusesADocumentThatIsCutOffAnywhere) {
   for (std::size_t length = 0; length < whole.size(); ++length)
     EXPECT_FALSE(tool::salvage(whole.substr(0, length)).document.has_value()) << length;
   EXPECT_EQ(recordsOf(whole).size(), 3U);
+}
+
+/// Values of parts that the forms are made of: what is accepted is what was written.
+TEST(Salvage, NeverMisreadsAValue) {
+  constexpr const char* kParts[] = {"\"",         " ",           ">",
+                                    "<",          "&",           "x",
+                                    "enum = ",    "display=",    "  version=\"",
+                                    "/>",         "</Device>",   "<Device  ",
+                                    "</Message>", "</SPStatus>", "<SPStatus result = \"false\" >",
+                                    "\" >"};
+  std::mt19937 random(7);
+  const auto value = [&] {
+    std::string text;
+    for (auto parts = random() % 5; parts > 0; --parts) text += kParts[random() % std::size(kParts)];
+    return text;
+  };
+  int accepted = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string name = value();
+    const std::string serial = value();
+    const std::string revision = value();
+    const std::string message = value();
+    const tool::Salvage before = tool::salvage(inventory(listed(serial, name, revision) + failed(message)));
+    const tool::Salvage after =
+        tool::salvage(update(updated(serial, name, revision, message) + failed(message) + kReboot));
+    for (const tool::Salvage& read : {before, after}) {
+      if (!read.document) continue;
+      ++accepted;
+      ASSERT_EQ(read.document->records.size(), 2U);
+      const tool::Record& drive = read.document->records[0];
+      ASSERT_EQ(drive.name, name);
+      ASSERT_EQ(drive.serialNumber(), serial);
+      ASSERT_EQ(drive.revision, revision);
+      ASSERT_EQ(drive.message, read.document->kind == tool::DocumentKind::kUpdate ? message : "");
+      ASSERT_EQ(read.document->records[1].message, message);
+    }
+  }
+  EXPECT_GT(accepted, 10000);
 }
 
 /// Every document of the writers is read back as the records that they were given.

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "TestSupport.h"
 
 namespace samples {
 
@@ -41,6 +44,18 @@ inline std::string failed(const std::string& message = "It broke", const std::st
 inline std::string component(const std::string& id, const std::string& name) {
   return R"(<Device  componentID=")" + id + R"(" display=")" + name +
          R"(" ><Application componentType="APP" version="3.1" display=""/></Device>)";
+}
+
+/// Writes each document to a file of its own in the working directory. Returns their names: `prefix`, a
+/// number from 1 on and ".xml".
+inline std::vector<std::string> write(const std::vector<std::string>& documents,
+                                      const std::string& prefix = "") {
+  std::vector<std::string> names;
+  for (const std::string& document : documents) {
+    names.push_back(prefix + std::to_string(names.size() + 1) + ".xml");
+    writeFile(names.back(), document);
+  }
+  return names;
 }
 
 inline const std::string kReboot = "<RebootRequired>1</RebootRequired>";

@@ -43,7 +43,7 @@ test_an_owed_reset_is_a_success_of_267() {
   expect outcomes "SN-owes Success" "$(outcomes)"
   reset owes
   expect revision "SN-owes NEW_REV" "$(revisions)"
-  logged "NVMe drive 0000:43:00.0: committed; it needs a reset to run the firmware"
+  logged "NVMe drive 0000:43:00.0: committed to slot 2, for the next reset; it runs OLD_REV"
 }
 
 test_a_refused_image_fails_and_is_not_kept_for_rollback() {

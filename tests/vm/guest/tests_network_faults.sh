@@ -115,7 +115,7 @@ test_of_drives_with_one_address_that_in_domain_0_is_offered() {
   attach distant 4448 0001:59:00.0
   expect drives "SN-near OLD_REV" "$(revisions)"
   payload 4096
-  expect result 0 "$(cd $component && vm_probe update 59 0 0 payload/image.bin)"
+  expect result 267 "$(cd $component && vm_probe update 59 0 0 payload/image.bin)"
   expect_image near
   expect "commands to the other one" "reset running OLD_REV" "$(commands distant)"
   logged "NVMe drive 0001:59:00.0 ($(controller_of distant)) is left out"

@@ -1,0 +1,59 @@
+#include "AtomicFile.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "TestSupport.h"
+
+namespace {
+
+class AtomicFile : public testing::Test {
+ protected:
+  static int errorOf(const std::string& path, tool::Existing existing) {
+    try {
+      tool::writeAtomically(path, "new", existing);
+    } catch (const std::system_error& error) {
+      return error.code().value();
+    }
+    return 0;
+  }
+
+  static std::ptrdiff_t filesHere() {
+    return std::distance(std::filesystem::directory_iterator("."), std::filesystem::directory_iterator());
+  }
+
+  WorkingFolder m_folder;
+};
+
+TEST_F(AtomicFile, WritesAndReplaces) {
+  EXPECT_EQ(errorOf("page", tool::Existing::kKeep), 0);
+  EXPECT_EQ(readFile("page"), "new");
+  writeFile("page", "old");
+  std::filesystem::permissions("page", std::filesystem::perms::owner_read);
+  EXPECT_EQ(errorOf("page", tool::Existing::kReplace), 0);
+  EXPECT_EQ(readFile("page"), "new");
+  EXPECT_EQ(std::filesystem::status("page").permissions(), std::filesystem::perms::owner_read);
+  EXPECT_EQ(filesHere(), 1);
+}
+
+TEST_F(AtomicFile, KeepsWhatIsThereAndLeavesNothingBehind) {
+  writeFile("page", "old");
+  EXPECT_EQ(errorOf("page", tool::Existing::kKeep), EEXIST);
+  EXPECT_EQ(readFile("page"), "old");
+  EXPECT_EQ(errorOf("missing/page", tool::Existing::kReplace), ENOENT);
+  EXPECT_EQ(filesHere(), 1);
+}
+
+TEST_F(AtomicFile, FollowsALink) {
+  std::filesystem::create_directory("folder");
+  writeFile("folder/page", "old");
+  std::filesystem::create_symlink("folder/page", "link");
+  EXPECT_EQ(errorOf("link", tool::Existing::kReplace), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink("link"));
+  EXPECT_EQ(readFile("folder/page"), "new");
+}
+
+}  // namespace

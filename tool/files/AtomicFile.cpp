@@ -1,0 +1,83 @@
+#include "AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+[[noreturn]] void throwErrno() {
+  throw std::system_error(errno, std::generic_category());
+}
+
+/// Hidden, and of this process.
+std::filesystem::path temporaryName(const std::filesystem::path& target) {
+  std::string name = ".";
+  name += target.filename().string();
+  name += "." + std::to_string(getpid()) + ".new";
+  return target.parent_path() / name;
+}
+
+/// A new file in the folder of another one, which goes unless it is moved there.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::filesystem::path& target)
+      : m_path(temporaryName(target)),
+        m_descriptor(open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    if (m_descriptor < 0) throwErrno();
+  }
+  ~TemporaryFile() {
+    if (m_descriptor >= 0) close(m_descriptor);
+    if (!m_isMoved) unlink(m_path.c_str());
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  void setMode(mode_t mode) const {
+    if (fchmod(m_descriptor, mode) != 0) throwErrno();
+  }
+
+  void write(std::string_view content) {
+    while (!content.empty()) {
+      const ssize_t count = ::write(m_descriptor, content.data(), content.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) throwErrno();
+      content.remove_prefix(static_cast<std::size_t>(count));
+    }
+    if (fsync(m_descriptor) != 0) throwErrno();
+    if (close(std::exchange(m_descriptor, -1)) != 0) throwErrno();
+  }
+
+  void moveTo(const std::filesystem::path& target, Existing existing) {
+    const unsigned int flags = existing == Existing::kKeep ? RENAME_NOREPLACE : 0U;
+    if (renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, target.c_str(), flags) != 0) throwErrno();
+    m_isMoved = true;
+  }
+
+ private:
+  std::filesystem::path m_path;
+  int m_descriptor;
+  bool m_isMoved = false;
+};
+
+}  // namespace
+
+void writeAtomically(const std::filesystem::path& path, std::string_view content, Existing existing) {
+  const std::filesystem::path target = std::filesystem::weakly_canonical(path);
+  TemporaryFile file(target);
+  struct stat status {};
+  if (existing == Existing::kReplace && stat(target.c_str(), &status) == 0)
+    file.setMode(status.st_mode & 0777U);
+  file.write(content);
+  file.moveTo(target, existing);
+}
+
+}  // namespace tool
