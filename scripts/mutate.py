@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Changes the component in small ways, one at a time, and tells which changes no test notices.
+"""Changes the production code in small ways, one at a time, and tells which changes no test notices.
 
 Works on a copy of the tracked files below build/mutants/. A change that does not compile is not counted. Exit status 0
 when every mutant was noticed, or stands with its reason in tests/mutants.txt.
@@ -7,12 +7,15 @@ when every mutant was noticed, or stands with its reason in tests/mutants.txt.
   scripts/mutate.py --count 300               a sample over all files
   scripts/mutate.py --only SoftwareComponent  files whose name has this in it
   scripts/mutate.py --seed 7                  another sample
+
+A stopped run goes on where it was when it is started again with the same arguments.
 """
 
 import argparse
 import dataclasses
 import filecmp
 import glob
+import json
 import os
 import random
 import re
@@ -24,10 +27,11 @@ import sys
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-FOLDERS = ("src/", "cm_BackPlane/src/", "cm_CMBaseUtils/src/")
+FOLDERS = ("src/", "cm_BackPlane/src/", "cm_CMBaseUtils/src/", "nvme_linux/", "tool/", "simulator/")
 ACCEPTED = "tests/mutants.txt"
 # The test program that notices most changes of a folder; it alone is built and run first.
-FIRST = (("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"))
+FIRST = (("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"),
+         ("nvme_linux/", "nvme_linux_tests"), ("tool/", "tool_tests"), ("simulator/", "simulator_tests"))
 BUILD_SECONDS = 3600
 TEST_SECONDS = 120
 CPU_SECONDS = 40  # of each process
@@ -237,6 +241,31 @@ class Laboratory:
             file.write(text)
 
 
+class Journal:
+    """The outcomes of earlier runs with the same seed, so that a stopped run goes on where it was. Delete the file
+    when tests have changed; a mutant that survived is tried again in any case."""
+
+    def __init__(self, path):
+        self.path = path
+        self.outcomes = {}
+        if os.path.exists(path):
+            with open(path, encoding="utf-8") as file:
+                self.outcomes = json.load(file)
+
+    def __contains__(self, mutant):
+        return self.outcomes.get(str(mutant), "") != ""
+
+    def outcome(self, mutant):
+        return self.outcomes[str(mutant)]
+
+    def note(self, mutant, by):
+        self.outcomes[str(mutant)] = by
+        with open(self.path + ".new", "w", encoding="utf-8") as file:
+            json.dump(self.outcomes, file, indent=1)
+        os.replace(self.path + ".new", self.path)
+        return by
+
+
 def accepted():
     """The mutants that no test can notice, or need not, with their reasons in the lines before."""
     path = os.path.join(ROOT, ACCEPTED)
@@ -262,9 +291,10 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("stopped"))
     laboratory = Laboratory(arguments.jobs)
     known, killed, survived, excused = accepted(), 0, [], 0
+    journal = Journal(os.path.join(ROOT, f"build/mutants-{arguments.seed}.json"))
     for mutant in chosen:
         started = time.monotonic()
-        by = laboratory.try_out(mutant)
+        by = journal.outcome(mutant) if mutant in journal else journal.note(mutant, laboratory.try_out(mutant))
         if by is None:
             outcome = "does not compile"
         elif by:
