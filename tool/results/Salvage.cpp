@@ -123,6 +123,7 @@ void readIdentity(std::string_view text, bool isDrive, std::string_view display,
   }
   if (text.find(kEnum) != std::string_view::npos) {
     const auto [name, enumId] = split(text, kEnum);
+    if (enumId.empty()) throw Refusal("is not as nvmepcissd writes it: an enumeration id without a value");
     record.enumId = enumId;
     text = name;
   }

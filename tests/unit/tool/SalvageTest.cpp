@@ -104,6 +104,11 @@ const Refused kRefused[] = {
     {"a NUL byte", inventory(listed(std::string("a\0b", 3))), "it holds a NUL byte"},
     {"an enumeration id in a name", inventory(listed("S1", R"(x" enum = "y)")),
      "record 1 can be read in more than one way"},
+    {"a name that ends like an empty enumeration id",
+     inventory(
+         R"(<Device  vendorID="f101" deviceID="a801" subVendorID="f1a0" subDeviceID="1001"  )"
+         R"(display="A" enum = "" ><Application componentType="FRMW"  version=""  display=""/></Device>)"),
+     "record 1 is not as nvmepcissd writes it: an enumeration id without a value"},
     {"a version in a name's device", inventory(listed("S1", "One", R"(R1"  version="R2)")),
      "record 1 can be read in more than one way"},
     {"overlapping delimiters", inventory(listed("S1", "One", R"("  version=)")),
