@@ -22,7 +22,9 @@ namespace {
 std::filesystem::path temporaryName(const std::filesystem::path& target) {
   std::string name = ".";
   name += target.filename().string();
-  name += "." + std::to_string(getpid()) + ".new";
+  name += ".";
+  name += std::to_string(getpid());
+  name += ".new";
   return target.parent_path() / name;
 }
 
