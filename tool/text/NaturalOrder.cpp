@@ -30,9 +30,20 @@ int compareNumbers(std::string_view left, std::string_view right) {
   return left.compare(right);
 }
 
+std::size_t digitsAt(std::string_view text, std::size_t place) {
+  const auto start = text.begin() + static_cast<std::ptrdiff_t>(place);
+  return static_cast<std::size_t>(std::find_if_not(start, text.end(), isDigit) - start);
+}
+
 }  // namespace
 
 bool naturallyLess(std::string_view left, std::string_view right) {
+  const auto [differsLeft, differsRight] =
+      std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+  const auto place = static_cast<std::size_t>(differsLeft - left.begin());
+  // Numbers of as many digits, as serial numbers mostly have, compare like texts.
+  if (const std::size_t digits = digitsAt(left, place); digits > 0 && digits == digitsAt(right, place))
+    return *differsLeft < *differsRight;
   std::string_view a = left;
   std::string_view b = right;
   while (!a.empty() && !b.empty()) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
 #include <sstream>
 
 #include "NaturalOrder.h"
@@ -109,6 +110,27 @@ TEST(NaturalOrder, ReadsNumbersAsNumbers) {
   std::sort(texts.begin(), texts.end(), tool::naturallyLess);
   EXPECT_THAT(texts, ElementsAre("", "a99999999999999999999", "a100000000000000000000", "b", "bay", "Bay 9",
                                  "bay 09", "bay 10"));
+}
+
+TEST(NaturalOrder, IsAnOrder) {
+  std::mt19937 random(7);
+  std::vector<std::string> texts;
+  for (int i = 0; i < 60; ++i) {
+    std::string& text = texts.emplace_back();
+    for (auto length = random() % 5; length > 0; --length) text += "019aB-"[random() % 6];
+  }
+  for (const std::string& a : texts) {
+    for (const std::string& b : texts) {
+      EXPECT_EQ(tool::naturallyLess(a, b) || tool::naturallyLess(b, a), a != b) << a << ' ' << b;
+      if (!tool::naturallyLess(a, b)) continue;
+      EXPECT_FALSE(tool::naturallyLess(b, a)) << a << ' ' << b;
+      for (const std::string& c : texts) {
+        if (tool::naturallyLess(b, c)) {
+          EXPECT_TRUE(tool::naturallyLess(a, c)) << a << ' ' << b << ' ' << c;
+        }
+      }
+    }
+  }
 }
 
 TEST(Shortened, KeepsToTheWidth) {
