@@ -45,7 +45,7 @@ Outcome DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) 
                   out.controller.subject() + " (" + out.controller.name + ") is left out: " + out.reason);
   }
   m_found = selection.offered;
-  m_shared.reset();
+  m_shared.clear();
   DriveList list;
   for (const PciController& controller : selection.offered) list.records.push_back(makeRecord(controller));
   for (NVMeDriveRecord& record : list.records) list.entries.push_back(&record);
@@ -122,7 +122,11 @@ Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::s
     others.insert(other.name);
   }
   const Outcome outcome = FirmwareUpdate(m_host, supported, ports, image).run();
-  m_shared = {.waiting = std::move(others), .updated = *controller, .imageHash = hash, .outcome = outcome};
+  std::erase_if(m_shared,
+                [&](const SharedUpdate& one) { return arePortsOfOneDrive(*controller, one.updated); });
+  if (!others.empty())
+    m_shared.push_back(
+        {.waiting = std::move(others), .updated = *controller, .imageHash = hash, .outcome = outcome});
   return outcome;
 }
 
@@ -130,12 +134,17 @@ Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::s
 /// none, or when the controller had its share already: then it is to be flashed once more.
 std::optional<Outcome> DriveLibrary::takeSharedOutcome(const PciController& controller,
                                                        std::size_t imageHash) {
-  if (!m_shared || m_shared->imageHash != imageHash || !arePortsOfOneDrive(controller, m_shared->updated) ||
-      m_shared->waiting.erase(controller.name) == 0)
+  // Several drives wait at a time: callers flash by address, so that the second ports often follow after the
+  // first ports of all drives.
+  const auto shared = std::find_if(m_shared.begin(), m_shared.end(), [&](const SharedUpdate& one) {
+    return arePortsOfOneDrive(controller, one.updated);
+  });
+  if (shared == m_shared.end() || shared->imageHash != imageHash ||
+      shared->waiting.erase(controller.name) == 0)
     return std::nullopt;
-  m_host.report(LOG_NOTICE, controller.subject() + ": the same drive as at " + m_shared->updated.addressText +
+  m_host.report(LOG_NOTICE, controller.subject() + ": the same drive as at " + shared->updated.addressText +
                                 ", which was updated already; the result is the same");
-  return m_shared->outcome;
+  return shared->outcome;
 }
 
 }  // namespace nvme_linux

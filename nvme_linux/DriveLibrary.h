@@ -62,7 +62,7 @@ class DriveLibrary {
   Host& m_host;
   std::deque<DriveList> m_lists;                      ///< every one that callers were given
   std::optional<std::vector<PciController>> m_found;  ///< by the last discovery; nothing before the first
-  std::optional<SharedUpdate> m_shared;               ///< the last one
+  std::vector<SharedUpdate> m_shared;                 ///< since the last discovery; one per drive
 };
 
 }  // namespace nvme_linux

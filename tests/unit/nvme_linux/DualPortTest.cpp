@@ -26,9 +26,11 @@ class DualPortTest : public ::testing::Test {
   }
 
   /// The whole update through an open and locked controller.
-  void flashes(DriveScript& drive) {
-    drive.identifies().within(kMinute).readsSlots().downloads(0, m_image).readsSlots().commits(2);
-    drive.readsSlots({.activeInfo = 0x21, .revisions = {"OLD_REV ", "NEW_REV "}}).identifies().within({});
+  void flashes(DriveScript& drive, const ScriptedIdentity& identity = {}) {
+    drive.identifies(identity).within(kMinute).readsSlots().downloads(0, m_image).readsSlots().commits(2);
+    drive.readsSlots({.activeInfo = 0x21, .revisions = {"OLD_REV ", "NEW_REV "}})
+        .identifies(identity)
+        .within({});
   }
 
   int update(std::uint8_t bus) {
@@ -52,6 +54,27 @@ TEST_F(DualPortTest, IsFlashedOnceAndBothGetTheResult) {
       m_host.reports().back(),
       "notice: NVMe drive 0000:05:00.0: the same drive as at 0000:04:00.0, which was updated already; the "
       "result is the same");
+}
+
+TEST_F(DualPortTest, TwoDrivesWhosePortsAlternateAreFlashedOnceEach) {
+  for (const auto& [name, address] :
+       {std::pair{"nvme2", "0000:06:00.0"}, std::pair{"nvme3", "0000:07:00.0"}}) {
+    m_host.addController(name, address);
+    m_host.writeAttribute(name, "serial", "SN-0002");
+    m_host.writeAttribute(name, "model", "Model A");
+    m_host.writeAttribute(name, "subsysnqn", "nqn.2026-01.test:other");
+  }
+  // By address: first port of the one, first of the other, second of the one, second of the other.
+  m_host.writeAttribute("nvme1", "address", "0000:07:00.0");
+  m_host.writeAttribute("nvme3", "address", "0000:08:00.0");
+  flashes(m_first.opens().locks());
+  m_second.opens().locks();
+  EXPECT_EQ(update(4), 267);
+  flashes(m_host.drive("nvme2").opens().locks(), {.serial = "SN-0002             "});
+  m_host.drive("nvme3").opens().locks();
+  EXPECT_EQ(update(6), 267);
+  EXPECT_EQ(update(7), 267);
+  EXPECT_EQ(update(8), 267);
 }
 
 TEST_F(DualPortTest, AFailureIsSharedToo) {
