@@ -30,6 +30,15 @@ class Host : public nvme_linux::Host {
   std::optional<std::uint64_t> capabilities(const std::string& /*controller*/) override {
     return std::nullopt;
   }
+  std::unique_ptr<nvme_linux::ResetWatch> watchResets(const std::string& /*controller*/) override {
+    struct NoReset : nvme_linux::ResetWatch {
+      std::optional<bool> wasReset() override { return false; }
+    };
+    return std::make_unique<NoReset>();
+  }
+  std::unique_ptr<nvme_linux::SignalHold> holdSignals() override {
+    return std::make_unique<nvme_linux::SignalHold>();
+  }
   std::chrono::milliseconds adminTimeout() override { return std::chrono::minutes(1); }
   nvme_linux::Outcome open(const std::string& /*controller*/,
                            std::unique_ptr<nvme_linux::Device>& /*device*/) override {

@@ -24,7 +24,8 @@ std::array<std::uint8_t, Size> take(fuzz::Input& input) {
 
 void checkIdentity(const Identity& identity) {
   PROMISE(identity.slots <= 7);
-  PROMISE(identity.granularity % 4096 == 0 && identity.granularity <= 254 * 4096);
+  PROMISE(identity.granularity == 4 || identity.granularity % 4096 == 0);
+  PROMISE(identity.granularity <= 254 * 4096);
   const std::size_t transfer = identity.maximumTransfer;
   PROMISE(transfer == 0 || (transfer >= 8192 && (transfer & (transfer - 1)) == 0));
   PROMISE(identity.activationTime <= std::chrono::milliseconds(6553500));
