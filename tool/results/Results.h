@@ -59,8 +59,8 @@ struct ResultSummary {
   std::map<Outcome, std::size_t> outcomes{};  ///< without zeros
   std::size_t failures = 0;                   ///< records whose outcome is a failure
 
-  /// Of the records that tell one, without blanks around it, most frequent first. Old ones, which an update or
-  /// a verdict has from before, are never counted with the others.
+  /// Of the records that tell one, without blanks around it, most frequent first. Old ones, which an update
+  /// or a verdict has from before, are never counted with the others.
   std::vector<std::pair<std::string, std::size_t>> revisions{};
   std::vector<std::pair<std::string, std::size_t>> oldRevisions{};
   std::vector<std::string> reboots{};  ///< the documents that ask for one
