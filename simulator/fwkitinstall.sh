@@ -1,5 +1,5 @@
 #!/bin/sh
-# Stand-in for the install script of the hardware-access library. Prints nothing on standard output.
+# nvmepcissd-simulator: stand-in for the install script of the hardware-access library. Prints nothing on standard output.
 #
 #   FWKIT_LOG               where to note what was asked; else fwkitinstall.log beside this script
 #   FWKIT_INSTALL_RESULT    exit status of install; anything but 0 installs nothing

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CheckCommand.h"
+#include "InitCommand.h"
 #include "ReportCommand.h"
 #include "ShowCommand.h"
 #include "TerminalText.h"
@@ -31,7 +32,8 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "nvmepcissd-tool " TOOL_VERSION);
   app.require_subcommand(1);
   tool::Action action;
-  for (const auto addCommand : {tool::addCheckCommand, tool::addShowCommand, tool::addReportCommand})
+  for (const auto addCommand :
+       {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand, tool::addReportCommand})
     addCommand(app, action);
 
   app.failure_message(explain);

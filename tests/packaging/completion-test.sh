@@ -23,10 +23,12 @@ expect() {
   [ "$(offered "$@")" = "$expected" ] || fail "behind $*: \"$(offered "$@")\" instead of \"$expected\""
 }
 
-expect "--help --version check report show" ""
+expect "--help --version check init report show" ""
 expect "report" r
 expect "folder" check ""
-expect "--help --json" check --
+expect "--help --ignore --json --severity" check --
+expect "error note warning" check --severity ""
+expect "--help" init --
 expect "folder inventory.xml update.xml verdict.json" show ""
 expect "serial" show --sort s
 expect "inventory.xml" show update.xml inv

@@ -23,9 +23,10 @@ try_component() {
   done
   "$prefix/bin/nvmepcissd-tool" show "$results"/*.xml | grep -q '2 documents, 6 records: 3 listed, 3 success, 0 failed' ||
     fail "the tool in $prefix does not show the documents"
-  # The sample descriptor has one trap, to show what a finding looks like; there is no other.
-  "$prefix/bin/nvmepcissd-tool" check "$folder" >"$results/findings" && fail "no finding in the sample package"
-  grep -q '0a54' "$results/findings" || fail "the sample's trap went unnoticed"
-  grep -qx '1 finding' "$results/findings" ||
+  # The simulator's folder has one trap, to show what a finding looks like; everything else in it is simulated.
+  "$prefix/bin/nvmepcissd-tool" check --ignore simulator-part --ignore payload-text --ignore owner \
+    --ignore parent-writable "$folder" >"$results/findings" && fail "no finding in the simulator's folder"
+  grep -q '0a54' "$results/findings" || fail "the trap went unnoticed"
+  grep -qx '1 warning' "$results/findings" ||
     { cat "$results/findings" >&2; fail "other findings than expected in $folder"; }
 }

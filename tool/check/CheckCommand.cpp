@@ -2,58 +2,39 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
+#include "FindingText.h"
 #include "PackageCheck.h"
+#include "Selection.h"
 #include "Terminal.h"
-#include "TerminalText.h"
 
 namespace tool {
 
 namespace {
 
-std::string placeOf(const Finding& finding) {
-  return forTerminal(finding.file.string()) + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
-}
-
-void printFindings(const Findings& findings, bool colour) {
-  for (const Finding& finding : findings) {
-    std::cout << (colour ? "\033[1m" : "") << placeOf(finding) << ": " << forTerminal(finding.problem)
-              << (colour ? "\033[0m" : "") << "\n    at run time: " << forTerminal(finding.atRunTime)
-              << "\n    to fix: " << forTerminal(finding.remedy) << "\n";
-  }
-  if (findings.empty()) {
-    std::cout << "no findings\n";
-  } else {
-    std::cout << findings.size() << (findings.size() == 1 ? " finding\n" : " findings\n");
-  }
-}
-
-void printFindingsAsJson(const Findings& findings) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const auto& [file, line, problem, atRunTime, remedy] : findings) {
-    list.push_back({{"file", file.string()},
-                    {"line", line},
-                    {"problem", problem},
-                    {"atRunTime", atRunTime},
-                    {"remedy", remedy}});
-  }
-  std::cout << list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-}
-
 struct Options {
   std::string folder;
+  std::vector<std::string> ignored;
+  Severity lowest = Severity::kNote;
   bool json = false;
 };
 
+/// For CLI11: an empty text when `id` is one.
+std::string complaintAbout(const std::string& id) {
+  return indexOfKind(id) == kKinds.size() ? "there are no findings with the id \"" + id + "\"" : "";
+}
+
 int check(const Options& options) {
-  const Findings findings = checkPackage(options.folder);
+  const Selection selection{{options.ignored.begin(), options.ignored.end()}, options.lowest};
+  const Findings findings = select(checkPackage(options.folder), options.folder, selection);
   if (options.json) {
-    printFindingsAsJson(findings);
+    writeFindingsAsJson(std::cout, findings);
   } else {
-    printFindings(findings, standardOutputTerminal().colour);
+    writeFindings(std::cout, findings, standardOutputTerminal().colour);
   }
   return findings.empty() ? kClean : kFindings;
 }
@@ -61,11 +42,20 @@ int check(const Options& options) {
 }  // namespace
 
 void addCheckCommand(CLI::App& app, Action& action) {
+  const std::map<std::string, Severity> severities{
+      {"error", Severity::kError}, {"warning", Severity::kWarning}, {"note", Severity::kNote}};
   const auto options = std::make_shared<Options>();
   CLI::App* const command = app.add_subcommand("check", "Report the traps in a component folder");
-  command->footer("Exit status: 0 no findings, 1 findings, 2 usage.");
+  command->footer("Exit status: 0 no finding is shown, 1 findings are shown, 2 usage.");
   command->add_option("DIR", options->folder, "Component folder")->required()->check(CLI::ExistingDirectory);
   command->add_flag("--json", options->json, "Write the findings as JSON");
+  command->add_option("--ignore", options->ignored, "Leave out findings with this id; may be repeated")
+      ->type_name("ID")
+      ->allow_extra_args(false)
+      ->check(complaintAbout);
+  command->add_option("--severity", options->lowest, "Leave out what is below: error, warning or note")
+      ->type_name("LEVEL")
+      ->transform(CLI::CheckedTransformer(severities));
   command->callback([options, &action] { action = [options] { return check(*options); }; });
 }
 

@@ -70,11 +70,10 @@ class Reading {
     file.architecture = architecture();
     file.isExecutable = header().e_type == ET_EXEC;
     checkSegments();
-    for (Elf_Scn* section = nullptr; (section = elf_nextscn(m_elf.get(), section)) != nullptr;) {
-      GElf_Shdr place{};
-      if (gelf_getshdr(section, &place) == nullptr) throw Damage("is damaged: a section has no header");
-      if (place.sh_type == SHT_DYNAMIC) readDynamic(section, place.sh_link, file);
-      if (place.sh_type == SHT_DYNSYM) readSymbols(section, place.sh_link, file);
+    try {
+      readSections(file);
+    } catch (const Damage& damage) {
+      file.sectionDamage = damage.what();
     }
   }
 
@@ -82,6 +81,17 @@ class Reading {
   /// What no library's names come to, in bytes, for every byte of its file; damaged ones may share theirs.
   static constexpr std::uint64_t kNamesAByte = 64;
   static constexpr std::uint64_t kNamesAtLeast = 4096;
+
+  void readSections(ElfFile& file) {
+    for (Elf_Scn* section = nullptr; (section = elf_nextscn(m_elf.get(), section)) != nullptr;) {
+      GElf_Shdr place{};
+      if (gelf_getshdr(section, &place) == nullptr) throw Damage("is damaged: a section has no header");
+      if (place.sh_type == SHT_DYNAMIC) readDynamic(section, place.sh_link, file);
+      if (place.sh_type == SHT_NOTE) readNotes(section, file);
+      if (place.sh_type == SHT_DYNSYM) readSymbols(section, place.sh_link, file);
+    }
+    if (!file.hasSymbols) throw Damage("has no readable table of symbols");
+  }
 
   GElf_Ehdr header() const {
     GElf_Ehdr header{};
@@ -150,6 +160,21 @@ class Reading {
         default:
           break;
       }
+    }
+  }
+
+  /// cmake/Origin.cpp.in shows the note.
+  void readNotes(Elf_Scn* section, ElfFile& file) const {
+    Elf_Data* const data = content(section);
+    const std::string_view bytes(static_cast<const char*>(data->d_buf), data->d_size);
+    GElf_Nhdr note{};
+    std::size_t name = 0;
+    std::size_t text = 0;
+    for (std::size_t next = 0; (next = gelf_getnote(data, next, &note, &name, &text)) > 0;) {
+      constexpr std::string_view kOwner("nvmepcissd\0", sizeof("nvmepcissd"));
+      if (bytes.substr(name, note.n_namesz) != kOwner) continue;
+      const std::string_view origin = bytes.substr(text, note.n_descsz);
+      file.origin = origin.substr(0, origin.find('\0'));
     }
   }
 

@@ -27,13 +27,19 @@ struct ElfArchitecture {
 struct ElfFile {
   ElfArchitecture architecture{};  ///< all zero when the file is no ELF file
 
-  /// Why the file is not fit to be handed to the loader (as "is cut off: ..."); empty when it is. Everything
-  /// below is then empty or incomplete.
+  /// Why the file cannot be loaded (as "is cut off: ..."); empty when it may be. Otherwise everything below
+  /// is empty.
   std::string damage{};
+  /// What is wrong with its table of sections, which the loader does not look at; empty when it was read.
+  /// Otherwise what stands below is incomplete.
+  std::string sectionDamage{};
 
-  bool isExecutable = false;              ///< an executable, position-independent or not
-  bool opensNever = false;                ///< its linker flags forbid loading it at run time
-  bool hasSymbols = false;                ///< false without a section table: nothing is known of symbols
+  bool isExecutable = false;  ///< an executable, position-independent or not
+  bool opensNever = false;    ///< its linker flags forbid loading it at run time
+  bool hasSymbols = false;    ///< false when nothing is known of them
+  /// For what this project builds to be put into a package: "nvme_linux", its own drive library, or
+  /// "simulator", the stand-ins. Empty for everything else.
+  std::string origin{};
   std::string soname{};                   ///< the name that other files need it by
   std::vector<std::string> needed{};      ///< the libraries that it asks for, by name
   std::string searchPath{};               ///< its own folders to look for them in, between colons

@@ -6,13 +6,17 @@
 
 namespace tool {
 
-/// Everything in a component folder that the component would stumble over without a word: its descriptor,
-/// payload, drive library, install script, marker file and permissions. Reads only; runs nothing of the
-/// folder.
+/// Everything in a component folder that the component would stumble over, mostly without a word, and what
+/// should not be shipped in one. Reads only; runs nothing of the folder. A folder that cannot be read is the
+/// only finding.
 ///
 /// Findings are collected: a defect does not end the check, but what cannot be told because of it is left out
 /// (a descriptor that cannot be parsed has no traps on its lines). The component stops at its first defect,
 /// so a run may show only the first of several consequences.
+///
+/// To add a finding: add its kind to `kKinds` in Finding.h, report it in the check that it belongs to,
+/// describe it in docs/package-check.md, and add a folder that has it to the tests, with what a run makes of
+/// it.
 Findings checkPackage(const std::filesystem::path& folder);
 
 }  // namespace tool

@@ -25,14 +25,16 @@ void writeScript(std::span<const std::uint8_t> content) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   writeScript({data, size});
   const std::string_view content(reinterpret_cast<const char*>(data), size);
-  const std::string_view line = content.substr(0, content.find('\n'));
   bool isReturnFound = false;
   for (const tool::Finding& finding : tool::checkPackage("component")) {
-    PROMISE(!finding.problem.empty() && !finding.atRunTime.empty() && !finding.remedy.empty());
+    PROMISE(!finding.problem.empty() && !finding.consequence.empty() && !finding.remedy.empty());
     if (finding.file.filename() != "fwkitinstall.sh") continue;
     PROMISE(finding.line >= 0 && static_cast<std::size_t>(finding.line) <= size + 1);
     isReturnFound |= finding.problem.find("carriage return") != std::string::npos;
   }
-  PROMISE(isReturnFound == (line.starts_with("#!") && line.ends_with('\r')));
+  const bool isProgram = content.starts_with(
+      "\x7f"
+      "ELF");
+  PROMISE(isReturnFound == (!isProgram && content.find('\r') != std::string_view::npos));
   return 0;
 }

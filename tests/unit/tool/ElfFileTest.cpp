@@ -124,7 +124,7 @@ TEST_F(ElfFile, NamesThatShareTheirBytesEndTheReading) {
     const Elf64_Sym symbol{static_cast<Elf64_Word>(i), ELF64_ST_INFO(STB_GLOBAL, STT_FUNC), 0, 1, 0, 0};
     std::memcpy(file.data() + symbols + i * sizeof(symbol), &symbol, sizeof(symbol));
   }
-  EXPECT_EQ(read(file).damage, "is damaged: its names are longer than the file can hold");
+  EXPECT_EQ(read(file).sectionDamage, "is damaged: its names are longer than the file can hold");
 }
 
 /// Nothing is asserted but that reading ends: the sanitizers watch every access.

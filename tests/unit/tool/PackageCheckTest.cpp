@@ -24,7 +24,7 @@ TEST_F(PackageCheck, AWholePackageHasNoFindings) {
 
 TEST_F(PackageCheck, DescriptorFindingsAreAmongThem) {
   fs::remove(folder() / "package.xml");
-  EXPECT_THAT(problems(), ElementsAre("package.xml: descriptor cannot be read: No such file or directory"));
+  EXPECT_THAT(problems(), ElementsAre("package.xml: descriptor is missing"));
 }
 
 TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
@@ -39,7 +39,7 @@ TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
   EXPECT_THAT(problems(), ElementsAre("payload/firmware: payload is not a regular file"));
   fs::remove(folder() / "payload" / "firmware");
   fs::create_symlink("nowhere", folder() / "payload" / "link");
-  EXPECT_THAT(problems(), ElementsAre("payload/link: payload is not a regular file"));
+  EXPECT_THAT(problems(), Contains("payload/link: payload is not a regular file"));
   fs::remove(folder() / "payload" / "link");
   write("payload/.hidden", "");
   EXPECT_THAT(problems(), ElementsAre("payload/.hidden: payload is empty"));
@@ -50,6 +50,7 @@ TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
 }
 
 TEST_F(PackageCheck, AnExecutableThatIsALinkIsFound) {
+  fs::remove(folder() / "nvmepcissd");
   fs::create_symlink(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");
   EXPECT_THAT(problems(), Contains("nvmepcissd: the executable is a link"));
 }
@@ -74,8 +75,8 @@ TEST_F(PackageCheck, TheInterpreterOfTheInstallScriptIsLookedForHere) {
   };
   writeScript("#! /no/such/interp -e");
   EXPECT_THAT(problems(),
-              ElementsAre("fwkitinstall.sh: the interpreter /no/such/interp cannot be run on this "
-                          "machine: No such file or directory"));
+              ElementsAre("fwkitinstall.sh: the interpreter /no/such/interp cannot be run: No such file or "
+                          "directory"));
   for (const char* const line : {"#!/bin/sh -e", "#! /bin/sh", "#!", "# no interpreter", ""}) {
     writeScript(line);
     EXPECT_THAT(problems(), IsEmpty()) << line;
@@ -107,7 +108,7 @@ TEST_F(PackageCheck, PipesAreNotOpened) {
     ASSERT_EQ(mkfifo((folder() / name).c_str(), 0644), 0) << name;
   }
   EXPECT_THAT(problems(), ElementsAre("package.xml: descriptor is not a regular file",
-                                      "libnvme.so: drive library cannot be loaded: it is a pipe",
+                                      "libnvme.so: drive library is a pipe",
                                       "fwkitinstall.sh: install script is not a regular file",
                                       "enabledebug.txt: marker file for the debug log was left in place"));
 }
@@ -129,16 +130,19 @@ TEST_F(PackageCheck, ThePayloadIsLookedAtThroughLinksAndOtherLinksAreNotFollowed
   fs::create_directory_symlink(elsewhere, folder() / "more");
   fs::create_directory_symlink("..", folder() / "round");
   fs::create_symlink("nowhere", folder() / "dangling");
-  EXPECT_THAT(problems(), ElementsAre("payload/firmware.bin: may be written by everybody"));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("dangling: the link leads nowhere"),
+                                      HasSubstr("more: the link leads out of the folder"),
+                                      HasSubstr("payload: the link leads out of the folder"),
+                                      HasSubstr("round: the link leads out of the folder"),
+                                      "payload/firmware.bin: may be written by everybody"));
 }
 
 // Promise: check-reports-odd-paths
 TEST_F(PackageCheck, AFolderThatTheShellWouldTakeApartIsFound) {
   const fs::path renamed = m_scratch.path() / "my component";
   fs::rename(folder(), renamed);
-  const tool::Findings findings = tool::checkPackage(renamed);
-  ASSERT_EQ(findings.size(), 1U);
-  EXPECT_EQ(findings[0].problem, "the folder's path holds the character ' '");
+  EXPECT_THAT(problemsOf(tool::checkPackage(renamed)),
+              ElementsAre(HasSubstr("the folder's path holds the character ' '")));
 }
 
 }  // namespace

@@ -21,8 +21,12 @@ class PackageFolder : public testing::Test {
               "<SoftwareComponent><SupportedDevices><Device componentID=\"1\">"
               "<PCIInfo deviceID=\"a801\" subDeviceID=\"1001\" vendorID=\"f101\" subVendorID=\"f1a0\"/>"
               "<Display>One</Display></Device></SupportedDevices></SoftwareComponent>");
-    writeFile(folder() / "payload" / "firmware.bin", "firmware");
+    writeFile(folder() / "payload" / "firmware.bin", std::string("\0\1\2\3", 4));
     writeFile(folder() / "fwkitinstall.sh", "#!/bin/sh\nexit 0\n");
+    std::filesystem::copy_file(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");
+    std::filesystem::copy_file(ROLLBACK_LIBRARY, folder() / "librbkl.so.0");
+    setMode("nvmepcissd", 0755);
+    setMode("librbkl.so.0", 0644);
     useLibrary("whole.so");
     setMode("fwkitinstall.sh", 0755);
     for (const char* const file : {"package.xml", "payload/firmware.bin"}) setMode(file, 0644);
@@ -45,11 +49,15 @@ class PackageFolder : public testing::Test {
   }
   void useLibrary(const std::string& built) { addLibrary(built, "libnvme.so"); }
 
-  /// "file: problem" of every finding, the file as seen from the folder.
+  /// "file: problem" of every finding, the file as seen from the folder. The rollback library is the
+  /// simulator's, and tests may run as anybody, anywhere.
   std::vector<std::string> problemsOf(const tool::Findings& findings) const {
     std::vector<std::string> list;
-    for (const tool::Finding& finding : findings)
+    for (const tool::Finding& finding : findings) {
+      const std::string_view id = finding.kind->id;
+      if (id == "simulator-part" || id == "owner" || id == "parent-writable") continue;
       list.push_back(finding.file.lexically_relative(folder()).string() + ": " + finding.problem);
+    }
     return list;
   }
 

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Finding.h"
+#include "Package.h"
+
+namespace tool {
+
+/// The folder as such: its path, and everything in it: owners, permissions, links, names, and what is not to
+/// be shipped. At most some ten thousand entries are looked at, and links are not followed out of the folder.
+Findings checkFolder(const Package& package);
+
+}  // namespace tool

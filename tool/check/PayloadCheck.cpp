@@ -1,0 +1,149 @@
+#include "PayloadCheck.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "FileStart.h"
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+constexpr char kRefused[] =
+    "an update flashes nothing; its document lists every drive as if it had succeeded, with exit status 0";
+constexpr char kRemedy[] = "put the one firmware file, and nothing else, into this folder";
+constexpr char kFlashedAsItIs[] =
+    "nobody looks into it: the drive library is told to flash it onto every drive as it is";
+
+std::string joined(const std::vector<std::string>& names) {
+  constexpr std::size_t kShown = 8;
+  std::string text;
+  for (std::size_t i = 0; i < std::min(names.size(), kShown); ++i) text += (i == 0 ? "" : ", ") + names[i];
+  return names.size() > kShown ? text + ", ..." : text;
+}
+
+/// What the file at least looks like that no firmware is: how it begins, and how many bytes before that.
+struct Archive {
+  std::string_view name;
+  std::string_view start;
+  std::size_t place = 0;
+};
+using namespace std::string_view_literals;
+constexpr std::array<Archive, 13> kArchives{{{"a ZIP archive", "PK\3\4"},
+                                             {"a gzip file", "\x1F\x8B"},
+                                             {"an xz file",
+                                              "\xFD"
+                                              "7zXZ"},
+                                             {"a bzip2 file", "BZh"},
+                                             {"a Zstandard file", "\x28\xB5\x2F\xFD"},
+                                             {"an LZ4 file", "\x04\x22\x4D\x18"},
+                                             {"a 7z archive", "7z\xBC\xAF\x27\x1C"},
+                                             {"a RAR archive", "Rar!\x1A\x07"},
+                                             {"a tar archive", "ustar", 257},
+                                             {"a cpio archive", "070701"},
+                                             {"an ar archive or Debian package", "!<arch>\n"},
+                                             {"an RPM package", "\xED\xAB\xEE\xDB"},
+                                             {"a cabinet file", "MSCF\0\0\0\0"sv}}};
+
+std::string_view archiveName(std::string_view start) {
+  const auto* const found = std::find_if(kArchives.begin(), kArchives.end(), [start](const Archive& archive) {
+    return start.size() > archive.place && start.substr(archive.place).starts_with(archive.start);
+  });
+  return found == kArchives.end() ? std::string_view() : found->name;
+}
+
+bool isWebPage(std::string_view start) {
+  constexpr std::string_view kSpace = " \t\r\n";
+  if (start.starts_with("\xEF\xBB\xBF")) start.remove_prefix(3);
+  start.remove_prefix(std::min(start.find_first_not_of(kSpace), start.size()));
+  return strncasecmp(start.data(), "<!doctype html", std::min<std::size_t>(start.size(), 14)) == 0
+             ? start.size() >= 14
+             : start.size() >= 5 && strncasecmp(start.data(), "<html", 5) == 0;
+}
+
+bool isText(std::string_view start) {
+  return std::all_of(start.begin(), start.end(), [](unsigned char c) {
+    constexpr unsigned char kDelete = 0x7F;
+    return c == '\t' || c == '\n' || c == '\r' || c == '\f' || (c >= ' ' && c != kDelete);
+  });
+}
+
+/// What is wrong with the content of the one file.
+void checkContent(const Package& package, const fs::path& file, Findings& findings) {
+  const std::string start = startOf(file);
+  if (const std::string_view archive = archiveName(start); !archive.empty()) {
+    findings.push_back({"payload-archive", file, 0, "payload is " + std::string(archive), kFlashedAsItIs,
+                        "take the firmware file out of it"});
+  } else if (isWebPage(start)) {
+    findings.push_back({"payload-web-page", file, 0, "payload is a web page", kFlashedAsItIs,
+                        "download the firmware file itself; this may be the page of an error or of a login"});
+  } else if (isText(start)) {
+    findings.push_back({"payload-text", file, 0, "payload is a text", kFlashedAsItIs,
+                        "check that this is the firmware file, and not its licence or its notes"});
+  }
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(file, error);
+  constexpr std::uintmax_t kUnit = 4;
+  if (!error && package.hasOwnLibrary() && size % kUnit != 0) {
+    findings.push_back(
+        {"payload-size", file, 0,
+         "payload has " + std::to_string(size) + " bytes, which is not a multiple of 4",
+         "drives take firmware in units of 4 bytes: the package's drive library refuses the file "
+         "for every drive",
+         "check that the file is whole and unchanged"});
+  }
+}
+
+}  // namespace
+
+Findings checkPayload(const Package& package) {
+  const fs::path payload = package.folder / "payload";
+  std::error_code error;
+  if (!fs::exists(payload, error))
+    return {{"payload-missing", payload, 0, "payload folder is missing", kRefused, kRemedy}};
+  if (!fs::is_directory(payload, error)) {
+    return {{"payload-not-folder", payload, 0, "payload is not a folder", kRefused,
+             std::string("make it a folder; ") + kRemedy}};
+  }
+  const std::vector<std::string> names = namesIn(payload, error);
+  if (error) {
+    return {{"payload-unreadable", payload, 0, "payload folder cannot be read: " + error.message(), kRefused,
+             kRemedy}};
+  }
+  if (names.empty()) return {{"payload-none", payload, 0, "payload folder is empty", kRefused, kRemedy}};
+  if (names.size() > 1) {
+    return {
+        {"payload-several", payload, 0,
+         "payload folder holds " + std::to_string(names.size()) + " entries instead of one: " + joined(names),
+         kRefused, kRemedy}};
+  }
+  const fs::path file = payload / names.front();
+  if (!fs::is_regular_file(file, error)) {
+    return {{"payload-not-file", file, 0, "payload is not a regular file",
+             "its path goes to the drive library all the same, which decides what to do with it", kRemedy}};
+  }
+  if (fs::file_size(file, error) == 0) {
+    return {{"payload-empty", file, 0, "payload is empty", "the drive library is told to flash an empty file",
+             kRemedy}};
+  }
+  if (access(file.c_str(), R_OK) != 0) {
+    return {{"payload-unreadable", file, 0, std::string("payload cannot be read: ") + std::strerror(errno),
+             "the drive library is told to flash a file that it cannot read, unless it runs as root",
+             modeRemedy("a+r", file, package.folder)}};
+  }
+  Findings findings;
+  checkContent(package, file, findings);
+  return findings;
+}
+
+}  // namespace tool

@@ -1,0 +1,35 @@
+#include "InitCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "ComponentLayout.h"
+#include "FindingText.h"
+#include "PackageCheck.h"
+#include "Terminal.h"
+
+namespace tool {
+
+namespace {
+
+/// What is left to do is what the check finds.
+int init(const std::string& folder) {
+  layOutComponent(folder, installedExecutable());
+  std::cout << "Laid out. What is left to be filled in:\n\n";
+  writeFindings(std::cout, checkPackage(folder), standardOutputTerminal().colour);
+  return kClean;
+}
+
+}  // namespace
+
+void addInitCommand(CLI::App& app, Action& action) {
+  const auto folder = std::make_shared<std::string>();
+  CLI::App* const command = app.add_subcommand("init", "Lay out a component folder to be filled in");
+  command->footer("Exit status: 0 the folder is laid out, 1 it could not be, 2 usage.");
+  command->add_option("DIR", *folder, "Folder to make; it may exist if it is empty")->required();
+  command->callback([folder, &action] { action = [folder] { return init(*folder); }; });
+}
+
+}  // namespace tool
