@@ -49,7 +49,7 @@ bool isDrive(const PciController& remembered, const Identity& identity) {
 std::size_t pieceSize(const Identity& identity) {
   std::size_t size = identity.granularity;
   if (size == 0) size = kUsualPiece;
-  if (size < kUsualPiece) size = kLargePiece;
+  if (size < kUsualPiece) size = kLargePiece;  // no restriction: few commands
   return identity.maximumTransfer != 0 ? std::min(size, identity.maximumTransfer) : size;
 }
 
@@ -57,6 +57,7 @@ FirmwareUpdate::FirmwareUpdate(Host& host, const SupportedDrives& supported,
                                const std::vector<PciController>& controllers,
                                std::span<const std::uint8_t> image)
     : m_host(host), m_supported(supported), m_image(image) {
+  // Two runs that lock in different orders could turn each other away.
   std::vector<PciController> sorted = controllers;
   std::sort(sorted.begin(), sorted.end(),
             [](const PciController& a, const PciController& b) { return a.name < b.name; });
@@ -68,11 +69,13 @@ FirmwareUpdate::FirmwareUpdate(Host& host, const SupportedDrives& supported,
 
 Outcome FirmwareUpdate::run() {
   Outcome outcome = openAndLock();
-  if (outcome.isSuccess()) outcome = identify();
-  if (outcome.isSuccess()) outcome = refuseByRevision();
+  if (outcome.isSuccess()) outcome = chooseController();
+  if (outcome.isSuccess()) outcome = refuseByIdentity();
   if (!outcome.isSuccess()) return outcome;
+  m_controller->allowFirmwareCommands(m_before.identity.activationTime);
   reportUses();
   reportShortPiece();
+  // Held until the result is in the log: a run that ends before leaves nobody who knows it.
   const auto held = m_host.holdSignals();
   outcome = transfer();
   return outcome.isSuccess() ? commit() : outcome;
@@ -99,7 +102,8 @@ Outcome FirmwareUpdate::openControllers() {
   return isAnyOpen ? Outcome::success() : asked().open();
 }
 
-Outcome FirmwareUpdate::identify() {
+/// The one that was asked for, if it answers.
+Outcome FirmwareUpdate::chooseController() {
   std::vector<Controller*> candidates{&asked()};
   for (Controller& controller : m_controllers) {
     if (&controller != &asked()) candidates.push_back(&controller);
@@ -111,27 +115,27 @@ Outcome FirmwareUpdate::identify() {
     m_controller = candidate;
     if (outcome.isSuccess()) break;
   }
-  if (!outcome.isSuccess()) return outcome;
-  if (m_controller != &asked())
+  if (outcome.isSuccess() && m_controller != &asked())
     asked().report(LOG_NOTICE, "does not answer; updating through " + m_controller->remembered().addressText);
-  if (!isDrive(m_controller->remembered(), m_before.identity)) {
-    m_controller->report(LOG_ERR, "identifies itself as another drive than the kernel found; refusing");
-    return Outcome::failed(ENODEV);
-  }
-  if (!m_before.identity.takesFirmware) {
-    m_controller->report(LOG_ERR, "it takes no firmware");
-    return Outcome::failed(EOPNOTSUPP);
-  }
-  m_controller->allowFirmwareCommands(m_before.identity.activationTime);
   return outcome;
 }
 
-Outcome FirmwareUpdate::refuseByRevision() {
-  const std::string revision = textOf(m_before.identity.revision);
-  if (m_supported.allowsUpdateFrom(asked().remembered(), revision)) return Outcome::success();
-  m_controller->report(LOG_ERR, "it runs " + printable(m_before.identity.revision) +
-                                    ", from which package.xml allows no update");
-  return Outcome::failed(EPERM);
+Outcome FirmwareUpdate::refuseByIdentity() {
+  const Identity& identity = m_before.identity;
+  if (!isDrive(m_controller->remembered(), identity)) {
+    m_controller->report(LOG_ERR, "identifies itself as another drive than the kernel found; refusing");
+    return Outcome::failed(ENODEV);
+  }
+  if (!identity.takesFirmware) {
+    m_controller->report(LOG_ERR, "it takes no firmware");
+    return Outcome::failed(EOPNOTSUPP);
+  }
+  if (!m_supported.allowsUpdateFrom(asked().remembered(), textOf(identity.revision))) {
+    m_controller->report(
+        LOG_ERR, "it runs " + printable(identity.revision) + ", from which package.xml allows no update");
+    return Outcome::failed(EPERM);
+  }
+  return Outcome::success();
 }
 
 void FirmwareUpdate::reportUses() {
@@ -152,7 +156,7 @@ void FirmwareUpdate::reportShortPiece() {
 }
 
 /// A reset makes the drive forget what it was handed, whatever it answers afterwards. It may also have
-/// activated what was staged, so that the slot is chosen anew.
+/// activated what was staged, so that everything is looked at anew.
 Outcome FirmwareUpdate::transfer() {
   for (int restarts = 0; restarts <= kMostRestarts; ++restarts) {
     m_watch = m_host.watchResets(m_controller->remembered().name);
@@ -164,6 +168,9 @@ Outcome FirmwareUpdate::transfer() {
     if (!hasForgotten()) return outcome;
     m_controller->report(LOG_WARNING, "the controller was reset; the download starts again");
     if (!m_controller->waitUntilAnswers()) return outcome.isSuccess() ? Outcome::failed(EAGAIN) : outcome;
+    outcome = m_controller->identify(m_before.identity);
+    if (outcome.isSuccess()) outcome = refuseByIdentity();
+    if (!outcome.isSuccess()) return outcome;
   }
   m_controller->report(LOG_ERR, "the controller is reset again and again; the update ends");
   return Outcome::failed(ECONNRESET);
@@ -308,6 +315,7 @@ Outcome FirmwareUpdate::readBack(bool isLost, FirmwareState& after, Evidence& ev
     if (outcome.isSuccess()) outcome = m_controller->identify(after.identity);
     if (outcome.isSuccess())
       evidence = isLost ? evidenceOfLost(m_slot, m_before, after) : evidenceOf(m_slot, m_before, after);
+    // Some drives bring the log up to date only after they have answered.
     if (evidence != Evidence::kNone || isGone(outcome) || m_host.now() >= end) return outcome;
     m_host.sleep(kPause);
   }

@@ -53,8 +53,8 @@ class FirmwareUpdate {
  private:
   // The steps, in their order.
   Outcome openAndLock();
-  Outcome identify();
-  Outcome refuseByRevision();
+  Outcome chooseController();
+  Outcome refuseByIdentity();
   void reportUses();
   void reportShortPiece();
   Outcome transfer();
@@ -81,12 +81,12 @@ class FirmwareUpdate {
   const std::span<const std::uint8_t> m_image;
   std::deque<Controller> m_controllers;  ///< in the order in which every run locks them
   std::size_t m_asked = 0;               ///< the controller that the caller named
-  Controller* m_controller = nullptr;    ///< the one that answers; set by `identify`, used from then on
-  FirmwareState m_before;                ///< identity under the lock; slots as last read before the commit
-  std::unique_ptr<ResetWatch> m_watch;   ///< since the download began
-  bool m_mayHaveForgotten = false;       ///< the pieces so far, by a reset that nobody tells of
-  bool m_hasStartedOver = false;         ///< after an overlap; once
-  unsigned int m_slot = 0;               ///< to write: 1 to 7, or 0 for the drive to choose
+  Controller* m_controller = nullptr;  ///< the one that answers; set by `chooseController`, used from then on
+  FirmwareState m_before;              ///< as last read before the commit; read again after a reset
+  std::unique_ptr<ResetWatch> m_watch;  ///< since the download began
+  bool m_mayHaveForgotten = false;      ///< the pieces so far, by a reset that nobody tells of
+  bool m_hasStartedOver = false;        ///< after an overlap; once
+  unsigned int m_slot = 0;              ///< to write: 1 to 7, or 0 for the drive to choose
 };
 
 }  // namespace nvme_linux

@@ -183,7 +183,7 @@ TEST_F(DownloadTest, ADriveThatDoesNotComeBackAfterALostPieceIsLost) {
 
 TEST_F(DownloadTest, AResetBetweenTwoPiecesStartsTheDownloadAgain) {
   const Bytes payload = image(2 * kPiece);
-  ready().downloads(0, part(payload, 0, kPiece)).andIsReset().readsSlots();
+  ready().downloads(0, part(payload, 0, kPiece)).andIsReset().readsSlots().identifies();
   m_drive.readsSlots()
       .downloads(0, part(payload, 0, kPiece))
       .downloads(kPiece, part(payload, kPiece, kPiece));
@@ -195,7 +195,7 @@ TEST_F(DownloadTest, AResetBetweenTwoPiecesStartsTheDownloadAgain) {
 }
 
 TEST_F(DownloadTest, AResetAfterTheLastPieceStartsTheDownloadAgain) {
-  ready().downloads(0, m_tiny).readsSlots().andIsReset().readsSlots();
+  ready().downloads(0, m_tiny).readsSlots().andIsReset().readsSlots().identifies();
   m_drive.readsSlots().downloads(0, m_tiny);
   confirms(m_drive.readsSlots().commits(2));
   EXPECT_EQ(update(m_tiny), kWaitsForReset);
@@ -207,7 +207,7 @@ TEST_F(DownloadTest, AResetThatLosesAPieceStartsTheDownloadAgainInsteadOfSending
     if (!isTold) m_host.concealResets();
     ready().downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece), 0x0371);
     if (isTold) m_drive.andIsReset();
-    m_drive.readsSlots().readsSlots().readsSlots();
+    m_drive.readsSlots().readsSlots().identifies().readsSlots();
     m_drive.downloads(0, part(payload, 0, kPiece)).downloads(kPiece, part(payload, kPiece, kPiece));
     confirms(m_drive.readsSlots().commits(2)).within(0ms);
     EXPECT_EQ(update(payload), kWaitsForReset);
@@ -217,16 +217,28 @@ TEST_F(DownloadTest, AResetThatLosesAPieceStartsTheDownloadAgainInsteadOfSending
 TEST_F(DownloadTest, TheSlotIsChosenAnewAfterAReset) {
   const SlotLog staged{.activeInfo = 0x21, .revisions = {"OLD_REV ", "MID_REV "}};
   const SlotLog activated{.activeInfo = 0x02, .revisions = {"OLD_REV ", "MID_REV "}};
-  ready({}, staged).downloads(0, m_tiny).andIsReset().readsSlots(activated);
+  ready({}, staged)
+      .downloads(0, m_tiny)
+      .andIsReset()
+      .readsSlots(activated)
+      .identifies({.revision = "MID_REV "});
   m_drive.readsSlots(activated).downloads(0, m_tiny).readsSlots(activated).commits(3);
-  m_drive.readsSlots({.activeInfo = 0x32, .revisions = {"OLD_REV ", "MID_REV ", "NEW_REV "}}).identifies();
+  m_drive.readsSlots({.activeInfo = 0x32, .revisions = {"OLD_REV ", "MID_REV ", "NEW_REV "}})
+      .identifies({.revision = "MID_REV "});
   EXPECT_EQ(update(m_tiny), kWaitsForReset);
 }
 
 TEST_F(DownloadTest, ADriveThatIsResetAgainAndAgainIsGivenUp) {
   m_drive.opens().locks().identifies().within(kMinute);
-  for (int i = 0; i <= 3; ++i) m_drive.readsSlots().downloads(0, m_tiny).andIsReset().readsSlots();
+  for (int i = 0; i <= 3; ++i)
+    m_drive.readsSlots().downloads(0, m_tiny).andIsReset().readsSlots().identifies();
   EXPECT_EQ(update(m_tiny), -ECONNRESET);
+}
+
+TEST_F(DownloadTest, WhatRunsAfterAResetIsWhatTheUpdateStartsFrom) {
+  m_supported = SupportedDrives(std::set<SupportedModel>{{kIds, std::nullopt, "OLD_REV"}});
+  ready().downloads(0, m_tiny).andIsReset().readsSlots().identifies({.revision = "MID_REV "});
+  EXPECT_EQ(update(m_tiny), -EPERM);
 }
 
 // Downloads that somebody left unfinished
