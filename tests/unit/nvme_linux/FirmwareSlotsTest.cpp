@@ -21,6 +21,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
     unsigned int running;
     std::vector<std::string> revisions;
     std::optional<unsigned int> chosen;
+    unsigned int next = 0;
   } const cases[] = {
       {"one slot only", 1, false, 1, {full}, 1},
       {"one slot only, read-only", 1, true, 1, {full}, std::nullopt},
@@ -39,6 +40,12 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
       {"the running slot has no revision", 2, false, 1, {none, full}, 2},
       {"the running slot is not told", 3, true, 0, {full, none, none}, 0},
       {"the number of slots is not told", 0, true, 1, {full}, 0},
+      {"the staged one before an empty one", 3, false, 1, {full, full, none}, 2, 2},
+      {"the staged one before the next one", 3, false, 1, {full, full, full}, 3, 3},
+      {"the running one is next", 3, false, 1, {full, full, none}, 3, 1},
+      {"a read-only one is staged", 3, true, 2, {full, full, full}, 3, 1},
+      {"a slot is staged that the drive does not have", 2, false, 1, {full, full}, 2, 5},
+      {"one is staged, the running slot is not told", 3, false, 0, {full, full, none}, 0, 2},
       {"a running slot that the drive does not have", 2, true, 5, {full, full}, 2},
   };
   for (const auto& c : cases) {
@@ -47,6 +54,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
     identity.isFirstSlotReadOnly = c.firstReadOnly;
     FirmwareSlots slots;
     slots.running = c.running;
+    slots.next = c.next;
     for (std::size_t i = 0; i < c.revisions.size(); ++i) {
       std::copy_n(c.revisions[i].begin(), 8, slots.revisions.at(i).begin());
     }

@@ -108,3 +108,16 @@ test_a_plugged_drive_without_firmware_commands_is_marked_failed() {
   expect outcomes "$failed_text" "$(outcomes)"
   expect commands "" "$(told mute | grep -v reset)"
 }
+
+test_a_reset_in_mid_download_starts_the_download_again() {
+  plug reset 1 fw-download-delay=1000
+  payload 12288
+  update &
+  run=$!
+  wait_for "the download to begin" has_begun reset
+  reset_plugged reset
+  wait $run
+  expect outcomes "SN-reset Success" "$(outcomes)"
+  expect_image_in reset 2
+  logged "the controller was reset; the download starts again"
+}
