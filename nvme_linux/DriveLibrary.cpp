@@ -45,9 +45,10 @@ Outcome DriveLibrary::discover(std::uint32_t& count, NVMeDriveRecord**& drives) 
                   out.controller.subject() + " (" + out.controller.name + ") is left out: " + out.reason);
   }
   m_found = selection.offered;
-  m_shared.clear();
+  m_shared.clear();  // an update after a new discovery is a new update
   DriveList list;
   for (const PciController& controller : selection.offered) list.records.push_back(makeRecord(controller));
+  // Only now: the records no longer move.
   for (NVMeDriveRecord& record : list.records) list.entries.push_back(&record);
   DriveList& kept = m_lists.emplace_back(std::move(list));
   count = static_cast<std::uint32_t>(kept.entries.size());
@@ -74,6 +75,7 @@ NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
   return record;
 }
 
+/// The package and the host are read anew on each call: drives come and go while the process lives.
 std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address,
                                                 const SupportedDrives& supported) {
   for (const PciController& controller : select(supported).offered) {
@@ -85,6 +87,7 @@ std::optional<PciController> DriveLibrary::find(const _NVME_ZOLT_BDF& address,
                   controller.subject() + ": another drive was found at this address before; refusing");
     return std::nullopt;
   }
+  // The domain is not the caller's to name.
   const PciAddress wanted{.bus = address.bus, .device = address.device, .function = address.function};
   m_host.report(LOG_ERR, "NVMe drive " + textOf(wanted) + ": no supported drive has this address");
   return std::nullopt;
@@ -112,6 +115,7 @@ Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::s
     return read;
   const std::size_t hash =
       std::hash<std::string_view>()({reinterpret_cast<const char*>(image.data()), image.size()});
+  // Firmware slots belong to the drive: to flash it once per controller would cost a second slot its image.
   if (const auto shared = takeSharedOutcome(*controller, hash)) return *shared;
 
   std::vector<PciController> ports{*controller};

@@ -22,6 +22,7 @@ struct Signature {
   const char* kind;
 };
 
+/// Makers ship images in archives, and some drives take any bytes and fail at the next start.
 constexpr std::array kArchives{
     Signature{0, "PK\x03\x04"sv, "a zip archive"},
     Signature{0, "PK\x05\x06"sv, "a zip archive"},
@@ -53,6 +54,7 @@ Outcome readImage(Host& host, const std::string& subject, const std::string& pat
   Outcome outcome = host.readFile(path, kLongestImage, image);
   std::string problem;
   if (outcome.isSuccess() && image.empty()) outcome = Outcome::failed(ENODATA);
+  // Downloads count in dwords.
   if (outcome.isSuccess() && image.size() % 4 != 0) outcome = Outcome::failed(EINVAL);
   if (outcome.isSuccess()) problem = whyNoImage(image);
   if (!problem.empty()) outcome = Outcome::failed(EMEDIUMTYPE);
@@ -71,6 +73,7 @@ std::string whyNoImage(std::span<const std::uint8_t> bytes) {
   for (const Signature& archive : kArchives) {
     if (has(archive, text)) return std::string("it is ") + archive.kind + "; unpack it";
   }
+  // What an erased flash chip or a file with a hole reads as.
   for (const std::uint8_t blank : {std::uint8_t{0x00}, std::uint8_t{0xFF}}) {
     if (std::all_of(bytes.begin(), bytes.end(), [blank](std::uint8_t byte) { return byte == blank; }))
       return std::string("it is blank: every byte is ") + (blank == 0 ? "0x00" : "0xFF");

@@ -12,6 +12,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -199,6 +200,7 @@ std::chrono::milliseconds LinuxHost::adminTimeout() {
 }
 
 Outcome LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
+  // Reading suffices for admin commands. Without O_CLOEXEC a child would keep the lock.
   FileDescriptor descriptor(::open((m_roots.devices + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
   if (!descriptor.isOpen()) return Outcome::failed(errno);
   device = std::make_unique<LinuxDevice>(std::move(descriptor));
@@ -231,6 +233,7 @@ Outcome LinuxHost::readFile(const std::string& path, std::size_t limit, std::vec
   return Outcome::success();
 }
 
+/// Steady, since a clock that is set back would prolong every wait.
 std::chrono::milliseconds LinuxHost::now() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
       std::chrono::steady_clock::now().time_since_epoch());
@@ -241,8 +244,12 @@ void LinuxHost::sleep(std::chrono::milliseconds duration) {
 }
 
 void LinuxHost::report(int priority, const std::string& line) {
+  // Names from sysfs or of mounts may hold anything, and one report is one line.
+  std::string printed = line;
+  std::replace_if(
+      printed.begin(), printed.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
   // The log's name stays the process's own: the library has no business with openlog(3).
-  syslog(LOG_USER | priority, "%s", line.c_str());
+  syslog(LOG_USER | priority, "%s", printed.c_str());
 }
 
 }  // namespace nvme_linux

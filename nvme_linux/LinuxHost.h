@@ -19,10 +19,13 @@ class LinuxHost : public Host {
   explicit LinuxHost(Roots roots);
 
   std::vector<std::string> entries(const std::string& folder) override;
+  /// At most 4 KiB of it, the longest attribute that there is.
   std::optional<std::string> text(const std::string& path) override;
+  /// Both at most 4 MiB: tens of thousands of mounts.
   std::optional<std::string> mounts() override;
   std::optional<std::string> swaps() override;
   Outcome tryExclusively(const std::string& blockDevice) override;
+  /// Through the memory of PCI resource 0, which kernels with strict access to it refuse to map.
   std::optional<std::uint64_t> capabilities(const std::string& controller) override;
   /// From the driver's module parameter; one minute, its default, when that cannot be read.
   std::chrono::milliseconds adminTimeout() override;
@@ -33,6 +36,7 @@ class LinuxHost : public Host {
   Outcome readFile(const std::string& path, std::size_t limit, std::vector<std::uint8_t>& content) override;
   std::chrono::milliseconds now() override;
   void sleep(std::chrono::milliseconds duration) override;
+  /// Facility user, control characters replaced: one report is one line.
   void report(int priority, const std::string& line) override;
 
  private:

@@ -19,6 +19,7 @@ struct StatusName {
   const char* name;
 };
 
+/// What drives are known to answer to the commands that the library sends.
 constexpr std::array kNames{
     StatusName{0x001, "Invalid Command Opcode"},
     StatusName{0x002, "Invalid Field in Command"},
@@ -62,12 +63,14 @@ const char* nameOf(int status) {
   return "unnamed status";
 }
 
+/// The drive has looked at image, slot or activation and found against it. A repeat would only find the same.
 bool isDeterministic(Status status) {
   return status == Status::kInvalidFirmwareSlot || status == Status::kInvalidFirmwareImage ||
          status == Status::kMaximumTimeViolation || status == Status::kActivationProhibited ||
          status == Status::kOverlappingRange;
 }
 
+/// The kinds of reset differ in what has to be reset; callers learn only that one is due.
 bool owesReset(Status status) {
   return status == Status::kRequiresConventionalReset || status == Status::kRequiresSubsystemReset ||
          status == Status::kRequiresControllerReset;

@@ -36,6 +36,7 @@ std::optional<PciIds> idsOf(const descriptor::Entry& entry) {
   return PciIds{.vendor = *vendor, .device = *device, .subVendor = *subVendor, .subDevice = *subDevice};
 }
 
+/// An empty key is one that no drive has, rather than none: a mistake must not widen the package.
 std::optional<std::string> key(const xmlNode* element, const char* name) {
   const char* const value = libxml::attribute(element, name);
   return value == nullptr ? std::nullopt : std::optional(trimmed(value));
@@ -71,6 +72,7 @@ SupportedDrives SupportedDrives::of(Host& host, const std::string& folder) {
     return SupportedDrives({});
   };
   if (!exists(path)) return none("is missing from the working directory");
+  // Each call parses the file again, as the component does: callers may replace it between two operations.
   const libxml::Owned<xmlDoc> document(xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET));
   if (document == nullptr) return none("cannot be parsed");
   std::set<SupportedModel> models = readModels(document.get());
