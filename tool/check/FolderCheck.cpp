@@ -11,8 +11,10 @@
 #include <system_error>
 #include <utility>
 
+#include "ElfFile.h"
 #include "FileStart.h"
 #include "InvisibleText.h"
+#include "Loader.h"
 
 namespace fs = std::filesystem;
 
@@ -38,7 +40,7 @@ std::string realPath(const fs::path& folder, std::error_code& error) {
 
 class Inspection {
  public:
-  explicit Inspection(const Package& package) : m_package(package), m_folder(package.folder) {}
+  explicit Inspection(const fs::path& folder) : m_folder(folder) {}
 
   Findings run() {
     checkPath();
@@ -257,7 +259,6 @@ class Inspection {
     }
   }
 
-  const Package& m_package;
   const fs::path& m_folder;
   std::vector<fs::path> m_entries;
   std::vector<std::pair<fs::path, uid_t>> m_othersEntries;
@@ -266,8 +267,8 @@ class Inspection {
 
 }  // namespace
 
-Findings checkFolder(const Package& package) {
-  return Inspection(package).run();
+Findings checkFolder(const fs::path& folder) {
+  return Inspection(folder).run();
 }
 
 }  // namespace tool

@@ -33,7 +33,7 @@ Findings checkPackage(const fs::path& folder) {
   append(findings, checkExecutable(package));
   append(findings, checkLibrary(package));
   append(findings, checkInstallScript(package));
-  append(findings, checkFolder(package));
+  append(findings, checkFolder(folder));
   return findings;
 }
 

@@ -7,6 +7,7 @@ build folder, folder with the unit tests' drive libraries."""
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -89,16 +90,20 @@ def is_not_run(_test, _folder):
     """No run can show it: what was not checked is unknown, or a person has to see it."""
 
 
+NOBODY, NOBODY_GROUP = 65534, 65534
+
+
+def unprivileged():
+    os.setgroups([NOBODY_GROUP])
+    os.setgid(NOBODY_GROUP)
+    os.setuid(NOBODY)
+
+
 def someone_else_decides(test, folder):
     """A user without privileges replaces the install script, and the next run runs it."""
     if os.geteuid() != 0:
         return
     script = folder.path / "fwkitinstall.sh"
-
-    def unprivileged():
-        os.setgroups([NOBODY_GROUP])
-        os.setgid(NOBODY_GROUP)
-        os.setuid(NOBODY)
     os.chmod(folder.scratch, 0o755)
     subprocess.run(["/bin/sh", "-c", f"echo 'echo mine >>\"$FWKIT_LOG\"' >'{script}'"], check=True,
                    preexec_fn=unprivileged)
@@ -106,7 +111,6 @@ def someone_else_decides(test, folder):
     test.assertIn("mine", folder.recorded("install"))
 
 
-NOBODY, NOBODY_GROUP = 65534, 65534
 
 
 def package(content):
@@ -356,7 +360,8 @@ CASES = [
      folder.write("enabledebug.txt", ""), folder.write("payload/firmware.bin", "a text")), [], writes_the_log),
 ]
 
-# Those that no folder can have for every user or on every machine; the unit tests or nobody have them.
+# Those that no folder can have for every user or on every machine; other tests have them, but for those two of the
+# executable, which a build of another system would have.
 WITHOUT_CASE = {
     "folder-unreadable", "subfolder-unreadable", "descriptor-unreadable", "payload-unreadable", "script-unreadable",
     "library-unreadable", "executable-version", "executable-unbound", "library-hang", "library-unchecked",
@@ -392,6 +397,25 @@ class PackageCheck(unittest.TestCase):
         table = re.findall(r"^([a-z-]+) +(error|warning|note) ", (ROOT / "docs/package-check.md").read_text(), re.MULTILINE)
         self.assertEqual(dict(table), {kind: severity.lower() for kind, severity in kinds_of_code().items()})
         self.assertEqual(len(table), len(kinds_of_code()))
+
+    def test_what_cannot_be_read_is_told(self):
+        """As a user whom permissions bind; nobody has to be able to run the tool, too."""
+        cases = [(".", 0o700, ["folder-unreadable"]), ("payload", 0o700, ["payload-unreadable", "subfolder-unreadable"]),
+                 ("payload/firmware.bin", 0o600, ["payload-unreadable"]), ("package.xml", 0o600, ["descriptor-unreadable"]),
+                 ("libnvme.so", 0o600, ["library-unreadable"]), ("fwkitinstall.sh", 0o711, ["script-unreadable"])]
+        if os.geteuid() != 0:
+            cases = [(name, bits & 0o077, ids) for name, bits, ids in cases]
+        for name, bits, ids in cases:
+            with self.subTest(name), tempfile.TemporaryDirectory() as scratch:
+                folder = Folder(BUILD, scratch)
+                os.chmod(scratch, 0o755)
+                tool = shutil.copy(TOOL, folder.scratch)
+                (folder.path / name).chmod(bits)
+                run = subprocess.run([tool, "check", "--json", folder.path], capture_output=True, check=False,
+                                     preexec_fn=unprivileged if os.geteuid() == 0 else None)
+                found = {finding["id"] for finding in json.loads(run.stdout)["findings"]} - ALWAYS
+                self.assertEqual((run.returncode, sorted(found)), (1, ids))
+                (folder.path / name).chmod(0o755)
 
     def test_lines_beyond_65535_are_right(self):
         with tempfile.TemporaryDirectory() as scratch:

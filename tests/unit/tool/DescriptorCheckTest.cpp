@@ -72,35 +72,17 @@ TEST_F(DescriptorCheck, AFileThatIsMissingOrMalformedIsOneFinding) {
   EXPECT_EQ(folder[0].problem, "descriptor is a folder");
 }
 
-TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
-  struct Case {
-    const char* what;
-    std::string devices;
-    std::vector<std::string> problems;
-  };
-  const std::string display = "<Display>One</Display>";
-  const auto withIds = [&](const std::string& ids) { return device(pciInfo(ids) + display); };
+struct Case {
+  const char* what;
+  std::string devices;
+  std::vector<std::string> problems;
+};
+
+const std::string display = "<Display>One</Display>";
+
+TEST_F(DescriptorCheck, EveryTrapOfAnIdIsFoundOnItsLine) {
+  const auto withIds = [](const std::string& ids) { return device(pciInfo(ids) + display); };
   const Case cases[] = {
-      {"no componentID", "<Device>\n" + pciInfo() + display + "</Device>", {"2: Device has no componentID"}},
-      {"empty componentID",
-       "<Device componentID=\"\">" + pciInfo() + display + "</Device>",
-       {"2: Device has no componentID"}},
-      {"no PCIInfo", device(display), {"2: Device has no PCIInfo"}},
-      {"Display first", device(display + "\n" + pciInfo()), {"3: Display is before its PCIInfo (line 4)"}},
-      {"two names",
-       device(pciInfo() + display + "<Display>Two</Display>"),
-       {"4: Display \"Two\" is never used"}},
-      {"a name before and behind",
-       device("<Display>Zero</Display>" + pciInfo() + display),
-       {"3: Display \"Zero\" is never used"}},
-      {"a name for each",
-       device(pciInfo() + display +
-              pciInfo(R"(deviceID="a802" subDeviceID="1" vendorID="f101" subVendorID="f1a0")") +
-              "<Display>Two</Display>"),
-       {"4: subDeviceID=\"1\" has fewer than four digits"}},
-      {"empty Display", device(pciInfo() + "<Display></Display>"), {"4: Display is empty"}},
-      {"blank Display", device(pciInfo() + "<Display>  </Display>"), {"4: Display holds only blanks"}},
-      {"no Display", device(pciInfo()), {"3: PCIInfo has no Display after it in its Device"}},
       {"missing id",
        withIds(R"(deviceID="a801" subDeviceID="1001" vendorID="f101")"),
        {"3: PCIInfo has no subVendorID"}},
@@ -127,6 +109,32 @@ TEST_F(DescriptorCheck, EveryTrapIsFoundOnItsLine) {
            device(pciInfo(R"(deviceID="A801" subDeviceID="1001" vendorID="F101" subVendorID="F1A0")") +
                   display),
        {"7: PCIInfo has the same four ids as line 3"}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(problems(descriptor(c.devices)), c.problems) << c.what;
+}
+
+TEST_F(DescriptorCheck, EveryTrapOfANameOrAPlaceIsFoundOnItsLine) {
+  const Case cases[] = {
+      {"no componentID", "<Device>\n" + pciInfo() + display + "</Device>", {"2: Device has no componentID"}},
+      {"empty componentID",
+       "<Device componentID=\"\">" + pciInfo() + display + "</Device>",
+       {"2: Device has no componentID"}},
+      {"no PCIInfo", device(display), {"2: Device has no PCIInfo"}},
+      {"Display first", device(display + "\n" + pciInfo()), {"3: Display is before its PCIInfo (line 4)"}},
+      {"two names",
+       device(pciInfo() + display + "<Display>Two</Display>"),
+       {"4: Display \"Two\" is never used"}},
+      {"a name before and behind",
+       device("<Display>Zero</Display>" + pciInfo() + display),
+       {"3: Display \"Zero\" is never used"}},
+      {"a name for each",
+       device(pciInfo() + display +
+              pciInfo(R"(deviceID="a802" subDeviceID="1" vendorID="f101" subVendorID="f1a0")") +
+              "<Display>Two</Display>"),
+       {"4: subDeviceID=\"1\" has fewer than four digits"}},
+      {"empty Display", device(pciInfo() + "<Display></Display>"), {"4: Display is empty"}},
+      {"blank Display", device(pciInfo() + "<Display>  </Display>"), {"4: Display holds only blanks"}},
+      {"no Display", device(pciInfo()), {"3: PCIInfo has no Display after it in its Device"}},
       {"reserved characters",
        device(pciInfo() + "<Display>A &amp; B</Display>"),
        {"4: the name \"A & B\" holds a character that XML reserves (&, < or \")"}},
