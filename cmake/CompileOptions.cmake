@@ -13,6 +13,12 @@ target_compile_options(nvmepcissd_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wsuggest-override>
   # The debug log names sources relative to the repository root, whatever the build folder.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+# Debug symbols go into packages of their own. They name no folder of the building machine, so that two builds are equal.
+if(NVMEPCISSD_PACKAGING)
+  target_compile_options(nvmepcissd_options INTERFACE
+    $<$<CONFIG:Release>:-g -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=. -fdebug-prefix-map=${CMAKE_BINARY_DIR}=.>)
+  target_link_options(nvmepcissd_options INTERFACE $<$<CONFIG:Release>:-Wl,--build-id=sha1>)
+endif()
 
 # tests/system/release reads the built executable and asserts each of these.
 add_library(nvmepcissd_hardening INTERFACE)

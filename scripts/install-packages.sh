@@ -18,7 +18,7 @@ demo         release libxml2-utils
 tests        release libgtest-dev libgmock-dev libxml2-utils binutils python3 clang-format
 coverage     tests gcovr
 packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc bash-completion bsdextrautils
-packaging    zsh fish chromium chromium-driver
+packaging    zsh fish pkgconf make chromium chromium-driver
 pictures     demo packaging
 analysis     tests clang clang-tidy cppcheck shellcheck
 fuzz         release python3 clang llvm

@@ -10,6 +10,20 @@ trap 'rm -rf "$scratch"' EXIT
 
 fail() { echo "FAILED: $*" >&2; exit 1; }
 
+# Makes the packages of a build, in the folder. Further arguments go to cpack.
+make_packages() {
+  local from=$1 to=$2
+  shift 2
+  (cd "$from" && cpack -B "$to" "$@" >"$scratch/cpack.log" 2>&1) || { cat "$scratch/cpack.log" >&2; fail "cpack"; }
+  rm -rf "$to/_CPack_Packages"
+}
+
+# The names of the Debian packages in the working directory.
+debian_names() {
+  local package
+  for package in *.deb; do dpkg-deb -f "$package" Package; done | sort | paste -sd " "
+}
+
 # Takes an inventory and updates in the component folder below PREFIX, with its own tool and schemas.
 try_component() {
   local prefix=$1 folder=$1/libexec/nvmepcissd results
