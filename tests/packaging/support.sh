@@ -3,6 +3,7 @@
 
 set -euo pipefail
 umask 022
+export LC_ALL=C  # other languages have another order, and other messages
 # shellcheck disable=SC2034  # for the tests that source this
 root=$1 build=$2
 scratch=$(mktemp -d)
