@@ -54,10 +54,12 @@ fetch_kernel() {
   [ -n "$package" ] && unpack_packages "$vm/$name" "$apt" "$package"
 }
 
+# What the guest and the emulator need, and nvme-cli with the libraries that a machine may lack.
 fetch_tools() {
-  [ ! -e "$vm/tools/complete" ] || return 0
-  open_private_apt "$vm/apt/stable" deb "" && unpack_packages "$vm/tools" "$vm/apt/stable" busybox-static seabios \
-    qemu-system-data
+  [ ! -e "$vm/tools/complete" ] || [ ! -e "$vm/peer/complete" ] || return 0
+  open_private_apt "$vm/apt/stable" deb "" &&
+    unpack_packages "$vm/tools" "$vm/apt/stable" busybox-static seabios qemu-system-data &&
+    unpack_packages "$vm/peer" "$vm/apt/stable" nvme-cli libnvme1 libjson-c5 libdbus-1-3 libkeyutils1 libssl3 libuuid1
 }
 
 build_programs() {
@@ -74,7 +76,7 @@ for tool in apt-get apt-cache dpkg; do
 done
 scripts/install-packages.sh vm || impossible "the packages that the build needs are not available here"
 mkdir -p "$vm"
-fetch_tools || impossible "the packages busybox-static, seabios and qemu-system-data are not available here"
+fetch_tools || impossible "the packages busybox-static, seabios, qemu-system-data and nvme-cli are not available here"
 missing=
 fetch_kernel stable "" || impossible "the package linux-image-cloud-amd64 is not available here"
 if [ "$wanted" != stable ] && ! fetch_kernel backports -backports; then

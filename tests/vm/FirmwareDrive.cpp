@@ -116,6 +116,7 @@ std::uint16_t FirmwareDrive::download(std::size_t offset, std::span<const std::u
 std::uint16_t FirmwareDrive::commit(unsigned int slot, unsigned int action) {
   const std::lock_guard lock(m_mutex);
   log("commit slot " + std::to_string(slot) + " action " + std::to_string(action));
+  if (m_options.diesAtCommit) std::_Exit(EXIT_FAILURE);
   const unsigned int slots = (m_options.firmwareUpdates >> 1) & 7;
   const bool isReadOnly = slot == 1 && (m_options.firmwareUpdates & 1) != 0;
   if (slot == 0 || slot > slots || isReadOnly) return kInvalidSlot;

@@ -34,6 +34,7 @@ struct DriveOptions {
   std::deque<std::uint16_t> slotLogStatuses;  ///< of the first reads after a commit
   unsigned int busyReads = 0;                 ///< reads of the slot log that tell of an update in progress
   unsigned int diesAtPiece = 0;               ///< the process ends when this piece (from 1) arrives
+  bool diesAtCommit = false;                  ///< likewise, when a commit arrives: without effect and answer
   std::filesystem::path busyUntil;            ///< likewise, until this file is there
 };
 

@@ -375,6 +375,7 @@ DriveOptions parseOptions(std::span<char*> arguments) {
       {"slot-logs", [&](const auto& v) { o.slotLogStatuses = parseList(v); }},
       {"busy-reads", [&](const auto& v) { o.busyReads = parse<unsigned int>(v); }},
       {"dies-at-piece", [&](const auto& v) { o.diesAtPiece = parse<unsigned int>(v); }},
+      {"dies-at-commit", [&](const auto& v) { o.diesAtCommit = v == "yes"; }},
       {"busy-until", [&](const auto& v) { o.busyUntil = v; }},
   };
   for (const std::string argument : arguments) {

@@ -39,6 +39,18 @@ add_module() {
   echo "$name.ko" >>"$guest/modules/order"
 }
 
+# add_peer GUEST: nvme-cli with what it loads, in a folder of its own. Its library has the name of the component's, and
+# the two must never meet: only nvme_cli in the guest's tests looks into this folder.
+add_peer() {
+  local guest=$1 unpacked=$vm/peer library
+  local -x LD_LIBRARY_PATH=$unpacked/usr/lib/x86_64-linux-gnu:$unpacked/lib/x86_64-linux-gnu
+  mkdir -p "$guest/peer"
+  cp "$unpacked/usr/sbin/nvme" "$guest/peer/"
+  for library in $(ldd "$unpacked/usr/sbin/nvme" | grep -o '/[^ ]*'); do
+    cp -L "$library" "$guest/peer/"
+  done
+}
+
 # make_guest KERNEL: packs the file system for a kernel that is unpacked in $vm/KERNEL into $vm/KERNEL.initramfs.
 make_guest() {
   local kernel=$1 guest=$vm/$1.guest busybox modules module
@@ -53,6 +65,7 @@ make_guest() {
   cp "$root"/tests/vm/guest/*.sh "$guest/tests/"
   install "$root/tests/vm/guest/init" "$guest/init"
   copy_libraries "$guest" "$guest"/component/{nvmepcissd,libnvme.so,librbkl.so.0} "$guest"/bin/vm_*
+  add_peer "$guest"
   for module in nvme-tcp md-mod raid1; do add_module "$guest" "$modules" $module; done
   [ -e "$guest/modules/nvme_tcp.ko" ] || impossible "the kernel's package has no module nvme-tcp"
   (cd "$guest" && find . | "$busybox" cpio -o -H newc 2>/dev/null) >"$vm/$kernel.initramfs"

@@ -37,6 +37,7 @@ results() { sed -n 's/.*API return value = //p' /tmp/${1:-update}.log; }
 revisions() { (cd $component && vm_probe list) | cut -d ' ' -f 4-; }
 
 rolled_back() { ls /tmp/rollback 2>/dev/null; }
+not_logged() { ! grep -F "NVMe drive" /tmp/syslog | grep -F "$1" || fail "in the system log: $1"; }
 logged() { grep -qF "$1" /tmp/syslog || fail "not in the system log: $1"; }
 
 # The revision that sysfs has of a controller, without its padding

@@ -101,6 +101,7 @@ download 0 8192
 download 8192 8192
 commit slot 2 action 1" "$(commands narrow)"
   expect_image narrow
+  not_logged "the kernel refused a piece"
 }
 
 test_pieces_shrink_to_what_the_kernel_transfers_at_once() {

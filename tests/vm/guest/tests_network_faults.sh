@@ -132,3 +132,67 @@ test_drives_that_cannot_be_told_apart_by_address_are_left_out() {
 reset running OLD_REV" "$(commands twin; commands double)"
   logged "NVMe drive 0000:4f:00.0 ($(controller_of twin)) is left out"
 }
+
+test_drives_on_one_bus_are_told_apart_by_device_and_function() {
+  attach first 4449 0000:5b:00.0
+  attach function 4450 0000:5b:00.1
+  attach device 4451 0000:5b:01.0
+  payload 4096
+  for drive in first function device; do clear_commands $drive; done
+  expect result 0 "$(cd $component && vm_probe update 5b 0 1 payload/image.bin)"
+  expect_image function
+  expect "commands to the others" "" "$(commands first; commands device)"
+  expect result 0 "$(cd $component && vm_probe update 5b 1 0 payload/image.bin)"
+  expect_image device
+  expect "commands to the first" "" "$(commands first)"
+}
+
+test_a_drive_that_is_away_for_a_moment_is_waited_for() {
+  attach away 4452 0000:5c:00.0 live=yes
+  kill $(cat $drives/away/process)
+  wait_for "the kernel to notice" grep -q connecting /sys-live/class/nvme/$(controller_of away)/state
+  payload 4096
+  update &
+  run=$!
+  sleep 2
+  start away 4452 live=yes
+  wait $run
+  expect outcomes "SN-away Success" "$(outcomes)"
+  expect_image away
+}
+
+test_a_commit_whose_answer_is_lost_is_not_sent_again() {
+  attach losing 4453 0000:5d:00.0 dies-at-commit=yes
+  payload 4096
+  update &
+  run=$!
+  wait_for "the commit" grep -q commit $drives/losing/commands.log
+  start losing 4453 revision=OLD_REV
+  wait $run
+  expect outcomes "$failed_text" "$(outcomes)"
+  expect commits "commit slot 2 action 1" "$(commands losing | grep commit)"
+}
+
+# Fails for each drive that a process has open without O_CLOEXEC, and if it has none open.
+expect_no_inherited_drive() {
+  for descriptor in /proc/$1/fd/*; do
+    case $(readlink $descriptor) in
+      /dev/nvme*) sed -n 's/^flags:\t//p' /proc/$1/fdinfo/${descriptor##*/} ;;
+    esac
+  done >/tmp/flags
+  expect "descriptors that children inherit" "" "$(grep -v '2[0-7]\{6\}$' /tmp/flags)"
+  [ -s /tmp/flags ] || fail "the process has no drive open"
+}
+
+test_children_of_the_component_inherit_no_drive() {
+  attach held 4454 0000:5e:00.0 busy-until=/tmp/go activation=1200
+  payload 4096
+  rm -f /tmp/go
+  (cd $component && exec ./nvmepcissd -u -o /tmp/held.xml) &
+  run=$!
+  wait_for "the update to find the drive busy" grep -q busy $drives/held/commands.log
+  expect_no_inherited_drive $run
+  touch /tmp/go
+  wait $run
+  expect_image held
+}
