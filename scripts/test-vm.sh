@@ -14,7 +14,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 vm=$root/build/vm
-readonly root vm boot_seconds=330
+readonly root vm boot_seconds=600
 
 say() { printf 'test-vm: %s\n' "$*"; }
 impossible() { say "NOT TESTED: $*" >&2; exit 77; }
