@@ -81,7 +81,7 @@ class Controller {
   Outcome download(std::span<const std::uint8_t> piece, std::size_t offset);
 
   struct Commit {
-    Outcome outcome;
+    Outcome outcome = Outcome::success();
     /// Multiple Update Detected: commands of another update, through another controller or the management
     /// endpoint, came between those of this one. Meaningful only where the drive detects overlaps.
     bool isOverlapped = false;
@@ -96,7 +96,7 @@ class Controller {
 
  private:
   struct Answer {
-    Outcome outcome;
+    Outcome outcome = Outcome::success();
     std::uint32_t dword0 = 0;
   };
 

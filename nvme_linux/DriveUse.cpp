@@ -152,6 +152,7 @@ class UseFinder {
 
   /// What uses the device on top of `path`, which is the drive's own one or the last of the layers. False
   /// when nothing does.
+  // NOLINTNEXTLINE(misc-no-recursion): ends at kMostLayers
   bool findUsers(const DriveUse& path) {
     const std::string& top = path.layers.empty() ? path.device : path.layers.back();
     bool isUsed = findMount(path, top) || findSwap(path, top);
@@ -163,6 +164,7 @@ class UseFinder {
     return isUsed;
   }
 
+  // NOLINTNEXTLINE(misc-no-recursion): likewise
   void findThrough(const DriveUse& path, const std::string& holder) {
     DriveUse above = path;
     above.layers.push_back(holder);
@@ -262,6 +264,7 @@ class UseFinder {
     return level == "raid1" || level == "raid4" || level == "raid5" || level == "raid6";
   }
 
+  // NOLINTBEGIN(misc-no-recursion): ends at kMostLayers
   bool liesOnDrive(const std::string& device, std::size_t depth) {
     if (m_ownDevices.contains(device)) return true;
     const std::vector<std::string> below = listed(device, "/slaves");
@@ -269,6 +272,7 @@ class UseFinder {
              return liesOnDrive(one, depth + 1);
            });
   }
+  // NOLINTEND(misc-no-recursion)
 
   static unsigned int number(const std::optional<std::string>& text) {
     unsigned int value = 0;

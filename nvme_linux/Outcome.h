@@ -41,12 +41,12 @@ struct Completion {
 /// failed with an errno, without an answer of the drive.
 class [[nodiscard]] Outcome {
  public:
-  static Outcome success() { return Outcome(Kind::kSuccess, 0); }
-  static Outcome resetOwed() { return Outcome(Kind::kResetOwed, 0); }
+  static Outcome success() { return {Kind::kSuccess, 0}; }
+  static Outcome resetOwed() { return {Kind::kResetOwed, 0}; }
   /// `statusField` as in `Completion`, its status being none of success.
-  static Outcome refused(std::uint16_t statusField) { return Outcome(Kind::kRefused, statusField); }
+  static Outcome refused(std::uint16_t statusField) { return {Kind::kRefused, statusField}; }
   /// `error` is an errno, positive.
-  static Outcome failed(int error) { return Outcome(Kind::kFailed, error); }
+  static Outcome failed(int error) { return {Kind::kFailed, error}; }
 
   /// Of any command but Firmware Commit: every status but success is a refusal.
   static Outcome of(const Completion& completion);

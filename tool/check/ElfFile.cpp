@@ -126,6 +126,7 @@ class Reading {
   }
 
   std::string name(std::size_t table, std::size_t index) {
+    // NOLINTNEXTLINE(readability-suspicious-call-argument): the section of the names, then the place in it
     const char* const text = elf_strptr(m_elf.get(), table, index);
     if (text == nullptr) throw Damage("is damaged: a name in it lies outside its table of names");
     constexpr std::uint64_t kOwnCost = 32;
@@ -139,6 +140,7 @@ class Reading {
     Elf_Data* const data = content(section);
     GElf_Dyn entry{};
     for (int i = 0; gelf_getdyn(data, i, &entry) != nullptr && entry.d_tag != DT_NULL; ++i) {
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): the union is the format's
       const GElf_Xword value = entry.d_un.d_val;
       switch (entry.d_tag) {
         case DT_NEEDED:

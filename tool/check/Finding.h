@@ -129,6 +129,7 @@ inline constexpr auto kKinds = std::to_array<Kind>({
 /// Where `kKinds` has the id; its size where it has not.
 constexpr std::size_t indexOfKind(std::string_view id) {
   std::size_t index = 0;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-constant-array-index): bounded by the condition
   while (index < kKinds.size() && kKinds[index].id != id) ++index;
   return index;
 }

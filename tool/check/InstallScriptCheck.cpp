@@ -46,7 +46,7 @@ std::vector<std::string> interpreterWords(const std::string& content) {
 fs::path findProgram(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
   for (const char* const folder : kProgramFolders) {
-    const fs::path path = fs::path(folder) / name;
+    fs::path path = fs::path(folder) / name;
     std::error_code error;
     if (fs::is_regular_file(path, error) && access(path.c_str(), X_OK) == 0) return path;
   }
@@ -128,7 +128,7 @@ class Inspection {
     if (m_content.empty()) {
       report("script-empty", 0, "install script is empty",
              "it ends with status 0 and installs nothing: the run goes on as if it had",
-             "write \"#!/bin/sh\" and \"exit 0\" into it when nothing is to be installed");
+             R"(write "#!/bin/sh" and "exit 0" into it when nothing is to be installed)");
     } else if (m_content.starts_with("\177ELF")) {
       checkProgram();
     } else {

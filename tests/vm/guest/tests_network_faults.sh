@@ -139,10 +139,10 @@ test_drives_on_one_bus_are_told_apart_by_device_and_function() {
   attach device 4451 0000:5b:01.0
   payload 4096
   for drive in first function device; do clear_commands $drive; done
-  expect result 0 "$(cd $component && vm_probe update 5b 0 1 payload/image.bin)"
+  expect result 267 "$(cd $component && vm_probe update 5b 0 1 payload/image.bin)"
   expect_image function
   expect "commands to the others" "" "$(commands first; commands device)"
-  expect result 0 "$(cd $component && vm_probe update 5b 1 0 payload/image.bin)"
+  expect result 267 "$(cd $component && vm_probe update 5b 1 0 payload/image.bin)"
   expect_image device
   expect "commands to the first" "" "$(commands first)"
 }
