@@ -147,8 +147,8 @@ void writeJson(std::ostream& out, const Results& results, bool failuresOnly) {
   const char* newFile = "\n";
   for (const ResultFile& file : results.files) {
     out << std::exchange(newFile, ",\n") << "    {\"document\": " << jsonString(file.source)
-        << ", \"kind\": \"" << kindName(file.document.kind)
-        << "\", \"wellFormed\": " << (file.notWellFormed.empty() ? "true" : "false")
+        << R"(, "kind": ")" << kindName(file.document.kind) << R"(", "wellFormed": )"
+        << (file.notWellFormed.empty() ? "true" : "false")
         << ", \"rebootRequired\": " << (file.document.rebootRequired ? "true" : "false")
         << ", \"records\": [";
     const char* newRecord = "\n      ";

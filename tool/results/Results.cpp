@@ -55,7 +55,7 @@ Reading readSource(const std::string& source) {
 timespec modificationTime(const std::string& source) {
   struct stat status {};
   timespec now{};
-  timespec_get(&now, TIME_UTC);
+  static_cast<void>(timespec_get(&now, TIME_UTC));
   const bool known = source != kStandardInput && stat(source.c_str(), &status) == 0;
   return known && S_ISREG(status.st_mode) ? status.st_mtim : now;
 }

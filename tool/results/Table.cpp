@@ -212,6 +212,7 @@ class Table {
 std::span<const std::string> columnNames() {
   static const std::vector<std::string> kNames = [] {
     std::vector<std::string> names;
+    names.reserve(kColumns.size());
     for (const Column& column : kColumns) names.emplace_back(column.name);
     return names;
   }();

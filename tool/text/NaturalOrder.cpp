@@ -31,8 +31,8 @@ int compareNumbers(std::string_view left, std::string_view right) {
 }
 
 std::size_t digitsAt(std::string_view text, std::size_t place) {
-  const auto start = text.begin() + static_cast<std::ptrdiff_t>(place);
-  return static_cast<std::size_t>(std::find_if_not(start, text.end(), isDigit) - start);
+  const std::string_view rest = text.substr(place);
+  return static_cast<std::size_t>(std::find_if_not(rest.begin(), rest.end(), isDigit) - rest.begin());
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ std::size_t terminalWidth(std::string_view text) {
 std::string shortened(std::string_view text, std::size_t width, Shorten end) {
   constexpr std::string_view kDots = "...";
   if (terminalWidth(text) <= width) return std::string(text);
-  if (width <= kDots.size()) return std::string(width, '.');
+  if (width <= kDots.size()) return std::string(kDots.substr(0, width));
   std::vector<std::pair<std::string_view, std::size_t>> characters;
   forEachCharacter(text, [&characters](std::string_view character, int columns) {
     characters.emplace_back(character, columns < 0 ? 1U : static_cast<std::size_t>(columns));
