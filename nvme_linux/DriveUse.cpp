@@ -47,7 +47,8 @@ std::vector<Mount> parseMounts(const std::string& table) {
     std::string source;
     Mount mount;
     fields >> skipped >> skipped >> mount.number >> skipped >> place;
-    while (fields >> skipped && skipped != "-") continue;
+    while (fields >> skipped && skipped != "-") {
+    }
     if (!(fields >> mount.type >> source)) continue;
     mount.place = unescaped(place);
     mount.source = unescaped(source);
@@ -203,9 +204,9 @@ class UseFinder {
   /// of several there; sysfs knows them all while it is mounted anywhere.
   std::vector<std::string> placesOf(const std::string& device) {
     std::vector<std::string> places;
-    const std::string number = attribute(device, "dev").value_or("");
+    const std::string deviceNumber = attribute(device, "dev").value_or("");
     for (const Mount& mount : m_mounts) {
-      if (!number.empty() && mount.number == number) places.push_back(mount.place);
+      if (!deviceNumber.empty() && mount.number == deviceNumber) places.push_back(mount.place);
     }
     for (const std::string& system : m_host.entries("fs/btrfs")) {
       const std::vector<std::string> members = m_host.entries("fs/btrfs/" + system + "/devices");

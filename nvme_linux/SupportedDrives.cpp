@@ -75,8 +75,8 @@ SupportedDrives SupportedDrives::of(Host& host, const std::string& folder) {
   // Each call parses the file again, as the component does: callers may replace it between two operations.
   const libxml::Owned<xmlDoc> document(xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET));
   if (document == nullptr) return none("cannot be parsed");
-  std::set<SupportedModel> models = readModels(document.get());
-  return models.empty() ? none("names no drive") : SupportedDrives(std::move(models));
+  std::set<SupportedModel> found = readModels(document.get());
+  return found.empty() ? none("names no drive") : SupportedDrives(std::move(found));
 }
 
 bool SupportedDrives::names(const PciController& controller) const {

@@ -170,11 +170,11 @@ class Reading {
     Elf_Data* const data = content(section);
     const std::string_view bytes(static_cast<const char*>(data->d_buf), data->d_size);
     GElf_Nhdr note{};
-    std::size_t name = 0;
+    std::size_t owner = 0;
     std::size_t text = 0;
-    for (std::size_t next = 0; (next = gelf_getnote(data, next, &note, &name, &text)) > 0;) {
+    for (std::size_t next = 0; (next = gelf_getnote(data, next, &note, &owner, &text)) > 0;) {
       constexpr std::string_view kOwner("nvmepcissd\0", sizeof("nvmepcissd"));
-      if (bytes.substr(name, note.n_namesz) != kOwner) continue;
+      if (bytes.substr(owner, note.n_namesz) != kOwner) continue;
       const std::string_view origin = bytes.substr(text, note.n_descsz);
       file.origin = origin.substr(0, origin.find('\0'));
     }
