@@ -22,7 +22,7 @@ class QuietHost : public nvme_linux::LinuxHost {
 
 std::string hexadecimal(std::uint16_t id) {
   std::array<char, 4> digits{};
-  const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), id, 16).ptr;
+  auto* const end = std::to_chars(digits.data(), digits.data() + digits.size(), id, 16).ptr;
   return {digits.data(), end};
 }
 
