@@ -16,8 +16,8 @@ namespace simulator {
 
 namespace {
 
-constexpr std::int64_t kLongestUpdateMilliseconds = 600'000;
 constexpr std::int64_t kMostRepeats = 65'536;
+constexpr std::int64_t kAllWarnings = 0x3f;
 
 /// In the serial number of a repeated drive, stands for the drive's number, counted from 1.
 constexpr std::string_view kNumberPlace = "{n}";
@@ -82,18 +82,40 @@ DriveAddress readAddress(JsonObject& object) {
   return *address;
 }
 
-ListShape readListShape(JsonObject& object) {
-  static constexpr std::array<std::pair<std::string_view, ListShape>, 4> kShapes = {{
-      {"whole", ListShape::kWhole},
-      {"null", ListShape::kNull},
-      {"untouched", ListShape::kUntouched},
-      {"uncounted", ListShape::kUncounted},
-  }};
-  const std::string name = object.text("list").value_or("whole");
-  const auto* const shape = std::find_if(kShapes.begin(), kShapes.end(),
-                                         [&](const auto& candidate) { return candidate.first == name; });
-  if (shape == kShapes.end()) object.refuse("list", "must be whole, null, untouched or uncounted");
-  return shape->second;
+/// The words that a key may hold, and what they mean. The first one is the default.
+template <class Meaning, std::size_t kCount>
+using Words = std::array<std::pair<std::string_view, Meaning>, kCount>;
+
+constexpr Words<ListShape, 4> kListShapes = {{
+    {"whole", ListShape::kWhole},
+    {"null", ListShape::kNull},
+    {"untouched", ListShape::kUntouched},
+    {"uncounted", ListShape::kUncounted},
+}};
+
+constexpr Words<Activation, 3> kActivations = {{
+    {"flash", Activation::kFlash},
+    {"reset", Activation::kReset},
+    {"never", Activation::kNever},
+}};
+
+constexpr Words<GoneAfter, 3> kGoneAfter = {{
+    {"nothing", GoneAfter::kNothing},
+    {"flash", GoneAfter::kFlash},
+    {"reset", GoneAfter::kReset},
+}};
+
+template <class Meaning, std::size_t kCount>
+Meaning readWord(JsonObject& object, const std::string& key, const Words<Meaning, kCount>& words) {
+  const std::optional<std::string> text = object.text(key);
+  if (!text) return words.front().second;
+  std::string choices;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    if (words[i].first == *text) return words[i].second;
+    choices += (i == 0 ? "" : i + 1 == kCount ? " or " : ", ");
+    choices += words[i].first;
+  }
+  object.refuse(key, "must be " + choices);
 }
 
 /// The address `steps` further on: buses first, as servers spread their drives, then devices and functions.
@@ -126,8 +148,13 @@ Drive readCommon(JsonObject& object, const std::optional<Revision>& newRevision)
   if (!drive.newRevision) drive.newRevision = newRevision;
   drive.revisionResult = readResult(object, "revisionResult");
   drive.updateResult = readResult(object, "updateResult");
-  drive.updateTime = std::chrono::milliseconds(
-      object.integer("updateMilliseconds", 0, kLongestUpdateMilliseconds).value_or(0));
+  drive.updateTime =
+      std::chrono::milliseconds(object.integer("updateMilliseconds", 0, kLongestUpdate.count()).value_or(0));
+  drive.updateHangs = object.flag("updateHangs").value_or(false);
+  drive.activation = readWord(object, "activation", kActivations);
+  drive.goneAfter = readWord(object, "goneAfter", kGoneAfter);
+  drive.criticalWarning =
+      static_cast<std::uint8_t>(object.integer("criticalWarning", 0, kAllWarnings).value_or(0));
   drive.isListed = !object.flag("nullEntry").value_or(false);
   return drive;
 }
@@ -168,7 +195,8 @@ DriveScenario readDriveScenario(const std::filesystem::path& path) {
   readObject(path, [&](JsonObject& object) {
     object.text("description");
     scenario.discoveryResult = readResult(object, "discoveryResult");
-    scenario.list = readListShape(object);
+    scenario.discoveryHangs = object.flag("discoveryHangs").value_or(false);
+    scenario.list = readWord(object, "list", kListShapes);
     readDrives(object, readOptionalRevision(object, "newRevision"), scenario.drives);
   });
   return scenario;

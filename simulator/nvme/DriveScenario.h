@@ -13,6 +13,23 @@
 
 namespace simulator {
 
+/// No flash takes longer, whatever a scenario says.
+inline constexpr std::chrono::milliseconds kLongestUpdate{600'000};
+
+/// When the firmware that a successful flash brought begins to run.
+enum class Activation {
+  kFlash,  // at once
+  kReset,  // with the next reset
+  kNever,  // it waits for a reset, after which the old firmware still runs
+};
+
+/// After which event a drive is gone: no longer listed, and unknown to the other calls.
+enum class GoneAfter {
+  kNothing,
+  kFlash,  // a successful flash
+  kReset,  // the first reset after a successful flash
+};
+
 struct Drive {
   DriveRecord record;
   Revision revision;
@@ -20,7 +37,11 @@ struct Drive {
   std::int32_t revisionResult = 0;
   std::int32_t updateResult = 0;
   std::chrono::milliseconds updateTime{0};
-  bool isListed = true;  // false: the list's entry is null
+  bool updateHangs = false;  // flashing waits to be released
+  Activation activation = Activation::kFlash;
+  GoneAfter goneAfter = GoneAfter::kNothing;
+  std::uint8_t criticalWarning = 0;  // as in a drive's health log; with any bit set it refuses every flash
+  bool isListed = true;              // false: the list's entry is null
 };
 
 /// The values that a successful discovery returns to its caller.
@@ -33,6 +54,7 @@ enum class ListShape {
 
 struct DriveScenario {
   std::int32_t discoveryResult = 0;
+  bool discoveryHangs = false;  // discovery waits to be released
   ListShape list = ListShape::kWhole;
   std::vector<Drive> drives;  // no two with the same address
 };

@@ -14,6 +14,9 @@ namespace {
 /// The firmware is in place and becomes active with the next reset.
 constexpr std::int32_t kResetRequired = 267;
 
+/// Internal Error: what a drive in fail-safe mode answers.
+constexpr std::int32_t kInternalError = 6;
+
 bool isSuccess(std::int32_t result) {
   return result == kDone || result == kResetRequired;
 }
@@ -32,15 +35,19 @@ bool isPayload(const char* path) {
 }  // namespace
 
 SimulatedDrives::SimulatedDrives()
-    : m_scenario(readDriveScenario(pathFromEnvironment("NVME_SIMULATOR_SCENARIO", "scenario.json"))),
-      m_state(pathFromEnvironment("NVME_SIMULATOR_STATE", "nvme-state.json")) {
+    : m_releaseFile(pathFromEnvironment("NVME_SIMULATOR_RELEASE", "nvme-release")),
+      m_scenario(readDriveScenario(pathFromEnvironment("NVME_SIMULATOR_SCENARIO", "scenario.json"))),
+      m_state(pathFromEnvironment("NVME_SIMULATOR_STATE", "nvme-state.json"),
+              currentSession(pathFromEnvironment("NVME_SIMULATOR_RESET", "nvme-reset"))) {
   for (const Drive& drive : m_scenario.drives) {
+    if (isGone(drive)) continue;
     m_records.push_back(drive.isListed ? std::make_unique<DriveRecord>(drive.record) : nullptr);
     m_list.push_back(m_records.back().get());
   }
 }
 
 std::int32_t SimulatedDrives::discover(std::uint32_t& count, DriveRecord**& list) {
+  if (m_scenario.discoveryHangs) awaitRelease();
   if (m_scenario.discoveryResult != kDone) return m_scenario.discoveryResult;
   count = m_scenario.list == ListShape::kUncounted ? 0 : static_cast<std::uint32_t>(m_list.size());
   if (m_scenario.list == ListShape::kNull) {
@@ -55,7 +62,7 @@ std::int32_t SimulatedDrives::information(const DriveAddress& address, DriveInfo
   const Drive* const drive = find(address);
   if (drive == nullptr) return kUnknownDrive;
   if (drive->revisionResult != kDone) return drive->revisionResult;
-  information.revision = m_state.revision(address).value_or(drive->revision);
+  information.revision = runningRevision(*drive);
   // Not zero, so that a test notices a caller that reads beyond the revision.
   information.unused.fill(0xA5);
   return kDone;
@@ -65,10 +72,12 @@ std::int32_t SimulatedDrives::update(const DriveAddress& address, const char* pa
   const Drive* const drive = find(address);
   if (drive == nullptr) return kUnknownDrive;
   if (!isPayload(payload)) return kPayloadRefused;
+  if (drive->updateHangs) awaitRelease();
   std::this_thread::sleep_for(drive->updateTime);
-  if (!isSuccess(drive->updateResult) || !drive->newRevision) return drive->updateResult;
+  if (drive->criticalWarning != 0) return kInternalError;
+  if (!isSuccess(drive->updateResult)) return drive->updateResult;
   try {
-    m_state.keep(address, *drive->newRevision);
+    keepFlashed(*drive);
   } catch (const std::runtime_error& error) {
     complain(kLibraryName, error.what());
     return kStateNotKept;
@@ -79,7 +88,45 @@ std::int32_t SimulatedDrives::update(const DriveAddress& address, const char* pa
 const Drive* SimulatedDrives::find(const DriveAddress& address) const {
   const auto drive = std::find_if(m_scenario.drives.begin(), m_scenario.drives.end(),
                                   [&](const Drive& each) { return each.record.address == address; });
-  return drive == m_scenario.drives.end() ? nullptr : &*drive;
+  return drive == m_scenario.drives.end() || isGone(*drive) ? nullptr : &*drive;
+}
+
+bool SimulatedDrives::isGone(const Drive& drive) const {
+  switch (drive.goneAfter) {
+    case GoneAfter::kNothing:
+      return false;
+    case GoneAfter::kFlash:
+      return m_state.wasFlashed(drive.record.address);
+    case GoneAfter::kReset:
+      return m_state.wasResetSince(drive.record.address);
+  }
+  return false;
+}
+
+Revision SimulatedDrives::runningRevision(const Drive& drive) const {
+  return m_state.revision(drive.record.address).value_or(drive.revision);
+}
+
+void SimulatedDrives::keepFlashed(const Drive& drive) const {
+  const bool changesAtReset = drive.activation != Activation::kFlash || drive.goneAfter == GoneAfter::kReset;
+  if (!drive.newRevision && drive.goneAfter == GoneAfter::kNothing) return;
+  const Revision old = runningRevision(drive);
+  const Revision flashed = drive.newRevision.value_or(old);
+  if (!changesAtReset) {
+    m_state.keep(drive.record.address, flashed);
+  } else {
+    m_state.keepUntilReset(drive.record.address, drive.activation == Activation::kFlash ? flashed : old,
+                           drive.activation == Activation::kNever ? old : flashed);
+  }
+}
+
+void SimulatedDrives::awaitRelease() const {
+  using namespace std::chrono;
+  constexpr milliseconds kStep{10};
+  const auto end = steady_clock::now() + kLongestUpdate;
+  std::error_code error;
+  while (!std::filesystem::exists(m_releaseFile, error) && steady_clock::now() < end)
+    std::this_thread::sleep_for(kStep);
 }
 
 }  // namespace simulator

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -31,19 +32,28 @@ class SimulatedDrives {
   /// Reads the scenario. Throws std::runtime_error if it is missing or malformed.
   SimulatedDrives();
 
-  /// Sets `count` and `list`, which this object owns, as the scenario says. On a result other than 0 both
-  /// stay unchanged.
+  /// Once released, where the scenario has it hang: sets `count` and `list`, which this object owns, as the
+  /// scenario says. On a result other than 0 both stay unchanged.
   std::int32_t discover(std::uint32_t& count, DriveRecord**& list);
 
   /// Fills all of `information`. On a result other than 0 it stays unchanged.
   std::int32_t information(const DriveAddress& address, DriveInformation& information) const;
 
-  /// Flashes the drive. On 0 and 267 its new revision is kept, on any other result nothing changes.
+  /// Flashes the drive. On 0 and 267 its new revision is kept, on any other result nothing changes. A drive
+  /// that hangs is flashed once it is released.
   std::int32_t update(const DriveAddress& address, const char* payload) const;
 
  private:
+  /// Null for an address without a drive, and for a drive that is gone.
   const Drive* find(const DriveAddress& address) const;
+  bool isGone(const Drive& drive) const;
+  Revision runningRevision(const Drive& drive) const;
+  void keepFlashed(const Drive& drive) const;
 
+  /// Waits until the release file exists, at most as long as the longest flash.
+  void awaitRelease() const;
+
+  std::filesystem::path m_releaseFile;
   DriveScenario m_scenario;
   DriveState m_state;
   // Each record is an allocation of its own, so that memory checkers see a caller that reads beyond it.

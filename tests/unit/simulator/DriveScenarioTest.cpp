@@ -241,5 +241,32 @@ TEST(DriveScenario, TheStagedOnesAreWellFormed) {
     EXPECT_EQ(messageOf([&] { simulator::readDriveScenario(entry.path()); }), "") << entry.path();
     ++count;
   }
-  EXPECT_EQ(count, 10U);
+  EXPECT_EQ(count, 11U);
+}
+
+TEST(DriveScenario, TellsWhatAFlashComesTo) {
+  const Drive plain = read(scenario({drive()})).drives[0];
+  EXPECT_EQ(plain.activation, simulator::Activation::kFlash);
+  EXPECT_EQ(plain.goneAfter, simulator::GoneAfter::kNothing);
+  EXPECT_EQ(plain.criticalWarning, 0);
+  EXPECT_FALSE(plain.updateHangs);
+
+  const DriveScenario odd = read(scenario(
+      {drive(
+          {{"activation", "never"}, {"goneAfter", "reset"}, {"criticalWarning", 63}, {"updateHangs", true}})},
+      {{"discoveryHangs", true}}));
+  EXPECT_EQ(odd.drives[0].activation, simulator::Activation::kNever);
+  EXPECT_EQ(odd.drives[0].goneAfter, simulator::GoneAfter::kReset);
+  EXPECT_EQ(odd.drives[0].criticalWarning, 63);
+  EXPECT_TRUE(odd.drives[0].updateHangs);
+  EXPECT_TRUE(odd.discoveryHangs);
+}
+
+TEST(DriveScenario, RefusesOtherWordsForWhatAFlashComesTo) {
+  EXPECT_EQ(complaint(scenario({drive({{"activation", "boot"}})})),
+            "drives[0].activation: must be flash, reset or never");
+  EXPECT_EQ(complaint(scenario({drive({{"goneAfter", ""}})})),
+            "drives[0].goneAfter: must be nothing, flash or reset");
+  EXPECT_EQ(complaint(scenario({drive({{"criticalWarning", 64}})})),
+            "drives[0].criticalWarning: must be a whole number from 0 to 63");
 }
