@@ -1,4 +1,4 @@
-// What every subcommand shares. Each one lives in its folder as `add…Command`, which ToolMain.cpp calls.
+// The subcommands and what they share. Each one lives in a source of its own (check/CheckCommand.cpp).
 
 #pragma once
 
@@ -19,5 +19,12 @@ enum ExitStatus {
 
 /// What a subcommand does after the command line has been parsed; returns the exit status.
 using Action = std::function<int()>;
+
+/// Each adds one subcommand to the command line of `app`. When the user chooses it, parsing sets `action` to
+/// what it does. Both must outlive the parsing.
+void addCheckCommand(CLI::App& app, Action& action);
+void addInitCommand(CLI::App& app, Action& action);
+void addReportCommand(CLI::App& app, Action& action);
+void addShowCommand(CLI::App& app, Action& action);
 
 }  // namespace tool

@@ -6,10 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "CheckCommand.h"
-#include "InitCommand.h"
-#include "ReportCommand.h"
-#include "ShowCommand.h"
+#include "Command.h"
 #include "TerminalText.h"
 
 namespace {

@@ -1,5 +1,3 @@
-#include "CheckCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <map>
@@ -7,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Command.h"
 #include "FindingText.h"
 #include "PackageCheck.h"
 #include "Selection.h"

@@ -1,10 +1,9 @@
-#include "InitCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
 
+#include "Command.h"
 #include "ComponentLayout.h"
 #include "FindingText.h"
 #include "PackageCheck.h"

@@ -1,5 +1,3 @@
-#include "ReportCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "AtomicFile.h"
+#include "Command.h"
 #include "ReportPage.h"
 #include "ResultText.h"
 #include "TerminalText.h"

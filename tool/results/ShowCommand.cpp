@@ -1,11 +1,10 @@
-#include "ShowCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Command.h"
 #include "ResultText.h"
 #include "Results.h"
 #include "Table.h"
