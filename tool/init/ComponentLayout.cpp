@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-#include "Templates.h"
+#include "EmbeddedTexts.h"
 
 namespace fs = std::filesystem;
 

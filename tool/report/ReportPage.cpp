@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "DataTable.h"
+#include "EmbeddedTexts.h"
 #include "Fleet.h"
-#include "ReportAssets.h"
 #include "ResultText.h"
 
 namespace tool {
