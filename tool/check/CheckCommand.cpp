@@ -9,7 +9,7 @@
 #include "FindingText.h"
 #include "PackageCheck.h"
 #include "Selection.h"
-#include "Terminal.h"
+#include "TerminalText.h"
 
 namespace tool {
 

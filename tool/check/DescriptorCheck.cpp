@@ -1,5 +1,3 @@
-#include "DescriptorCheck.h"
-
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <strings.h>
@@ -19,14 +17,18 @@
 #include <system_error>
 #include <utility>
 
+#include "Checks.h"
 #include "DescriptorEntries.h"
-#include "InvisibleText.h"
 #include "LibXml.h"
+#include "TerminalText.h"
 #include "XmlErrors.h"
 
 namespace tool {
 
 namespace {
+
+/// Stands in the sample descriptor (init/package.xml) for each value that somebody has yet to fill in.
+constexpr char kToFillIn[] = "FILL-IN";
 
 constexpr std::size_t kIdDigits = 4;
 

@@ -1,10 +1,10 @@
-#include "ExecutableCheck.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <system_error>
 #include <utility>
+
+#include "Checks.h"
 
 namespace fs = std::filesystem;
 

@@ -1,5 +1,3 @@
-#include "FolderCheck.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,10 +9,11 @@
 #include <system_error>
 #include <utility>
 
+#include "Checks.h"
 #include "ElfFile.h"
 #include "FileStart.h"
-#include "InvisibleText.h"
 #include "Loader.h"
+#include "TerminalText.h"
 
 namespace fs = std::filesystem;
 

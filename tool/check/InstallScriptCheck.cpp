@@ -1,5 +1,3 @@
-#include "InstallScriptCheck.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +11,7 @@
 #include <utility>
 
 #include "BoundedRun.h"
+#include "Checks.h"
 #include "FileStart.h"
 
 namespace fs = std::filesystem;

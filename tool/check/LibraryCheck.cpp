@@ -1,5 +1,3 @@
-#include "LibraryCheck.h"
-
 #include <unistd.h>
 
 #include <array>
@@ -7,6 +5,8 @@
 #include <cstring>
 #include <system_error>
 #include <utility>
+
+#include "Checks.h"
 
 namespace fs = std::filesystem;
 

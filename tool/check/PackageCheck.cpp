@@ -6,14 +6,8 @@
 #include <cstring>
 #include <system_error>
 
-#include "DescriptorCheck.h"
-#include "ExecutableCheck.h"
+#include "Checks.h"
 #include "FileStart.h"
-#include "FolderCheck.h"
-#include "InstallScriptCheck.h"
-#include "LibraryCheck.h"
-#include "Package.h"
-#include "PayloadCheck.h"
 
 namespace fs = std::filesystem;
 

@@ -1,5 +1,3 @@
-#include "PayloadCheck.h"
-
 #include <strings.h>
 #include <unistd.h>
 
@@ -11,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Checks.h"
 #include "FileStart.h"
 
 namespace fs = std::filesystem;

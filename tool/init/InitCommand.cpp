@@ -7,7 +7,7 @@
 #include "ComponentLayout.h"
 #include "FindingText.h"
 #include "PackageCheck.h"
-#include "Terminal.h"
+#include "TerminalText.h"
 
 namespace tool {
 

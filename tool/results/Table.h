@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Results.h"
-#include "Terminal.h"
+#include "TerminalText.h"
 
 namespace tool {
 

@@ -1,7 +1,13 @@
 #include "TerminalText.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <clocale>
+#include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <functional>
 #include <utility>
@@ -61,6 +67,17 @@ bool isPrintableAscii(std::string_view text) {
 
 }  // namespace
 
+Terminal standardOutputTerminal() {
+  if (isatty(STDOUT_FILENO) != 1) return {};
+  const char* const kind = std::getenv("TERM");
+  const char* const refused = std::getenv("NO_COLOR");
+  winsize size{};
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
+  return {.colour =
+              (refused == nullptr || *refused == '\0') && (kind == nullptr || std::strcmp(kind, "dumb") != 0),
+          .columns = known ? size.ws_col : std::size_t{0}};
+}
+
 std::string forTerminal(std::string_view text) {
   if (isPrintableAscii(text)) return std::string(text);
   std::string shown;
@@ -68,6 +85,15 @@ std::string forTerminal(std::string_view text) {
     shown += columns < 0 ? std::string_view(".") : character;
   });
   return shown;
+}
+
+bool hasInvisible(std::string_view text) {
+  // Characters without a width that are no accents; `forTerminal` passes them.
+  constexpr std::array<std::string_view, 9> kWidthless{"\u00AD", "\u034F", "\u180E", "\u200B", "\u200C",
+                                                       "\u200D", "\u2060", "\u3164", "\uFEFF"};
+  return forTerminal(text) != text ||
+         std::any_of(kWidthless.begin(), kWidthless.end(),
+                     [text](auto character) { return text.find(character) != std::string_view::npos; });
 }
 
 std::size_t terminalWidth(std::string_view text) {

@@ -1,3 +1,5 @@
+// Text for terminals.
+
 #pragma once
 
 #include <cstddef>
@@ -6,9 +8,22 @@
 
 namespace tool {
 
+/// What text is shown on; as it stands, no terminal at all.
+struct Terminal {
+  bool colour = false;
+  std::size_t columns = 0;  ///< 0: as many as it takes
+};
+
+/// Standard output. Colour is used on a terminal only, and not when NO_COLOR is set or TERM is "dumb".
+Terminal standardOutputTerminal();
+
 /// `text`, which may hold anything, as one line that a terminal shows and does not obey: control characters,
 /// those that turn the direction of writing, and bytes that are no UTF-8 become dots.
 std::string forTerminal(std::string_view text);
+
+/// True when a person who reads `text` would miss something: characters without a width that are no accents,
+/// or what `forTerminal` replaces.
+bool hasInvisible(std::string_view text);
 
 /// How many columns a text from `forTerminal` takes there: an ideograph two, a combining accent none.
 std::size_t terminalWidth(std::string_view text);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "DescriptorCheck.h"
+#include "Checks.h"
 #include "FuzzHost.h"
 #include "FuzzSupport.h"
 #include "SoftwareComponentInfo.h"

@@ -1,4 +1,4 @@
-#include "DescriptorCheck.h"
+#include "Checks.h"
 
 #include <gmock/gmock.h>
 

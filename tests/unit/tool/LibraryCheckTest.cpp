@@ -1,4 +1,4 @@
-#include "LibraryCheck.h"
+#include "Checks.h"
 
 #include <elf.h>
 #include <gmock/gmock.h>
