@@ -1,4 +1,4 @@
-"""A component folder to run the built executable in, and what came of a run."""
+"""A component folder to run the built executable in, what came of a run, and the test case with such a folder."""
 
 import json
 import os
@@ -7,6 +7,7 @@ import shutil
 import subprocess
 import tempfile
 import time
+import unittest
 
 STAMP = re.compile(rb"^\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\] :  *[\w./]+:[ \d]{4}\d: ", re.MULTILINE)
 INVENTORY_ROOT = "SVMInventory"
@@ -118,3 +119,21 @@ class Component:
 def is_whole(document, root):
     return (document.startswith(f'<?xml version="1.0" encoding="UTF-8"?><{root} lang="en">') and
             document.endswith(f"</{root}>") and document.count(f"</{root}>") == 1)
+
+
+class FaultTest(unittest.TestCase):
+    maxDiff = None
+    parts = None  # what the command line names; fault_tests.py sets it
+
+    def component(self, **keywords):
+        component = Component(self.parts, **keywords)
+        self.addCleanup(component.remove)
+        return component
+
+    def assertDocument(self, text, root, devices, failures=0):
+        self.assertTrue(is_whole(text, root), text)
+        self.assertEqual(text.count("<Device "), devices, text)
+        self.assertEqual(text.count('<SPStatus result = "false" >'), failures, text)
+
+    def assertEnds(self, result, status):
+        self.assertEqual(result.status, status, str(result))

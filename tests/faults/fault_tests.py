@@ -5,7 +5,7 @@ import argparse
 import sys
 import unittest
 
-from fault_case import FaultTest
+from component import FaultTest
 from file_faults import Descriptors, Folders, FullDisk, Killed, Limits  # unittest finds them here
 from library_faults import Allocations, DriveLibrary, Loading
 

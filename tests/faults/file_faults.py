@@ -6,8 +6,7 @@ import shutil
 import signal
 import subprocess
 
-from component import Component, INVENTORY_ROOT, UPDATE_ROOT, is_whole
-from fault_case import FaultTest
+from component import Component, FaultTest, INVENTORY_ROOT, is_whole, UPDATE_ROOT
 
 
 class Killed(FaultTest):

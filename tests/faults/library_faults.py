@@ -1,7 +1,6 @@
 """The drive library, allocations and the loader fail."""
 
-from component import INVENTORY_ROOT, UPDATE_ROOT
-from fault_case import FaultTest
+from component import FaultTest, INVENTORY_ROOT, UPDATE_ROOT
 
 
 class Allocations(FaultTest):
@@ -144,7 +143,7 @@ class DriveLibrary(FaultTest):
     # Promise: entries-after-the-count
     def test_entries_after_the_count_are_not_touched(self):
         component = self.component()
-        component.replace_drive_library("LongListLibrary")
+        component.replace_drive_library("LISTS_MORE_THAN_IT_COUNTS")
         result = component.run("-i")
         self.assertEnds(result, 0)
         self.assertDocument(result.stdout, INVENTORY_ROOT, devices=1)
@@ -152,7 +151,7 @@ class DriveLibrary(FaultTest):
     # Promise: exception-of-a-function
     def test_an_exception_that_leaves_a_function_ends_the_process(self):
         component = self.component()
-        component.replace_drive_library("ThrowingFunction")
+        component.replace_drive_library("THROWS_IN_DISCOVERY")
         for option in ("-i", "-u"):
             with self.subTest(option=option):
                 result = component.run(option, "-o", "out.xml", "-d", "log.txt")
@@ -169,7 +168,7 @@ class Loading(FaultTest):
     # Promise: library-throws-at-load
     def test_a_library_that_throws_while_it_is_loaded_ends_the_process(self):
         component = self.component()
-        component.replace_drive_library("ThrowingLibrary")
+        component.replace_drive_library("THROWS_AT_LOAD")
         result = component.run("-u", "-o", "out.xml", "-d", "log.txt")
         self.assertEnds(result, -6)
         self.assertIn("does not want to be loaded", result.stderr)
@@ -180,7 +179,7 @@ class Loading(FaultTest):
     # Promise: library-exits-at-load
     def test_a_library_that_exits_while_it_is_loaded_ends_the_process(self):
         component = self.component()
-        component.replace_drive_library("ExitingLibrary")
+        component.replace_drive_library("EXITS_AT_LOAD")
         result = component.run("-u", "-o", "out.xml", "-d", "log.txt")
         self.assertEnds(result, 3)
         self.assertEqual(component.messages()[-1], self.LAST_LINE)
@@ -190,7 +189,7 @@ class Loading(FaultTest):
     # Promise: library-cannot-be-loaded
     def test_a_library_that_does_not_resolve_is_refused(self):
         component = self.component()
-        component.replace_drive_library("UnresolvedLibrary")
+        component.replace_drive_library("DOES_NOT_RESOLVE")
         self.check_refused(component)
 
     # Promise: library-cannot-be-loaded
