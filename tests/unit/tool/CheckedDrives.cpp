@@ -1,9 +1,19 @@
-// A drive library in variants, each with one thing amiss.
+// A drive library in variants, each with one thing amiss, and the library that some of them need.
 
 extern "C" {
 
 int helpDriveLibrary();
+int noSuchFunction();
 
+#ifdef HELPER
+int helpDriveLibrary() {
+  return 0;
+}
+#elif defined(UNBOUND_HELPER)
+int helpDriveLibrary() {
+  return noSuchFunction();
+}
+#else
 int NVMEDiscoverDrives() {
 #ifdef CALLS_HELPER
   return helpDriveLibrary();
@@ -24,6 +34,7 @@ int NVMEUpdateFirmware = 0;
 int NVMEUpdateFirmware() {
   return 0;
 }
+#endif
 #endif
 
 }  // extern "C"

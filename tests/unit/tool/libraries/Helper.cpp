@@ -1,3 +1,0 @@
-extern "C" int helpDriveLibrary() {
-  return 0;
-}

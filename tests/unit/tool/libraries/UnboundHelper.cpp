@@ -1,9 +1,0 @@
-extern "C" {
-
-int noSuchFunction();
-
-int helpDriveLibrary() {
-  return noSuchFunction();
-}
-
-}  // extern "C"
