@@ -12,7 +12,7 @@ set -euo pipefail
 readonly sets='
 component    g++ cmake ninja-build libxml2-dev
 simulator    nlohmann-json3-dev
-tool         nlohmann-json3-dev libcli11-dev libelf-dev
+tool         nlohmann-json3-dev libcli11-dev libelf-dev nettle-dev
 release      component simulator tool
 demo         release libxml2-utils
 tests        release libgtest-dev libgmock-dev libxml2-utils binutils python3 clang-format

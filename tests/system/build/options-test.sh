@@ -25,7 +25,7 @@ expect_stop() {
   tr -s ' \n' '  ' <"$scratch/log" | grep -qF "$text" || { cat "$scratch/log" >&2; fail "it does not say: $text"; }
 }
 
-everything="nlohmann_json CLI11 LibElf GTest benchmark Python3"
+everything="nlohmann_json CLI11 LibElf Nettle GTest benchmark Python3"
 alone=(-DNVMEPCISSD_SIMULATOR=OFF -DNVMEPCISSD_TOOL=OFF -DNVMEPCISSD_TESTS=OFF)
 without "$everything" "${alone[@]}" || { cat "$scratch/log" >&2; fail "the component alone cannot be configured"; }
 
@@ -37,6 +37,7 @@ expect_stop "NVMEPCISSD_TOOL needs CLI11: install libcli11-dev, or configure wit
 expect_stop "NVMEPCISSD_TOOL needs nlohmann_json: install nlohmann-json3-dev, or configure with -DNVMEPCISSD_TOOL=OFF." \
   nlohmann_json $no_tests -DNVMEPCISSD_SIMULATOR=OFF
 expect_stop "NVMEPCISSD_TOOL needs LibElf: install libelf-dev, or configure with -DNVMEPCISSD_TOOL=OFF." LibElf $no_tests
+expect_stop "NVMEPCISSD_TOOL needs Nettle: install nettle-dev, or configure with -DNVMEPCISSD_TOOL=OFF." Nettle $no_tests
 expect_stop "NVMEPCISSD_TESTS needs GTest: install libgtest-dev and libgmock-dev, or configure with -DNVMEPCISSD_TESTS=OFF." GTest
 expect_stop "NVMEPCISSD_TESTS needs Python3: install python3, or configure with -DNVMEPCISSD_TESTS=OFF." Python3
 expect_stop "NVMEPCISSD_BENCH needs benchmark: install libbenchmark-dev, or configure with -DNVMEPCISSD_BENCH=OFF." \
