@@ -21,7 +21,8 @@ void askDrive(Host& host, DriveFacts& facts) {
 }  // namespace
 
 std::string DriveFacts::stagedRevision() const {
-  return slots && slots->isStaged() ? textOf(slots->revisionOf(slots->next)) : "";
+  const unsigned int slot = slots ? slots->staged(runningRevision) : 0;
+  return slot != 0 ? textOf(slots->revisionOf(slot)) : "";
 }
 
 std::vector<DriveFacts> readDrives(Host& host) {

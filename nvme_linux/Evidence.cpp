@@ -26,7 +26,7 @@ Changes changesAnywhere(const FirmwareState& before, const FirmwareState& after)
   return {.runsOtherRevision = before.identity.revision != after.identity.revision,
           .runsOtherSlot = before.slots.running != after.slots.running,
           .slotHasOtherRevision = before.slots.revisions != after.slots.revisions,
-          .isNextNow = after.slots.isStaged() && before.slots.next != after.slots.next};
+          .isNextNow = after.staged() != 0 && before.slots.next != after.slots.next};
 }
 
 Changes changesOf(unsigned int slot, const FirmwareState& before, const FirmwareState& after) {
@@ -34,8 +34,9 @@ Changes changesOf(unsigned int slot, const FirmwareState& before, const Firmware
 }
 
 bool waitsIn(unsigned int slot, const FirmwareState& before, const FirmwareState& after) {
-  if (after.slots.isStaged() && (slot == 0 || after.slots.next == slot)) return true;
-  // Written into the slot that runs all along: it holds other firmware than runs.
+  const unsigned int staged = after.staged();
+  if (staged != 0 && (slot == 0 || staged == slot)) return true;
+  // Written into the slot that runs all along, by a drive that does not tell the next one.
   return slot != 0 && slot == before.slots.running && slot == after.slots.running &&
          textOf(after.slots.revisionOf(slot)) != textOf(after.identity.revision);
 }
@@ -60,7 +61,7 @@ Evidence evidenceOfLost(unsigned int slot, const FirmwareState& before, const Fi
   const Changes changes = changesOf(slot, before, after);
   // A reset activates what was staged before, and other running firmware shows nothing then.
   const bool isProof =
-      waitsIn(slot, before, before) || before.slots.isStaged() ? changes.slotHasOtherRevision : changes.any();
+      waitsIn(slot, before, before) || before.staged() != 0 ? changes.slotHasOtherRevision : changes.any();
   return isProof ? runsOrWaits(slot, before, after, changes) : Evidence::kNone;
 }
 

@@ -9,6 +9,9 @@ namespace nvme_linux {
 struct FirmwareState {
   Identity identity;
   FirmwareSlots slots;
+
+  unsigned int staged() const { return slots.staged(textOf(identity.revision)); }
+  bool isBusy() const { return slots.isBusy(textOf(identity.revision)); }
 };
 
 /// What slot log and revision, before and after a commit, show of it.

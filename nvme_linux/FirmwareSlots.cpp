@@ -20,6 +20,13 @@ bool FirmwareSlots::isEmpty(unsigned int slot) const {
   return std::all_of(revision.begin(), revision.end(), [](char c) { return c == '\0' || c == ' '; });
 }
 
+unsigned int FirmwareSlots::staged(const std::string& runs) const {
+  if (next == 0 || next != running) return next;
+  // Some drives name the running slot although nothing waits: only other firmware in it does.
+  const bool isOther = !runs.empty() && !isEmpty(next) && textOf(revisionOf(next)) != runs;
+  return isOther ? next : 0;
+}
+
 FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kLength> data) {
   FirmwareSlots slots;
   slots.running = data[kAFI] & kAfiSlotMask;
@@ -36,7 +43,8 @@ FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kL
 std::optional<unsigned int> chooseSlot(const Identity& identity, const FirmwareSlots& slots) {
   if (slots.running == 0 || identity.slots == 0) return 0;
   const auto isWritable = [&](unsigned int slot) { return slot != 1 || !identity.isFirstSlotReadOnly; };
-  if (slots.isStaged() && slots.next <= identity.slots && isWritable(slots.next)) return slots.next;
+  const unsigned int staged = slots.staged(textOf(identity.revision));
+  if (staged != 0 && staged <= identity.slots && isWritable(staged)) return staged;
   std::optional<unsigned int> chosen;
   // Round the slots, beginning after the running one and ending with it: the one after it is the oldest where
   // updates went round before.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "Identity.h"
 
@@ -25,11 +26,12 @@ struct FirmwareSlots {
   const Revision& revisionOf(unsigned int slot) const { return revisions.at(slot - 1); }
   bool isEmpty(unsigned int slot) const;
 
-  /// Firmware in another slot than the running one waits for the next reset.
-  bool isStaged() const { return next != 0 && next != running; }
+  /// The slot whose firmware waits for the next reset while `runs` is the revision that runs; 0 when none
+  /// does. This is the running slot itself when it was written since: a drive with one slot has no other.
+  unsigned int staged(const std::string& runs) const;
 
   /// An update is under way: the bit that says so counts only while nothing is staged.
-  bool isBusy() const { return updateInProgress && !isStaged(); }
+  bool isBusy(const std::string& runs) const { return updateInProgress && staged(runs) == 0; }
 };
 
 /// Every content of `data` gives slots; fields are taken as they stand.

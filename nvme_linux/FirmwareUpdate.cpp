@@ -184,7 +184,7 @@ Outcome FirmwareUpdate::waitUntilIdle(std::chrono::milliseconds bound) {
   const auto end = m_host.now() + bound;
   for (;;) {
     const Outcome outcome = m_controller->readSlots(m_before.slots);
-    if (!outcome.isSuccess() || !m_before.slots.isBusy()) return outcome;
+    if (!outcome.isSuccess() || !m_before.isBusy()) return outcome;
     if (m_host.now() >= end) return Outcome::failed(EALREADY);
     m_host.sleep(kPause);
   }

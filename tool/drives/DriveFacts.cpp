@@ -42,9 +42,11 @@ std::optional<DriveSlots> slotsOf(const nvme_linux::DriveFacts& facts) {
   for (unsigned int slot = 1; slot <= number; ++slot) {
     if (!facts.slots->isEmpty(slot)) count = std::max(count, slot);
   }
+  const unsigned int staged = facts.slots->staged(facts.runningRevision);
   DriveSlots slots{.running = facts.slots->running,
                    .next = facts.slots->next,
-                   .isUpdateInProgress = facts.slots->isBusy()};
+                   .isUpdateInProgress = facts.slots->isBusy(facts.runningRevision),
+                   .isRunningSlotStaged = staged != 0 && staged == facts.slots->running};
   for (unsigned int slot = 1; slot <= std::min(count, number); ++slot)
     slots.revisions.push_back(nvme_linux::textOf(facts.slots->revisionOf(slot)));
   return slots;
@@ -69,7 +71,7 @@ DriveFacts plain(nvme_linux::DriveFacts facts) {
 }  // namespace
 
 bool DriveSlots::isStaged() const {
-  return next != 0 && next != running;
+  return next != 0 && (next != running || isRunningSlotStaged);
 }
 
 std::string DriveSlots::stagedRevision() const {

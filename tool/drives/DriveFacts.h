@@ -20,8 +20,9 @@ struct DriveSlots {
   unsigned int running = 0;              ///< slot of the running firmware; 0: the drive does not tell
   unsigned int next = 0;                 ///< slot that the next reset activates; 0: none, or not told
   bool isUpdateInProgress = false;       ///< the drive says that it is being updated
+  bool isRunningSlotStaged = false;  ///< `next` is the running slot, and it holds other firmware than runs
 
-  /// Firmware in another slot than the running one waits for the next reset.
+  /// Firmware waits for the next reset.
   bool isStaged() const;
 
   /// The revision that waits; empty when none does, or its slot names none.

@@ -50,7 +50,8 @@ TEST_F(DrivesTest, ADriveTellsWhatItIsAndWhatItRuns) {
   EXPECT_EQ(drive.stagedRevision(), "NEXT");
   EXPECT_EQ(drive.slots->running, 1U);
   EXPECT_EQ(drive.slots->next, 2U);
-  EXPECT_FALSE(drive.slots->isBusy()) << "some drives set the bit while firmware is staged";
+  EXPECT_FALSE(drive.slots->isBusy(drive.runningRevision))
+      << "some drives set the bit while firmware is staged";
   EXPECT_EQ(drive.health->criticalWarning, 4);
   EXPECT_THAT(drive.siblings, IsEmpty());
 }

@@ -42,7 +42,10 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
       {"the number of slots is not told", 0, true, 1, {full}, 0},
       {"the staged one before an empty one", 3, false, 1, {full, full, none}, 2, 2},
       {"the staged one before the next one", 3, false, 1, {full, full, full}, 3, 3},
-      {"the running one is next", 3, false, 1, {full, full, none}, 3, 1},
+      {"the running one is next, and holds what runs", 3, false, 1, {full, full, none}, 3, 1},
+      {"the running one was written since", 3, false, 1, {"WRITTEN ", full, full}, 1, 1},
+      {"the running one was written since, read-only", 3, true, 1, {"WRITTEN ", full, full}, 2, 1},
+      {"the running one is next and empty", 3, false, 1, {none, full, full}, 2, 1},
       {"a read-only one is staged", 3, true, 2, {full, full, full}, 3, 1},
       {"a slot is staged that the drive does not have", 2, false, 1, {full, full}, 2, 5},
       {"one is staged, the running slot is not told", 3, false, 0, {full, full, none}, 0, 2},
@@ -50,6 +53,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
   };
   for (const auto& c : cases) {
     Identity identity;
+    std::copy_n(full.begin(), 8, identity.revision.begin());
     identity.slots = c.slots;
     identity.isFirstSlotReadOnly = c.firstReadOnly;
     FirmwareSlots slots;
@@ -60,6 +64,15 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
     }
     EXPECT_EQ(chooseSlot(identity, slots), c.chosen) << c.name;
   }
+}
+
+TEST(FirmwareSlotsTest, NothingIsStagedInTheRunningSlotWhileItsRevisionIsNotKnown) {
+  FirmwareSlots slots;
+  slots.running = slots.next = 1;
+  slots.revisions[0].fill('X');
+  EXPECT_EQ(slots.staged(""), 0U);
+  EXPECT_EQ(slots.staged("XXXXXXXX"), 0U);
+  EXPECT_EQ(slots.staged("OLD"), 1U);
 }
 
 }  // namespace

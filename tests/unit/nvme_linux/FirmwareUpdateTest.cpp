@@ -229,6 +229,15 @@ TEST_F(FirmwareUpdateTest, ABitThatIsSetWhileFirmwareIsStagedCostsNoWait) {
   EXPECT_EQ(m_host.slept(), 0ms);
 }
 
+TEST_F(FirmwareUpdateTest, NorDoesItWhereTheOneSlotIsStaged) {
+  const SlotLog staged{.activeInfo = 0x19, .revisions = {"MID_REV "}};
+  const ScriptedIdentity oneSlot{.firmwareUpdates = 1 << 1};
+  ready(oneSlot, staged).downloads(0, m_tiny).readsSlots(staged).commits(1);
+  m_drive.readsSlots({.activeInfo = 0x19, .revisions = {"NEW_REV "}}).identifies(oneSlot);
+  EXPECT_EQ(update(m_tiny), kWaitsForReset);
+  EXPECT_EQ(m_host.slept(), 0ms);
+}
+
 TEST_F(FirmwareUpdateTest, ADriveThatIdentifiesItselfAsAnotherIsRefused) {
   for (const auto& [attribute, text] : {std::pair{"serial", "SN-0002"}, std::pair{"model", "Model B"}}) {
     m_host.addController("nvme0", "0000:04:00.0");

@@ -137,6 +137,16 @@ TEST(StrictDriveTest, RepeatedUpdatesBeforeAResetCostNoFurtherImage) {
   EXPECT_TRUE(machine.drive.imageIn(1).empty());
 }
 
+TEST(StrictDriveTest, AnImageStagedInTheRunningSlotIsTheOneToWriteAgain) {
+  Machine machine({.slots = 3, .running = 2, .next = 2});
+  for (const char revision : {'C', 'D', 'D'}) {
+    EXPECT_EQ(machine.update(strictImage(kSize, revision)), kStored);
+    EXPECT_EQ(machine.drive.next(), 2U);
+  }
+  EXPECT_TRUE(machine.drive.imageIn(1).empty());
+  EXPECT_TRUE(machine.drive.imageIn(3).empty());
+}
+
 TEST(StrictDriveTest, ASecondRunThroughEitherPortNeverTouchesAnUpdateThatGoesOn) {
   for (std::size_t at = 0; at < 5; ++at) {
     Machine machine({}, 2);

@@ -68,6 +68,19 @@ TEST_F(DriveFactsTest, ADriveThatAnswersTellsEverything) {
   EXPECT_EQ(drive.isInPackage, std::nullopt) << "no package was asked about";
 }
 
+TEST_F(DriveFactsTest, FirmwareMayBeStagedInTheOneSlotThatRuns) {
+  for (const auto& [revision, staged] : {std::pair{"NEXT    ", "NEXT"}, std::pair{"NOW     ", ""}}) {
+    m_host.drive("nvme0")
+        .opens()
+        .identifies({.revision = "NOW     ", .firmwareUpdates = 1 << 1})
+        .readsSlots({.activeInfo = 0x11, .revisions = {revision}})
+        .readsHealth(0);
+    const DriveFacts drive = onlyDrive();
+    EXPECT_EQ(drive.slots->stagedRevision(), staged);
+    EXPECT_EQ(drive.slots->isStaged(), *staged != '\0');
+  }
+}
+
 TEST_F(DriveFactsTest, WithoutRootOnlyWhatTheKernelTellsIsKnown) {
   m_host.drive("nvme0").opens(-EACCES);
   m_host.hold("nvme0n1", EACCES);
