@@ -55,9 +55,11 @@ bool isFirmwareCommand(const nvme_passthru_cmd& command) {
 }
 
 /// A firmware command that may be lost is not repeated: with the reset that may have happened the drive has
-/// forgotten the pieces before it.
-bool isWorthRepeating(const nvme_passthru_cmd& command, const Outcome& outcome) {
-  return outcome.mayBeRepeated() && !(isFirmwareCommand(command) && outcome.isLost());
+/// forgotten the pieces before it. Nor is a commit of an image that another update came between: the next
+/// answer might not tell of it any more.
+bool isWorthRepeating(const nvme_passthru_cmd& command, const Outcome& outcome, std::uint32_t dword0) {
+  const bool isOverlapped = command.opcode == kFirmwareCommit && (dword0 & kMultipleUpdateDetected) != 0;
+  return outcome.mayBeRepeated() && !isOverlapped && !(isFirmwareCommand(command) && outcome.isLost());
 }
 
 }  // namespace
@@ -194,7 +196,8 @@ Controller::Commit Controller::commit(unsigned int slot) {
 Controller::Answer Controller::send(const char* name, const nvme_passthru_cmd& command) {
   const Answer first = sendOnce(command);
   Answer answer = first;
-  for (int repeats = 0; repeats < kRepeats && isWorthRepeating(command, answer.outcome); ++repeats) {
+  for (int repeats = 0; repeats < kRepeats && isWorthRepeating(command, answer.outcome, answer.dword0);
+       ++repeats) {
     report(LOG_WARNING, std::string(name) + ": " + answer.outcome.text() + "; it is repeated");
     m_host.sleep(kBeforeRepeat);
     answer = sendOnce(command);

@@ -151,6 +151,12 @@ TEST_F(CommitTest, ADriveThatDetectedAnotherUpdateIsNoSuccess) {
   }
 }
 
+TEST_F(CommitTest, ARefusalThatTellsOfAnotherUpdateIsNotRepeated) {
+  ready({.firmwareUpdates = 1 << 5 | 3 << 1}).downloads(0, m_tiny).readsSlots().commits(2, 0x006).saying(1);
+  EXPECT_EQ(update(m_tiny), 0x006);
+  EXPECT_THAT(m_host.reports(), Contains(::testing::HasSubstr("updates this drive at the same time")));
+}
+
 TEST_F(CommitTest, WhereOverlapsAreNotDetectedTheBitsMeanNothing) {
   confirms(downloaded().commits(2).saying(0xFFFFFFFF));
   EXPECT_EQ(update(m_tiny), kWaitsForReset);
