@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "ControllerList.h"
 #include "FirmwareSlots.h"
@@ -30,13 +31,15 @@ class Controller {
   /// those that only look.
   class Silence {
    public:
-    explicit Silence(Controller& controller) : m_controller(controller) { m_controller.m_isSilent = true; }
-    ~Silence() { m_controller.m_isSilent = false; }
+    explicit Silence(Controller& controller)
+        : m_controller(controller), m_before(std::exchange(controller.m_isSilent, true)) {}
+    ~Silence() { m_controller.m_isSilent = m_before; }
     Silence(const Silence&) = delete;
     Silence& operator=(const Silence&) = delete;
 
    private:
     Controller& m_controller;
+    bool m_before;
   };
 
   /// `host` must outlive the object. `controller` is what callers remember of the controller. Until `open`
