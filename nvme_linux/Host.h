@@ -38,7 +38,7 @@ class ResetWatch {
  public:
   virtual ~ResetWatch() = default;
 
-  /// Once true it stays true. Nothing when the kernel does not tell.
+  /// Once true it stays true. Nothing when the kernel does not tell, or has lost what it had to tell.
   virtual std::optional<bool> wasReset() = 0;
 };
 

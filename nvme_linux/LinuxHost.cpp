@@ -78,12 +78,12 @@ class LinuxResetWatch : public ResetWatch {
     while (m_isListening && !m_wasReset) {
       const ssize_t length = recv(m_socket.get(), event.data(), event.size(), 0);
       if (length < 0 && errno == EINTR) continue;
-      // Events were dropped, and ours may be among them.
-      if (length < 0 && errno == ENOBUFS) return std::nullopt;
+      // Events were dropped, and ours may have been among them: from here on nothing is known.
+      if (length < 0 && errno == ENOBUFS) m_isListening = false;
       if (length <= 0) break;
       m_wasReset = isStart(std::string_view(event.data(), static_cast<std::size_t>(length)));
     }
-    return m_isListening ? std::optional(m_wasReset) : std::nullopt;
+    return m_isListening || m_wasReset ? std::optional(m_wasReset) : std::nullopt;
   }
 
  private:
@@ -200,8 +200,10 @@ std::chrono::milliseconds LinuxHost::adminTimeout() {
 }
 
 Outcome LinuxHost::open(const std::string& controller, std::unique_ptr<Device>& device) {
-  // Reading suffices for admin commands. Without O_CLOEXEC a child would keep the lock.
-  FileDescriptor descriptor(::open((m_roots.devices + "/" + controller).c_str(), O_RDONLY | O_CLOEXEC));
+  // Reading suffices for admin commands. Without O_CLOEXEC a child would keep the lock; without O_NONBLOCK a
+  // FIFO in the node's place would keep the run waiting.
+  const std::string path = m_roots.devices + "/" + controller;
+  FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!descriptor.isOpen()) return Outcome::failed(errno);
   device = std::make_unique<LinuxDevice>(std::move(descriptor));
   return Outcome::success();

@@ -112,6 +112,14 @@ TEST_F(LinuxHostTest, TheSecondToLockADriveIsTurnedAwayUntilTheFirstIsGone) {
   EXPECT_EQ(second->lock().code(), 0);
 }
 
+TEST_F(LinuxHostTest, AFifoInTheNodesPlaceIsOpenedWithoutWaiting) {
+  std::filesystem::create_directory(m_folder / "dev");
+  ASSERT_EQ(mkfifo((m_folder / "dev/nvme0").c_str(), 0600), 0);
+  std::unique_ptr<Device> device;
+  ASSERT_EQ(m_host.open("nvme0", device).code(), 0);
+  EXPECT_EQ(device->number(), "0:0") << "a number that no controller has in sysfs";
+}
+
 TEST_F(LinuxHostTest, FailuresAreNegativeErrorNumbers) {
   std::unique_ptr<Device> device;
   EXPECT_EQ(m_host.open("nvme0", device).code(), -ENOENT);
