@@ -22,7 +22,8 @@ struct Signature {
   const char* kind;
 };
 
-/// Makers ship images in archives, and some drives take any bytes and fail at the next start.
+/// Makers ship images in archives and on bootable discs, and some drives take any bytes and fail at the next
+/// start.
 constexpr std::array kArchives{
     Signature{0, "PK\x03\x04"sv, "a zip archive"},
     Signature{0, "PK\x05\x06"sv, "a zip archive"},
@@ -41,6 +42,7 @@ constexpr std::array kArchives{
     Signature{0, "\xED\xAB\xEE\xDB"sv, "an RPM package"},
     Signature{0, "070701"sv, "a cpio archive"},
     Signature{257, "ustar"sv, "a tar archive"},
+    Signature{0x8001, "CD001"sv, "an ISO 9660 image"},
 };
 
 bool has(const Signature& signature, std::string_view bytes) {

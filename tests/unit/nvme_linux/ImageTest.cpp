@@ -49,23 +49,24 @@ TEST_F(ImageTest, WhatIsNoImageFileIsRefused) {
 }
 
 TEST_F(ImageTest, ArchivesAreRefused) {
+  const std::string disc = std::string(0x8001, '\0') + "CD001\1";
   const std::string tar = std::string(257, 'a') + "ustar\0" + std::string(249, '\0');
-  for (const auto& [begin, kind] :
-       {std::pair{std::string("PK\x03\x04"), "a zip archive"},
-        std::pair{std::string("\x1F\x8B\x08"), "a gzip archive"},
-        std::pair{std::string("BZh91AY&SY"), "a bzip2 archive"},
-        std::pair{std::string("\xFD"
-                              "7zXZ\0",
-                              6),
-                  "an xz archive"},
-        std::pair{std::string("\x28\xB5\x2F\xFD"), "a zstd archive"},
-        std::pair{std::string("7z\xBC\xAF\x27\x1C"), "a 7z archive"},
-        std::pair{std::string("Rar!\x1A\x07"), "a rar archive"},
-        std::pair{std::string("MSCF\0\0\0\0", 8), "a cab archive"},
-        std::pair{std::string("!<arch>\n"), "a Debian package or ar archive"},
-        std::pair{std::string("\xED\xAB\xEE\xDB"), "an RPM package"},
-        std::pair{std::string("070701"), "a cpio archive"},
-        std::pair{std::string("\x04\x22\x4D\x18"), "an lz4 archive"}, std::pair{tar, "a tar archive"}}) {
+  for (const auto& [begin, kind] : {std::pair{std::string("PK\x03\x04"), "a zip archive"},
+                                    std::pair{std::string("\x1F\x8B\x08"), "a gzip archive"},
+                                    std::pair{std::string("BZh91AY&SY"), "a bzip2 archive"},
+                                    std::pair{std::string("\xFD"
+                                                          "7zXZ\0",
+                                                          6),
+                                              "an xz archive"},
+                                    std::pair{std::string("\x28\xB5\x2F\xFD"), "a zstd archive"},
+                                    std::pair{std::string("7z\xBC\xAF\x27\x1C"), "a 7z archive"},
+                                    std::pair{std::string("Rar!\x1A\x07"), "a rar archive"},
+                                    std::pair{std::string("MSCF\0\0\0\0", 8), "a cab archive"},
+                                    std::pair{std::string("!<arch>\n"), "a Debian package or ar archive"},
+                                    std::pair{std::string("\xED\xAB\xEE\xDB"), "an RPM package"},
+                                    std::pair{std::string("070701"), "a cpio archive"},
+                                    std::pair{std::string("\x04\x22\x4D\x18"), "an lz4 archive"},
+                                    std::pair{tar, "a tar archive"}, std::pair{disc, "an ISO 9660 image"}}) {
     std::string bytes = begin;
     bytes.resize((bytes.size() + 3) / 4 * 4 + 4, '\x80');
     EXPECT_EQ(read(bytes), -EMEDIUMTYPE) << kind;
