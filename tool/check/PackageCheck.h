@@ -14,9 +14,7 @@ namespace tool {
 /// (a descriptor that cannot be parsed has no traps on its lines). The component stops at its first defect,
 /// so a run may show only the first of several consequences.
 ///
-/// To add a finding: add its kind to `kKinds` in Finding.h, report it in the check that it belongs to,
-/// describe it in docs/package-check.md, and add a folder that has it to the tests, with what a run makes of
-/// it.
+/// CONTRIBUTING.md lists the places of a new finding.
 Findings checkPackage(const std::filesystem::path& folder);
 
 }  // namespace tool
