@@ -122,6 +122,7 @@ Meaning readWord(JsonObject& object, const std::string& key, const Words<Meaning
 std::optional<DriveAddress> addressAfter(const DriveAddress& first, std::size_t steps) {
   const std::size_t place =
       (std::size_t{first.function} << 16 | std::size_t{first.device} << 8 | first.bus) + steps;
+  // Three bytes hold an address.
   if (place >> 24 != 0) return std::nullopt;
   return DriveAddress{static_cast<std::uint8_t>(place), static_cast<std::uint8_t>(place >> 8),
                       static_cast<std::uint8_t>(place >> 16)};
@@ -181,6 +182,7 @@ void appendDrives(JsonObject& object, const std::optional<Revision>& newRevision
 void readDrives(JsonObject& object, const std::optional<Revision>& newRevision, std::vector<Drive>& drives) {
   const nlohmann::json& list = object.require("drives");
   if (!list.is_array()) object.refuse("drives", "must be an array");
+  // Calls name a drive by its address alone, so that two at one address could not be told apart.
   std::set<DriveAddress> taken;
   for (std::size_t i = 0; i < list.size(); ++i) {
     JsonObject entry(list[i], "drives[" + std::to_string(i) + "]");
@@ -193,6 +195,7 @@ void readDrives(JsonObject& object, const std::optional<Revision>& newRevision, 
 DriveScenario readDriveScenario(const std::filesystem::path& path) {
   DriveScenario scenario;
   readObject(path, [&](JsonObject& object) {
+    // For people; asked for so that it is a known key.
     object.text("description");
     scenario.discoveryResult = readResult(object, "discoveryResult");
     scenario.discoveryHangs = object.flag("discoveryHangs").value_or(false);

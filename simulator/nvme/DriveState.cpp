@@ -81,6 +81,7 @@ nlohmann::json DriveState::entry(const DriveAddress& address) const {
 }
 
 void DriveState::replace(const DriveAddress& address, const nlohmann::json& entry) const {
+  // The file may hold drives of other scenarios, too.
   nlohmann::json state = load();
   state[textOf(address)] = entry;
   WholeFile file(m_file);
@@ -90,6 +91,7 @@ void DriveState::replace(const DriveAddress& address, const nlohmann::json& entr
 
 nlohmann::json DriveState::load() const {
   try {
+    // A damaged file is one without entries: the drives run what the scenario says.
     nlohmann::json state = nlohmann::json::parse(readWhole(m_file), nullptr, false);
     if (state.is_object()) return state;
   } catch (const std::system_error&) {
@@ -99,6 +101,7 @@ nlohmann::json DriveState::load() const {
 }
 
 std::string currentSession(const std::filesystem::path& resetFile) {
+  // A reboot resets every drive. Tests cannot reboot: they write to the reset file instead.
   return contentOf("/proc/sys/kernel/random/boot_id") + contentOf(resetFile);
 }
 

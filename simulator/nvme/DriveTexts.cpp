@@ -16,6 +16,7 @@ std::optional<std::string> bytesOf(std::string_view text) {
     if (lead < 0x80) {
       bytes += text[i];
     } else if (lead >= kFirstPair && lead <= kLastPair) {
+      // The JSON reader lets only valid UTF-8 through, so that the second byte is there.
       const auto trail = static_cast<unsigned char>(text[++i]);
       bytes += static_cast<char>((lead & 0x03) << 6 | (trail & 0x3F));
     } else {
@@ -51,6 +52,7 @@ std::optional<DriveAddress> addressOf(std::string_view text) {
   const std::size_t dot = text.find('.');
   if (colon == std::string_view::npos || dot == std::string_view::npos || dot < colon) return std::nullopt;
   const auto bus = hexadecimalOf(text.substr(0, colon), 2);
+  // More than PCI has devices and functions: a test may want an address that no server has.
   const auto device = hexadecimalOf(text.substr(colon + 1, dot - colon - 1), 2);
   const auto function = hexadecimalOf(text.substr(dot + 1), 2);
   if (!bus || !device || !function) return std::nullopt;

@@ -39,6 +39,8 @@ SimulatedDrives::SimulatedDrives()
       m_scenario(readDriveScenario(pathFromEnvironment("NVME_SIMULATOR_SCENARIO", "scenario.json"))),
       m_state(pathFromEnvironment("NVME_SIMULATOR_STATE", "nvme-state.json"),
               currentSession(pathFromEnvironment("NVME_SIMULATOR_RESET", "nvme-reset"))) {
+  // One allocation for each record: a caller that takes the list for an array of records then reads beyond
+  // one, and the sanitizers tell.
   for (const Drive& drive : m_scenario.drives) {
     if (isGone(drive)) continue;
     m_records.push_back(drive.isListed ? std::make_unique<DriveRecord>(drive.record) : nullptr);
@@ -52,6 +54,7 @@ std::int32_t SimulatedDrives::discover(std::uint32_t& count, DriveRecord**& list
   count = m_scenario.list == ListShape::kUncounted ? 0 : static_cast<std::uint32_t>(m_list.size());
   if (m_scenario.list == ListShape::kNull) {
     list = nullptr;
+    // Untouched: a caller must not rely on what its own variable held before.
   } else if (m_scenario.list != ListShape::kUntouched) {
     list = m_list.data();
   }
@@ -123,6 +126,7 @@ void SimulatedDrives::keepFlashed(const Drive& drive) const {
 void SimulatedDrives::awaitRelease() const {
   using namespace std::chrono;
   constexpr milliseconds kStep{10};
+  // A test that dies must not leave a process behind for ever.
   const auto end = steady_clock::now() + kLongestUpdate;
   std::error_code error;
   while (!std::filesystem::exists(m_releaseFile, error) && steady_clock::now() < end)

@@ -46,6 +46,7 @@ RollbackScript readRollbackScript(const std::filesystem::path& path) {
       if (value == nullptr) continue;
       JsonObject entry(*value, operation);
       script[operation] = readOutcome(entry, hasResult);
+      // A second outcome in the entry was not asked for, and is refused as unknown.
       entry.finish();
     }
   });

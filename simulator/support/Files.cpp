@@ -48,9 +48,11 @@ std::filesystem::path pathFromEnvironment(const char* variable, const char* fall
 }
 
 RegularFile::RegularFile(std::filesystem::path path)
+    // Opening a pipe without a writer would wait for one; O_NONBLOCK does not.
     : m_path(std::move(path)), m_file(::open(m_path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
   struct stat status = {};
   require(m_file.get() >= 0 && ::fstat(m_file.get(), &status) == 0, m_path);
+  // What `require` throws for anything but a regular file.
   errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
   require(S_ISREG(status.st_mode), m_path);
 }
@@ -91,7 +93,9 @@ void WholeFile::write(std::string_view bytes) {
 void WholeFile::commit() {
   constexpr mode_t kReadableByAll = 0644;
   require(::fchmod(m_file.get(), kReadableByAll) == 0, m_target);
+  // Otherwise a power cut could leave the new name on an empty file.
   require(::fsync(m_file.get()) == 0, m_target);
+  // Opened before the rename, so that a failure leaves the old file.
   const Descriptor folder(::open(m_target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   require(folder.get() >= 0, m_target);
   require(::rename(m_temporary.c_str(), m_target.c_str()) == 0, m_target);
@@ -110,6 +114,8 @@ void copyWhole(const std::filesystem::path& source, const std::filesystem::path&
 void CallsLog::append(std::string line) const {
   if (!m_path) return;
   const Descriptor file(::open(m_path->c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+  // One write in append mode: the lines of several processes do not mix. A record that cannot be kept is not
+  // worth a failed call.
   if (file.get() >= 0) writeAll(file.get(), line += '\n');
 }
 

@@ -57,6 +57,7 @@ std::string JsonObject::requiredText(const std::string& key) {
 }
 
 const nlohmann::json* JsonObject::find(const std::string& key) {
+  // `finish` refuses every other key: a slip in a scenario must not pass for a default.
   m_asked.insert(key);
   const auto entry = m_value.find(key);
   return entry == m_value.end() ? nullptr : &*entry;
@@ -90,6 +91,7 @@ void readObject(const std::filesystem::path& path, const std::function<void(Json
     read(object);
     object.finish();
   } catch (const std::exception& error) {
+    // Whatever was wrong, the file is what the user has to look at.
     throw std::runtime_error(path.string() + ": " + error.what());
   }
 }
