@@ -21,6 +21,7 @@ constexpr std::string_view kDash = "–";  // in place of an empty text
 
 /// A text for a script element of type application/json, where only "<" could end the element.
 std::string scriptText(const std::string& text) {
+  // Nearly every text is plain, and much faster written without the JSON library.
   const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) {
     return c >= ' ' && c <= '~' && c != '"' && c != '\\' && c != '<';
   });
@@ -45,6 +46,7 @@ Dictionary dictionaryOf(const std::vector<std::string>& texts) {
     if (isNew) dictionary.texts.push_back(&text);
     dictionary.places.push_back(entry->second);
   }
+  // Sorted here, where the natural order is: the script sorts rows by these numbers alone.
   std::vector<std::size_t> order(dictionary.texts.size());
   for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
   std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
@@ -140,6 +142,8 @@ void DataTable::writeFirstRows(std::ostream& out) const {
 }
 
 void DataTable::writeData(std::ostream& out) const {
+  // Most texts of a fleet repeat. With each of them written once, 100,000 drives stay a page of some
+  // megabytes.
   const Dictionary styles = dictionaryOf(m_styles);
   const auto writeColumn = [&out](const std::string& title, const Dictionary& dictionary) {
     out << R"({"title":)" << scriptText(title) << R"(,"texts":)";

@@ -45,6 +45,8 @@ void sortByAge(std::vector<const ResultFile*>& documents) {
     Time& time = newest[folderOf(*file)];
     time = std::max(time, timeOf(*file));
   }
+  // A folder mostly holds one run of the updater, whose documents belong together: a copy of an older run
+  // must not come between them, whatever the times of its single files.
   std::vector<std::pair<Age, const ResultFile*>> aged;
   for (const ResultFile* file : documents) {
     const std::string folder = folderOf(*file);
@@ -66,6 +68,7 @@ std::vector<std::string> identitiesOf(const Document& document) {
     if (!record.enumId.empty() || !record.pci.vendor.empty() || !record.componentId.empty()) {
       identity =
           std::string(record.serialNumber()) + '\n' + record.pciText() + '\n' + record.componentId + '\n';
+      // Two records of one document may be alike in all of these.
       identity += std::to_string(++uses[identity]);
     }
     identities.push_back(std::move(identity));
@@ -87,6 +90,7 @@ void fillGaps(std::vector<std::string>& identities, const std::vector<std::strin
 std::vector<std::vector<std::string>> identitiesOf(const std::vector<const ResultFile*>& documents) {
   std::vector<std::vector<std::string>> all;
   for (const ResultFile* file : documents) all.push_back(identitiesOf(file->document));
+  // Gaps are filled from what a document says, never from what was filled in there.
   const std::vector<std::vector<std::string>> told = all;
   for (std::size_t i = 0; i < all.size(); ++i) {
     if (i > 0) fillGaps(all[i], told[i - 1]);
@@ -159,6 +163,7 @@ std::vector<DriveState> drivesOf(const std::vector<const ResultFile*>& documents
 }  // namespace
 
 std::vector<Server> serversOf(const Results& results) {
+  // Sorted by path, so that the names of servers do not depend on the order of the arguments.
   std::map<std::filesystem::path, std::vector<const ResultFile*>> documents;
   for (const ResultFile& file : results.files) documents[serverPath(file.source)].push_back(&file);
   std::vector<std::filesystem::path> paths;

@@ -29,6 +29,7 @@ struct Options {
 std::string refusal(const std::string& path, const Results& results) {
   namespace fs = std::filesystem;
   const fs::file_status status = fs::status(path);
+  // A slip such as `report -o *.xml` must not cost a document.
   if (isAmong(results, path)) return "is one of the documents";
   if (!fs::exists(status)) return {};
   if (!fs::is_regular_file(status)) return "is no regular file; -o - writes to standard output";
@@ -44,6 +45,7 @@ int writePage(const std::string& path, const Results& results) {
   }
   std::string problem = refusal(path, results);
   if (problem.empty()) {
+    // Complete before the file is touched.
     std::ostringstream page;
     writeReport(page, results);
     try {

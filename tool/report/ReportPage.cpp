@@ -29,6 +29,7 @@ using Counts = std::vector<std::pair<std::string, std::size_t>>;
 /// The most frequent `most` texts, the others summed up behind them.
 Counts mostFrequent(const std::map<std::string, std::size_t>& counts, std::size_t most) {
   Counts sorted(counts.begin(), counts.end());
+  // Texts that are equally frequent keep the order of the map, by letter: the same input gives the same page.
   std::stable_sort(sorted.begin(), sorted.end(),
                    [](const auto& left, const auto& right) { return left.second > right.second; });
   if (sorted.size() <= most) return sorted;
@@ -67,6 +68,7 @@ struct Matrix {
   std::map<std::string, std::size_t> sums{};  ///< of the models
 
   void add(const DriveState& drive) {
+    // Without a name, the PCI ids still tell models apart.
     const std::string model = drive.name.empty() ? drive.pci.empty() ? "unknown" : drive.pci : drive.name;
     const std::string revision = drive.revision.empty() ? "unknown" : drive.revision;
     ++models[model][revision];
@@ -249,6 +251,7 @@ DataTable remarkTable(const Results& results) {
 }
 
 void writeHead(std::ostream& out) {
+  // The policy forbids every request: what a document has smuggled in could load nothing.
   out << kReportStart
       << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; "
          "script-src 'unsafe-inline'\">\n"

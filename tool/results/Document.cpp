@@ -32,6 +32,7 @@ static_assert(kWords.size() == static_cast<std::size_t>(Outcome::kUnhealthy) + 1
 }  // namespace
 
 std::string_view Record::serialNumber() const {
+  // The component writes this label in front of a drive's serial number. Ids of other components have none.
   constexpr std::string_view kLabel = "Serial Number: ";
   const std::string_view id = enumId;
   return id.starts_with(kLabel) ? id.substr(kLabel.size()) : id;
@@ -43,6 +44,7 @@ std::string Record::pciText() const {
 }
 
 std::string_view Record::latestRevision() const {
+  // Drives fill their eight characters up with blanks. Two texts of one revision must compare as equal.
   const std::string_view text = newRevision.empty() ? revision : newRevision;
   const std::size_t start = text.find_first_not_of(' ');
   if (start == std::string_view::npos) return {};

@@ -29,6 +29,7 @@ std::string printable(std::string_view bytes) {
 /// The text around a place, on lines of its own with a mark below the place. Documents are one long line, in
 /// which a number alone is hard to find.
 std::string excerpt(std::string_view content, const XmlError& error) {
+  // Both halves fit a terminal of 80 columns.
   constexpr std::size_t kAround = 36;
   for (long line = 1; line < error.line && content.find('\n') != std::string_view::npos; ++line)
     content.remove_prefix(content.find('\n') + 1);
@@ -46,6 +47,7 @@ std::string placeOf(const XmlError& error) {
 }
 
 void readStatus(const xmlNode* status, Record& record) {
+  // Anything but "false" is a success, in any case of letters, as in the component's own reader.
   const bool failed = strcasecmp(libxml::attributeOrEmpty(status, "result"), "false") == 0;
   record.outcome = failed ? Outcome::kFailed : Outcome::kSuccess;
   const xmlNode* const message = libxml::firstChildNamed(status, "Message");
@@ -53,6 +55,7 @@ void readStatus(const xmlNode* status, Record& record) {
   const char* const text = libxml::firstText(message);
   record.message = text == nullptr ? "" : text;
   const std::string_view id = libxml::attributeOrEmpty(message, "id");
+  // An id that is no number leaves 0, which means none.
   std::from_chars(id.data(), id.data() + id.size(), record.messageId);
 }
 
@@ -125,8 +128,10 @@ Reading readDocument(const std::string& content) {
   if (content.empty()) return {.problem = "is empty"};
   if (content.size() > INT_MAX) return {.problem = "is larger than 2 GiB"};
   const std::size_t start = std::min(content.find_first_not_of(" \t\r\n"), content.size() - 1);
+  // An array is no verdict either, but "is not a verdict" helps more than an error of the XML parser.
   if (content[start] == '{' || content[start] == '[') return readVerdict(content);
   const XmlErrors errors;
+  // Without XML_PARSE_NOENT libxml2 expands no entity, so that a document can neither name files nor grow.
   const libxml::Owned<xmlDoc> tree(
       xmlReadMemory(content.data(), static_cast<int>(content.size()), nullptr, nullptr, XML_PARSE_NONET));
   return tree == nullptr ? readByForm(content, errors.first()) : readTree(tree.get());

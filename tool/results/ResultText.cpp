@@ -50,6 +50,7 @@ struct Field {
   bool isText = true;  ///< else a number or a truth value
 };
 
+/// Programs rely on these names. New fields are added; none is renamed.
 std::array<Field, 16> fieldsOf(const ResultRow& row) {
   const Record& record = *row.record;
   return {{{"position", std::to_string(row.position), false},
@@ -107,6 +108,7 @@ std::string outcomesText(const std::map<Outcome, std::size_t>& outcomes) {
   for (const Outcome outcome : allOutcomes()) {
     const auto found = outcomes.find(outcome);
     const std::size_t count = found == outcomes.end() ? 0 : found->second;
+    // "0 failed" is what people look for.
     if (count == 0 && outcome != Outcome::kFailed) continue;
     text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + outcomeName(outcome);
   }
@@ -115,6 +117,7 @@ std::string outcomesText(const std::map<Outcome, std::size_t>& outcomes) {
 
 void complain(std::ostream& out, const Results& results) {
   for (const auto& [source, problem] : results.unreadable) {
+    // `forTerminal` would turn the line ends of an excerpt into dots, so each line goes by itself.
     std::istringstream lines(problem);
     out << forTerminal(source) << ": ";
     for (std::string line; std::getline(lines, line);) out << forTerminal(line) << '\n';
@@ -125,6 +128,7 @@ void writeSummary(std::ostream& out, const Results& results, bool colour) {
   const ResultSummary summary = summarize(results);
   const auto paint = [&](const char* code) { return colour ? code : ""; };
   const bool anyBad = summary.failures > 0 || !results.unreadable.empty();
+  // No record at all may mean that the drive library is missing: green would be a promise.
   const bool anyDoubt = !summary.empty.empty() || results.files.empty();
   out << paint(anyBad     ? kRed
                : anyDoubt ? kYellow
@@ -143,6 +147,7 @@ void writeSummary(std::ostream& out, const Results& results, bool colour) {
 }
 
 void writeJson(std::ostream& out, const Results& results, bool failuresOnly) {
+  // Written piece by piece: as a JSON value, the records of a whole fleet would take many times their memory.
   out << "{\n  \"documents\": [";
   const char* newFile = "\n";
   for (const ResultFile& file : results.files) {
@@ -172,8 +177,10 @@ void writeJson(std::ostream& out, const Results& results, bool failuresOnly) {
 }
 
 void writeCsv(std::ostream& out, const std::vector<ResultRow>& rows) {
+  // The titles are those of any record, an empty one too.
   const ResultFile noFile{};
   const Record noRecord;
+  // RFC 4180 wants CR LF at the end of each line.
   out << "document,kind";
   for (const Field& field : fieldsOf({&noFile, &noRecord, 0})) out << ',' << field.name;
   out << "\r\n";

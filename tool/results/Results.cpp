@@ -29,6 +29,7 @@ struct Closer {
 /// All bytes of a file, a pipe or standard input. Throws std::system_error when it cannot be read to its end
 /// or has no end in sight.
 std::string contentOf(const std::string& source) {
+  // A device such as /dev/zero never ends.
   constexpr std::size_t kMost = std::size_t{1} << 30U;
   const std::unique_ptr<std::FILE, Closer> file(source == kStandardInput ? stdin
                                                                          : std::fopen(source.c_str(), "re"));
@@ -37,6 +38,7 @@ std::string contentOf(const std::string& source) {
   while (file != nullptr && content.size() < kMost) {
     const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file.get());
     content.append(buffer.data(), count);
+    // A short count is the end or an error.
     if (count == buffer.size()) continue;
     if (std::ferror(file.get()) == 0) return content;
     break;
@@ -56,6 +58,7 @@ timespec modificationTime(const std::string& source) {
   struct stat status {};
   timespec now{};
   static_cast<void>(timespec_get(&now, TIME_UTC));
+  // What comes through a pipe has no age. It counts as the newest, since somebody has just sent it.
   const bool known = source != kStandardInput && stat(source.c_str(), &status) == 0;
   return known && S_ISREG(status.st_mode) ? status.st_mtim : now;
 }
@@ -81,11 +84,13 @@ void addFolder(Results& results, const std::string& folder) {
   for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
     const fs::path extension = entry->path().extension();
+    // A file that has gone meanwhile is nothing to complain about.
     std::error_code unknown;
     if ((extension == ".xml" || extension == ".json") && entry->is_regular_file(unknown))
       found.push_back(entry->path().string());
   }
   if (error) results.unreadable.push_back({folder, "cannot be read to its end: " + error.message()});
+  // The system lists a folder in any order. The output must not depend on it.
   std::sort(found.begin(), found.end());
   if (found.empty() && !error) results.unreadable.push_back({folder, "holds no .xml and no .json file"});
   for (const std::string& file : found) addSource(results, file, true);
@@ -147,6 +152,7 @@ ResultSummary summarize(const Results& results) {
       ++summary.records;
       ++summary.outcomes[record.outcome];
       summary.failures += isFailure(record.outcome) ? 1U : 0U;
+      // The revisions of updates and verdicts were read before flashing.
       const bool isOld = file.document.kind != DocumentKind::kInventory && record.newRevision.empty();
       const std::string_view revision = record.latestRevision();
       if (!revision.empty()) ++(isOld ? oldRevisions : revisions)[revision];

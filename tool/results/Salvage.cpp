@@ -11,6 +11,8 @@ namespace tool {
 
 namespace {
 
+// The fixed texts that the component writes, doubled blanks included. They repeat what its writers have: the
+// fuzz target `salvage` reads back with these what the writers wrote.
 constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="UTF-8"?>)";
 constexpr std::string_view kReboot = "<RebootRequired>1</RebootRequired>";
 
@@ -191,6 +193,7 @@ const DocumentForm& formOf(std::string_view content) {
 
 Document read(std::string_view content) {
   if (content.find('\0') != std::string_view::npos) throw Refusal("it holds a NUL byte");
+  // The component ends a document without a line end. Editors and shells add one.
   while (!content.empty() && (content.back() == '\n' || content.back() == '\r')) content.remove_suffix(1);
   const DocumentForm& form = formOf(content);
   if (!standsOnce(content, kDeclaration))

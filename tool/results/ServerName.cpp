@@ -14,6 +14,7 @@ namespace {
 constexpr std::string_view kSeparators = " ._-";
 constexpr std::array<std::string_view, 7> kWords{"inventory", "update", "verdict", "result",
                                                  "results",   "before", "after"};
+// Every server may keep its results in such places, as /var/lib/nvmepcissd: they tell none from another.
 constexpr std::array<std::string_view, 4> kPlaces{"var", "lib", "state", "nvmepcissd"};
 
 std::string lowered(std::string_view text) {
@@ -70,6 +71,7 @@ std::filesystem::path serverPath(const std::filesystem::path& document) {
   const std::filesystem::path whole = normal(document).replace_extension().relative_path();
   for (const std::filesystem::path& part : whole) {
     const std::string name = part.string();
+    // The name below runs/ is the run's own.
     if (std::exchange(isRun, name == "runs") || isRun || isOneOf(name, kPlaces)) continue;
     if (const std::string_view rest = withoutWords(name); !rest.empty()) server /= rest;
   }
@@ -97,6 +99,7 @@ int phaseOf(const std::filesystem::path& document) {
   std::replace_if(
       text.begin(), text.end(),
       [](char c) { return c == '/' || kSeparators.find(c) != std::string_view::npos; }, '/');
+  // With every separator as a slash, one search finds whole words only: "after", but not "rafter".
   const std::string padded = text + '/';
   if (padded.find("/before/") != std::string::npos) return -1;
   return padded.find("/after/") != std::string::npos || padded.find("/verdict/") != std::string::npos ? 1 : 0;

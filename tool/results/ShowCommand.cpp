@@ -34,6 +34,7 @@ void writeTableAndSummary(const Results& results, const std::vector<ResultRow>& 
 
 int show(const Options& options) {
   const Results results = readResults(options.documents);
+  // On standard error, so that it never gets into JSON or CSV.
   complain(std::cerr, results);
   std::vector<ResultRow> rows = rowsOf(results);
   if (options.failuresOnly)
@@ -46,6 +47,7 @@ int show(const Options& options) {
   } else {
     writeTableAndSummary(results, rows, options);
   }
+  // A failed record is no failure of this command, unless it was asked to take it for one.
   const bool isFailed = options.failOnFailed && summarize(results).failures > 0;
   return results.unreadable.empty() && !isFailed ? kClean : kFindings;
 }

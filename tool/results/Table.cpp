@@ -79,6 +79,7 @@ class Table {
     for (const Column& column : kColumns) {
       if (!layout.columns.empty()) break;
       Cells cells = cellsOf(column, rows);
+      // A column without any text says nothing.
       if (cells.naturalWidth > 0) m_columns.push_back(std::move(cells));
     }
     for (const std::string& name : layout.columns) m_columns.push_back(cellsOf(columnNamed(name), rows));
@@ -160,6 +161,7 @@ class Table {
           std::max_element(m_columns.begin(), m_columns.end(),
                            [&](const Cells& a, const Cells& b) { return spare(a) < spare(b); });
       if (spare(*widest) == 0) return;
+      // One by one, so that several long columns end up equally wide.
       --widest->width;
     }
   }
@@ -193,6 +195,7 @@ class Table {
       line += text;
       line.append(cells.width - std::min(cells.width, terminalWidth(text)) + kGap, ' ');
     }
+    // Blanks at the end would wrap a line that just fits.
     line.erase(line.find_last_not_of(' ') + 1);
     const bool isColoured = m_layout.terminal.colour && !colour.empty();
     if (isColoured) out << colour;
@@ -221,6 +224,7 @@ std::span<const std::string> columnNames() {
 
 void sortBy(const std::string& column, std::vector<ResultRow>& rows) {
   const auto textOf = columnNamed(column).text;
+  // Each key is made once, not at every comparison.
   std::vector<std::pair<std::string, ResultRow>> keyed;
   keyed.reserve(rows.size());
   for (const ResultRow& row : rows) keyed.emplace_back(textOf(row), row);

@@ -75,8 +75,10 @@ Reading readVerdict(const std::string& content) {
   } catch (const json::exception& error) {
     return {.problem = std::string("is no JSON: ") + error.what()};
   }
+  // JSON of any other kind may lie in a folder of results: it is passed over there.
   if (!verdict.is_object() || !member(verdict, "drives").is_array())
     return {.problem = "is not a verdict: it has no drives", .foreign = true};
+  // Another version may mean something else by the same names, so nothing of it is guessed.
   if (member(verdict, "version") != kVersion)
     return {.problem =
                 "is not a verdict of version " + std::to_string(kVersion) + ", the only one that is known"};
