@@ -1,7 +1,7 @@
 # Run by cpack on the folders that become packages. Folders get the same permissions whatever the umask.
 set(permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-# Debian's packages alone have the list of what their checker is to pass over, and why.
+# Only Debian packages carry lintian's overrides, each with its reason.
 if(CPACK_GENERATOR STREQUAL "DEB")
   foreach(pair runtime=nvmepcissd simulator=nvmepcissd-simulator)
     string(REGEX MATCH "^(.*)=(.*)$" matched ${pair})

@@ -6,7 +6,7 @@
 #
 #   scripts/test-vm.sh [--kernel stable|backports] [TEST...]
 #
-# Without arguments, all tests run on both kernels. TEST is the begin of a test's name, without test_.
+# Without arguments, all tests run on both kernels. TEST is the beginning of a test's name, without test_.
 #
 # Exit status: 0 all tests passed, 1 a test failed, 2 wrong usage, 77 nothing was tested: the packages are not available
 # here, or lack something.
@@ -87,7 +87,7 @@ fi
 build_emulator
 build_programs
 
-# One virtual machine a kernel, at the same time: each uses one processor.
+# One virtual machine per kernel, at the same time: each uses one processor.
 declare -A machines
 for kernel in "${kernels[@]}"; do
   make_guest "$kernel"

@@ -23,7 +23,8 @@ mv "$pages/docs/behaviour.md" "$pages/docs/renamed.md"
 ! "$root/scripts/check-links.py" "$pages" >"$scratch/links" || fail "the check of links misses a missing page"
 grep -q '^README.md:[0-9]*: docs/behaviour.md leads nowhere$' "$scratch/links" || fail "the check of links names no place"
 
-# The recipe of docs/packaging.md, with the simulator's files as the platform's, ends without a finding but that.
+# The recipe of docs/packaging.md, with the simulator's files as the platform's, ends without a finding, apart from their
+# origin.
 component=$scratch/component
 "$scratch/first/bin/nvmepcissd-tool" init "$component" >"$scratch/laid-out"
 grep -q 'to-fill-in' "$scratch/laid-out" || fail "init does not say what is to be filled in"

@@ -23,8 +23,8 @@ if [ ! -e "$old/complete" ]; then
 fi
 make_packages "$build" "$scratch/new" -G DEB
 
-# dpkg on a root of its own, with whose packages nothing on this machine has to do. Programs of the packages run in
-# place, with the machine's libraries.
+# dpkg on a root folder of its own, apart from this machine's packages. Programs of the packages run in place, with the
+# machine's libraries.
 bare=$scratch/root
 component=$bare/usr/libexec/nvmepcissd
 mkdir -p "$bare/var/lib/dpkg"/{info,updates,triggers}

@@ -12,7 +12,8 @@ start() {
   wait_for "drive $name to listen" grep -qi ":$(printf %04x $port) 00000000:0000 0A" /proc/net/tcp
 }
 
-# A drive that dies closes its connection. Only a host that stands still for a while would need to be kept alive.
+# A drive that dies closes its connection, so that the keep-alive may be slow. A short one would only hit a host that is
+# busy for a while.
 connect() {
   options=transport=tcp,traddr=127.0.0.1,trsvcid=$2,nqn=nqn.2026-01.vm:$1
   echo "$options,nr_io_queues=1,reconnect_delay=1,keep_alive_tmo=120" >/dev/nvme-fabrics

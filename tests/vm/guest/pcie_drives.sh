@@ -63,7 +63,7 @@ reset_plugged() {
   wait_for "drive $1 to come back" is_live $(slot_of $1)
 }
 
-# The drive is gone, and nobody was asked. That it is noticed is another thing: notice_loss.
+# Removes a drive without warning the guest. The kernel may not notice it at once: see notice_loss.
 yank() {
   # The root port's Slot Control: bit 10 turns the power off, 9 and 8 the indicator.
   config=/sys/bus/pci/devices/0000:00:1$(slot_of $1).0/config

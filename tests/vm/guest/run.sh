@@ -1,6 +1,6 @@
 # shellcheck shell=sh disable=SC2046,SC2086,SC2115,SC2154,SC2034,SC1090  # no name or path in here has a blank
 # Runs the tests of the virtual machine: all, or those that the kernel's command line names (tests=BEGIN,BEGIN...).
-# Prints one line a test, what failed before it, and the counts; exits non-zero when a test failed.
+# Prints what failed in a test, one line with its outcome, and at the end the counts; exits non-zero when a test failed.
 
 export RBKL_SIMULATOR_PARTITION=/tmp/rollback
 export FWKIT_LOG=/tmp/fwkit.log
