@@ -11,7 +11,12 @@ namespace tool {
 namespace {
 
 std::string placeOf(const Finding& finding) {
-  return forTerminal(finding.file.string()) + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
+  std::string place = forTerminal(finding.file.string());
+  if (finding.line > 0) {
+    place += ':';
+    place += std::to_string(finding.line);
+  }
+  return place;
 }
 
 /// As "1 error, 2 warnings".
