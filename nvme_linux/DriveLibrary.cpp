@@ -30,6 +30,10 @@ Outcome identify(Host& host, const PciController& found, Identity& identity) {
   return outcome.isSuccess() ? controller.identify(identity) : outcome;
 }
 
+std::size_t hashOf(std::span<const std::uint8_t> image) {
+  return std::hash<std::string_view>()({reinterpret_cast<const char*>(image.data()), image.size()});
+}
+
 }  // namespace
 
 DriveLibrary::DriveLibrary(Host& host) : m_host(host) {}
@@ -113,10 +117,8 @@ Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::s
   std::vector<std::uint8_t> image;
   if (const Outcome read = readImage(m_host, controller->subject(), payloadPath, image); !read.isSuccess())
     return read;
-  const std::size_t hash =
-      std::hash<std::string_view>()({reinterpret_cast<const char*>(image.data()), image.size()});
   // Firmware slots belong to the drive: to flash it once per controller would cost a second slot its image.
-  if (const auto shared = takeSharedOutcome(*controller, hash)) return *shared;
+  if (const auto shared = takeSharedOutcome(*controller, image)) return *shared;
 
   std::vector<PciController> ports{*controller};
   std::set<std::string> others;
@@ -129,21 +131,23 @@ Outcome DriveLibrary::updateFirmware(const _NVME_ZOLT_BDF& address, const std::s
   std::erase_if(m_shared,
                 [&](const SharedUpdate& one) { return arePortsOfOneDrive(*controller, one.updated); });
   if (!others.empty())
-    m_shared.push_back(
-        {.waiting = std::move(others), .updated = *controller, .imageHash = hash, .outcome = outcome});
+    m_shared.push_back({.waiting = std::move(others),
+                        .updated = *controller,
+                        .imageHash = hashOf(image),
+                        .outcome = outcome});
   return outcome;
 }
 
 /// The outcome of the update that reached this controller's drive through another one. Nothing when there was
 /// none, or when the controller had its share already: then it is to be flashed once more.
 std::optional<Outcome> DriveLibrary::takeSharedOutcome(const PciController& controller,
-                                                       std::size_t imageHash) {
+                                                       std::span<const std::uint8_t> image) {
   // Several drives wait at a time: callers flash by address, so that the second ports often follow after the
   // first ports of all drives.
   const auto shared = std::find_if(m_shared.begin(), m_shared.end(), [&](const SharedUpdate& one) {
     return arePortsOfOneDrive(controller, one.updated);
   });
-  if (shared == m_shared.end() || shared->imageHash != imageHash ||
+  if (shared == m_shared.end() || shared->imageHash != hashOf(image) ||
       shared->waiting.erase(controller.name) == 0)
     return std::nullopt;
   m_host.report(LOG_NOTICE, controller.subject() + ": the same drive as at " + shared->updated.addressText +

@@ -4,6 +4,7 @@
 #include <deque>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -57,7 +58,8 @@ class DriveLibrary {
   NVMeDriveRecord makeRecord(const PciController& controller);
   std::optional<PciController> find(const _NVME_ZOLT_BDF& address, const SupportedDrives& supported);
   bool isAsFound(const PciController& controller) const;
-  std::optional<Outcome> takeSharedOutcome(const PciController& controller, std::size_t imageHash);
+  std::optional<Outcome> takeSharedOutcome(const PciController& controller,
+                                           std::span<const std::uint8_t> image);
 
   Host& m_host;
   std::deque<DriveList> m_lists;                      ///< every one that callers were given

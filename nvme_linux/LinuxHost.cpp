@@ -226,13 +226,14 @@ Outcome LinuxHost::readFile(const std::string& path, std::size_t limit, std::vec
   const auto size = static_cast<std::size_t>(status.st_size);
   if (size > limit) return Outcome::failed(EFBIG);
 
-  content.resize(size + 1);  // one more, to see that the file ends where it should
-  const ssize_t count = readUpTo(descriptor.get(), content);
-  if (count < 0) return Outcome::failed(static_cast<int>(-count));
-  if (static_cast<std::size_t>(count) != size) return Outcome::failed(EIO);
   content.resize(size);
-  content.shrink_to_fit();
-  return Outcome::success();
+  ssize_t count = readUpTo(descriptor.get(), content);
+  if (count >= 0 && static_cast<std::size_t>(count) != size) return Outcome::failed(EIO);
+  // The file ends where it should.
+  std::vector<std::uint8_t> more(1);
+  if (count >= 0) count = readUpTo(descriptor.get(), more);
+  if (count < 0) return Outcome::failed(static_cast<int>(-count));
+  return count == 0 ? Outcome::success() : Outcome::failed(EIO);
 }
 
 /// Steady, since a clock that is set back would prolong every wait.
