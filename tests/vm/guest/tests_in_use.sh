@@ -3,16 +3,6 @@
 
 block_device_of() { echo /dev/$(basename $(folder_of_slot $(slot_of $1))/nvme*n1); }
 
-# While the processor is idle, the virtual machine's clock runs ahead, and disks look slow. So it has to be busy.
-keep_time() {
-  while :; do :; done &
-  timekeeper=$!
-}
-stop_keeping_time() {
-  kill $timekeeper
-  wait $timekeeper 2>/dev/null
-}
-
 # start_load FOLDER: writes files and compares them until stop_load
 start_load() {
   rm -f /tmp/stop
