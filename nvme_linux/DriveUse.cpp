@@ -11,7 +11,7 @@ namespace nvme_linux {
 
 namespace {
 
-/// More layers than anybody stacks, and an end for a sysfs that goes round in circles.
+/// More layers than anybody stacks. Ends the search if sysfs describes a cycle.
 constexpr std::size_t kMostLayers = 16;
 
 struct Mount {
@@ -177,7 +177,7 @@ class UseFinder {
       isUsed = findUsers(onPartition) || isUsed;
     }
     if (isUsed) return;
-    // Idle it may hold data all the same.
+    // It may hold data even while it is idle.
     above.kind = kindOf(holder);
     m_found.push_back(std::move(above));
   }

@@ -9,8 +9,8 @@ class IDeviceExecution {
  public:
   virtual ~IDeviceExecution() = default;
 
-  /// One record a device, with its outcome in status and message; the caller owns them. An empty list stands
-  /// for no device and for a failure before the first one.
+  /// One record per device, with its outcome in status and message; the caller owns them. An empty list
+  /// stands for no device and for a failure before the first one.
   virtual std::vector<CDeviceInfo*> Update() = 0;
 
   IDeviceExecution() = default;

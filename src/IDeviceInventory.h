@@ -9,7 +9,7 @@ class IDeviceInventory {
  public:
   virtual ~IDeviceInventory() = default;
 
-  /// One record a device; the caller owns them. An empty list stands for no device and for every failure.
+  /// One record per device; the caller owns them. An empty list stands for no device and for every failure.
   virtual std::vector<CDeviceInfo*> GetInventory() = 0;
 
   IDeviceInventory() = default;

@@ -69,7 +69,7 @@ CNVMeAdapter::CNVMeAdapter() {
 CNVMeAdapter::~CNVMeAdapter() {
   const CTraceScope trace(LOG_SITE, "CNVMeAdapter::~CNVMeAdapter()");
   LOG("Initializing all required function pointers to NULL");
-  // The library goes next; nobody may be left with a way into it.
+  // The library is closed next, so no pointer into it may remain.
   m_fncNVMEDiscoverDrives = nullptr;
   m_fncNVMEGetDriveInfo = nullptr;
   m_fncNVMEUpdateFirmware = nullptr;

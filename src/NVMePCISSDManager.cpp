@@ -17,7 +17,7 @@ CNVMePCISSDManager::CNVMePCISSDManager(const std::string& outputFileName)
 }
 
 CNVMePCISSDManager::~CNVMePCISSDManager() {
-  // The records of the last command only: with -i -u, the update gives up those of the inventory.
+  // The records of the last command only: with -i -u, the update has dropped those of the inventory.
   for (const CDeviceInfo* device : m_vDevicesInfo) delete device;
 }
 
@@ -62,8 +62,8 @@ bool CNVMePCISSDManager::Update() {
     LOG("ERROR: Failed to create auto_ptr to CNVMePCISSDUpdate");
     return false;
   }
-  // Gives up the records of an inventory before it, by design: with -i -u they live to the end of the
-  // process.
+  // Drops the records of an earlier inventory without deleting them, by design: with -i -u they live to the
+  // end of the process.
   m_vDevicesInfo = update->Update();
 
   std::unique_ptr<CUpdateXMLWriter> writer(new (std::nothrow) CUpdateXMLWriter);

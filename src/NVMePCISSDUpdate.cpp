@@ -16,7 +16,7 @@ namespace {
 /// plain `delete` would leave the freeing to the rollback library, which passes the object's true size along;
 /// that differs from the allocated one, and an allocator that goes by the size would take damage.
 struct WrapperDeleter {
-  /// Lets through what the destructor throws; the memory is freed all the same.
+  /// Passes on what the destructor throws, but frees the memory first.
   void operator()(UpdRollbackWrapper* wrapper) const {
     struct Free {
       void operator()(void* memory) const noexcept { ::operator delete(memory); }
@@ -56,8 +56,8 @@ std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
 
   // Looked for after the inventory, so that a refused payload still leaves a document with every drive in it.
   std::vector<std::string> files = payloadFiles();
-  // One entry of any kind. Which of several files is meant cannot be told, and the wrong one could cost
-  // drives.
+  // Exactly one entry of any kind. With several files nobody knows which one is meant, and the wrong one
+  // could cost drives.
   if (files.size() != 1) {
     LOG("ERROR: Zero or more than one payload file found");
     LOG("Returning from CNVMePCISSDUpdate::Update()");
@@ -67,7 +67,7 @@ std::vector<CDeviceInfo*> CNVMePCISSDUpdate::Update() {
 
   if (m_pNVMeAdapter->UpdateNVMeDevices(m_vDevicesInfo, files.front())) {
     LOG("INFO: At lease one NVMe PCISSD disk firmware update is successful. Rollback is mandatory now");
-    // The outcome is logged only: the drives have their firmware, whatever becomes of the copy.
+    // The outcome is only logged: the drives have their firmware, with or without the copy.
     const int status = populateRollbackPartition(files);
     if (status == 0) {
       LOG("INFO: Populating the rollback partition is success");

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// What is wrong with the command line. A word that is no subcommand is named, together with those there are.
+/// Describes what is wrong with the command line. Names an unknown subcommand and lists the known ones.
 std::string explain(const CLI::App* app, const CLI::Error& error) {
   const std::vector<std::string> unexpected = app->remaining();
   const bool isUnknown =

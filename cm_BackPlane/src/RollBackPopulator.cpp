@@ -35,7 +35,7 @@ int CRollBackPopulator::addAndUpdate(const std::vector<std::string>& files) {
       std::to_string(files.size()));
   for (const std::string& file : files) {
     LOG("Payload File" + file);
-    // The library has always been given true; what it means there is the library's own affair.
+    // Always true. What it means is up to the library.
     const int added = m_pUpdRollbackWrapper->addPayloadFiles(file, true);
     if (added != 0) {
       // A partition with some of the files would be worse than the old one: it is not written.

@@ -17,7 +17,7 @@ class CDeviceInventoryInfo {
   CDeviceInventoryInfo(const CDeviceInventoryInfo&) = delete;
   CDeviceInventoryInfo& operator=(const CDeviceInventoryInfo&) = delete;
 
-  /// Reads the file: one record a Device element, in document order, owned by the caller. A document that
+  /// Reads the file: one record per Device element, in document order, owned by the caller. A document that
   /// holds a failed status marks every record with status 1 and its message, and yields one record with
   /// nothing else when it has no Device. Empty when the file cannot be read or parsed.
   std::vector<CDeviceInfo*> GetDeviceInfo();

@@ -42,7 +42,7 @@ bool CLinuxImpl::UninstallMoxi() {
 }
 
 bool CLinuxImpl::isMOXIInstalled() {
-  // Being loadable is all that is asked of the library; it is never called.
+  // The library only has to be loadable; nothing in it is ever called.
   void* handle = LoadLibrary("libkvrpm.so");
   if (handle == nullptr) handle = LoadLibrary("libkvrpm64.so");
   if (handle == nullptr) return false;

@@ -327,7 +327,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo() {
     return list;
   }
   const auto add = [this, &list](std::unique_ptr<CDeviceInfo> record) {
-    // A record that the list already has stays with its owner here, and goes.
+    // A record that the list already has is not added; its owner here deletes it.
     if (AddDependencyInfo(list, record.get())) static_cast<void>(record.release());
   };
   descriptor::Ids
@@ -344,7 +344,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo() {
       add(std::move(pciRecord));
       LOG("CSoftwareComponentInfo::getDependencyInfo() Adding dependency info for a PCI Device");
     }
-    // The record itself is only the model of those with an identity.
+    // The record itself is only the template for those with an identity.
     if (identities.empty()) add(std::move(record));
   }
   LOG("CSoftwareComponentInfo::getDependencyInfo() Exiting");

@@ -61,8 +61,8 @@ class CSoftwareComponentInfo {
   /// The text of the first Display that is the first child element of its Device.
   std::string GetComponentDisplayString();
 
-  /// One record a PCIInfo of every Device, in document order, its ids zero-filled to four characters and its
-  /// display name taken from the first Display with text behind it. What an entry does not supply it keeps
+  /// One record per PCIInfo of every Device, in document order, its ids zero-filled to four characters and
+  /// its display name taken from the first Display with text after it. What an entry does not supply it keeps
   /// from the entry before, across Devices too; callers depend on that.
   std::vector<SPCIInfo> GetSupportedDevices();
 
@@ -70,7 +70,7 @@ class CSoftwareComponentInfo {
   /// aside; empty when none does. An id of one to three characters therefore matches nothing.
   std::string getMarketingNameForPCIDevice(SPCIInfo& device);
 
-  /// One record a Dependency or SoftDependency, or one for each PCIInfo inside it, in document order and
+  /// One record per Dependency or SoftDependency, or one for each PCIInfo inside it, in document order and
   /// without duplicates. The caller owns the records. A failing allocation ends the list early.
   std::vector<CDeviceInfo*> getDependencyInfo();
 

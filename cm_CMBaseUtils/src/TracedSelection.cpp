@@ -22,7 +22,7 @@ const char* textFor(Selected outcome, const SelectTexts& texts) {
 
 Owned<xmlXPathObject> tracedSelect(xmlDoc* document, const char* expression, const SelectTexts& texts,
                                    const SLogSite& site) {
-  // With the reader's own site: every line names the source that it seems to come from.
+  // At the reader's own site, so that each line names the reader's source.
   logText(texts.start, site);
   Selected outcome{};
   Owned<xmlXPathObject> result = select(document, expression, outcome);

@@ -1,7 +1,7 @@
 // Calls the drive library of the working directory by itself, for what the component keeps to itself: bus
 // addresses and results.
 //
-//   vm_probe list                              one line a drive: address, ids, serial, revision
+//   vm_probe list                              one line per drive: address, ids, serial, revision
 //   vm_probe update BUS DEVICE FUNCTION FILE   the result, in decimal
 
 #include <dlfcn.h>

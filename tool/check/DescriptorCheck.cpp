@@ -75,7 +75,7 @@ std::string withoutNames(bool hasOwnLibrary) {
                        : "every drive is shown without a name";
 }
 
-/// The node behind `node` in document order; null at the end.
+/// The node after `node` in document order; null at the end.
 const xmlNode* following(const xmlNode* node) {
   // What an entity holds is no child of the reference to it.
   if (node->type == XML_ELEMENT_NODE && node->children != nullptr) return node->children;

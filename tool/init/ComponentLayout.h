@@ -10,7 +10,7 @@ namespace tool {
 /// package, whatever the umask.
 ///
 /// `folder` may exist if it is empty. Throws std::runtime_error or std::filesystem::filesystem_error when
-/// something cannot be written or stands there already; then what was made is removed again.
+/// something cannot be written or exists already. What was made until then is removed.
 void layOutComponent(const std::filesystem::path& folder, const std::filesystem::path& executable);
 
 /// The component's executable of the installation or build that this program is part of. Throws

@@ -8,13 +8,13 @@
 
 namespace tool {
 
-/// A text as HTML. A browser obeys characters that turn the direction of writing as a terminal does: they,
-/// and control characters, become dots.
+/// A text as HTML. Control characters, and those that change the direction of writing, become dots: browsers
+/// obey them just as terminals do.
 std::string htmlText(std::string_view value);
 
-/// A table of the report page. report.js draws the rows that are in view, from data that stands beside the
-/// table, so that the page takes any number of rows. The first ones stand in the page itself, for readers
-/// without scripts.
+/// A table of the report page. report.js draws the rows that are in view from data beside the table, so that
+/// the page can have any number of rows. The first rows are also in the page itself, for readers without
+/// scripts.
 ///
 /// In the data, a column is the list of its distinct texts in natural order and, for each row, a place in
 /// that list: to sort is to compare numbers, and to filter is to look at each distinct text once.
@@ -26,13 +26,13 @@ class DataTable {
     std::vector<std::string> texts{};
   };
 
-  /// `id` names the table in the page; `what` are its rows, as "drives".
+  /// `id` is the table's id in the page; `what` says what its rows are, for example "drives".
   DataTable(std::string id, std::string title, std::string what, std::vector<Column> columns);
 
   /// Adds a row. `style` is a class of the style sheet, "" for none.
   void add(std::vector<std::string> texts, std::string_view style);
 
-  /// Offers the texts of this column for choosing.
+  /// Adds a drop-down list with the texts of this column.
   void offerChoice(std::size_t column) { m_choice = column; }
 
   std::size_t rows() const { return m_styles.size(); }

@@ -59,7 +59,7 @@ void sortByAge(std::vector<const ResultFile*>& documents) {
   for (std::size_t i = 0; i < documents.size(); ++i) documents[i] = aged[i].second;
 }
 
-/// What a drive is known by, one for each record of a document; empty for a record without a drive.
+/// The identities of drives, one per record of a document; empty for a record without a drive.
 std::vector<std::string> identitiesOf(const Document& document) {
   std::vector<std::string> identities;
   std::unordered_map<std::string, std::size_t> uses;
@@ -99,7 +99,7 @@ std::vector<std::vector<std::string>> identitiesOf(const std::vector<const Resul
   return all;
 }
 
-/// Brings what is known about a drive up to date with a newer record of it.
+/// Updates what is known about a drive from a newer record.
 void renew(DriveState& drive, const ResultFile& file, const Record& record) {
   drive.file = &file;
   if (!record.name.empty()) drive.name = record.name;
@@ -125,7 +125,7 @@ class DrivesOfServer {
     drive.position = index + 1;
     renew(drive, file, record);
     const bool isInventory = file.document.kind == DocumentKind::kInventory;
-    // An inventory does not undo what an update came to.
+    // An inventory does not override the outcome of an update.
     if (isInventory && !m_isFromInventory[static_cast<std::size_t>(&drive - m_drives.data())]) return;
     m_isFromInventory[static_cast<std::size_t>(&drive - m_drives.data())] = isInventory;
     drive.outcome = record.outcome;

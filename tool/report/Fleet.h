@@ -10,21 +10,20 @@
 
 namespace tool {
 
-/// The newest that is known about one drive, or about one failed record that cannot be told to belong to a
-/// drive.
+/// The newest known state of one drive, or of one failed record that cannot be assigned to a drive.
 struct DriveState {
-  const ResultFile* file = nullptr;  ///< the newest document where it stands
+  const ResultFile* file = nullptr;  ///< the newest document that lists it
   std::size_t position = 0;          ///< there, from 1
   std::string serial{};
   std::string pci{};
   std::string name{};
-  bool isIdentified = false;  ///< else it is a failed record without a drive
+  bool isIdentified = false;  ///< false for a failed record without a drive
 
-  /// Of the newest update or verdict where the drive stands, else of the newest inventory.
+  /// From the newest update or verdict that lists the drive, else from the newest inventory.
   Outcome outcome = Outcome::kListed;
   std::string message{};
 
-  /// The newest known one, without blanks around it; empty when no document tells one.
+  /// The newest known one, without the blanks around it; empty when no document has one.
   std::string revision{};
   bool isRevisionOld = false;  ///< it was read before an update, and nothing newer tells what runs now
 };

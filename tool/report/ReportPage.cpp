@@ -19,14 +19,14 @@ namespace tool {
 
 namespace {
 
-/// More bars, models or revisions than these are summed up in a last one.
+/// Bars, models or revisions beyond these numbers are added up in a last one.
 constexpr std::size_t kMostBars = 12;
 constexpr std::size_t kMostModels = 40;
 constexpr std::size_t kMostRevisions = 8;
 
 using Counts = std::vector<std::pair<std::string, std::size_t>>;
 
-/// The most frequent `most` texts, the others summed up behind them.
+/// The `most` most frequent texts; the last one stands for all others.
 Counts mostFrequent(const std::map<std::string, std::size_t>& counts, std::size_t most) {
   Counts sorted(counts.begin(), counts.end());
   // Texts that are equally frequent keep the order of the map, by letter: the same input gives the same page.
@@ -77,7 +77,7 @@ struct Matrix {
   }
 };
 
-/// All that the page says in figures.
+/// All figures of the page.
 struct Totals {
   std::size_t drives = 0;
   std::size_t failures = 0;
@@ -164,7 +164,7 @@ void writeMatrix(std::ostream& out, const Matrix& matrix, const char* title) {
     const auto counts = matrix.models.find(model);
     std::size_t left = sum;
     for (const auto& [revision, total] : revisions) {
-      // What is summed up has no figures of its own: the last column takes what the others leave.
+      // "others" has no counts of its own. Its column gets what the other columns leave.
       const bool isSummedUp = counts == matrix.models.end();
       const auto count =
           isSummedUp ? std::map<std::string, std::size_t>::const_iterator{} : counts->second.find(revision);
@@ -251,7 +251,7 @@ DataTable remarkTable(const Results& results) {
 }
 
 void writeHead(std::ostream& out) {
-  // The policy forbids every request: what a document has smuggled in could load nothing.
+  // The policy forbids every request, so that nothing that a document may have smuggled in can load anything.
   out << kReportStart
       << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; "
          "script-src 'unsafe-inline'\">\n"

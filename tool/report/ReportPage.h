@@ -7,7 +7,7 @@
 
 namespace tool {
 
-/// What every page begins with, by which a page of this program is known.
+/// The start of every page. `report` recognises its own pages by it.
 inline constexpr std::string_view kReportStart =
     "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
     "<meta name=\"generator\" content=\"nvmepcissd-tool\">\n";

@@ -12,26 +12,26 @@ namespace tool {
 
 enum class DocumentKind { kInventory, kUpdate, kVerdict };
 
-/// What a document says about one record. An inventory or update document knows the first three only; a
-/// verdict has compared documents, and knows more.
+/// What a document says about one record. Inventory and update documents only have the first three; a verdict
+/// is the result of comparing documents and has the others.
 enum class Outcome {
-  kListed,     ///< it stands there without a status, as every drive of an inventory
+  kListed,     ///< it has no status, like every drive of an inventory
   kSuccess,    ///< its status is a success. That does not prove that the drive runs new firmware
   kFailed,     ///< its status is a failure
   kUpdated,    ///< the running revision changed
   kStaged,     ///< the drive took the firmware and runs it after a reset
   kCurrent,    ///< it ran the wanted revision before
-  kUnchanged,  ///< reported as a success, the revision is as before
-  kStale,      ///< reset since it was staged, and the old revision still runs
-  kMissing,    ///< there before the update, not after it
+  kUnchanged,  ///< reported as a success, but the revision is the same as before
+  kStale,      ///< it still runs the old revision although it was reset after staging
+  kMissing,    ///< it was there before the update, but not after it
   kUntouched,  ///< nothing was flashed
-  kUndecided,  ///< nobody can tell
+  kUndecided,  ///< the documents do not tell
   kFlash,      ///< an update would flash it
-  kRefused,    ///< policy or the drive's state keep it from being flashed
-  kUnhealthy,  ///< critical warning, or an update in progress
+  kRefused,    ///< policy or the drive's state forbid flashing it
+  kUnhealthy,  ///< it reports a critical warning or an update in progress
 };
 
-/// What an outcome means for whoever is responsible for the drive.
+/// How much an outcome should worry the person who is responsible for the drive.
 enum class Severity { kGood, kNeutral, kWarning, kBad };
 
 /// PCI ids as the document has them: hexadecimal, without leading zeros. All empty when it has none.
@@ -79,10 +79,10 @@ struct Document {
   bool rebootRequired = false;    ///< the document holds the reboot element with a 1
 };
 
-/// For a person and for programs: "inventory", "update" or "verdict".
+/// For people and programs alike: "inventory", "update" or "verdict".
 const char* kindName(DocumentKind kind);
 
-/// For a person and for programs: the one word for an outcome, as "listed", "success" or "failed".
+/// The word for an outcome, for people and programs alike: "listed", "success", "failed" and so on.
 const char* outcomeName(Outcome outcome);
 
 /// The outcome that `outcomeName` calls `name`; nothing for any other word.
@@ -90,7 +90,7 @@ std::optional<Outcome> outcomeNamed(std::string_view name);
 
 Severity severityOf(Outcome outcome);
 
-/// Failed, missing or stale: the drive has not got what the update was for.
+/// True for failed, missing and stale: the drive does not run the firmware that it should.
 bool isFailure(Outcome outcome);
 
 /// All outcomes, in the order of the enumeration.

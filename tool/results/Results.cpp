@@ -63,7 +63,8 @@ timespec modificationTime(const std::string& source) {
   return known && S_ISREG(status.st_mode) ? status.st_mtim : now;
 }
 
-/// Adds what comes of one source. What was only found in a folder need not be a result document.
+/// Reads one source and adds the result. A file that was only `found` in a folder need not be a result
+/// document.
 void addSource(Results& results, const std::string& source, bool found) {
   const std::string name = source == kStandardInput ? "standard input" : source;
   Reading reading = readSource(source);

@@ -18,7 +18,7 @@ struct ResultFile {
   Document document;
   timespec modified{};  ///< when the file was last modified; the time of reading for what is no regular file
 
-  /// Why it is not well-formed, with line and column; it was read all the same, since the form in which
+  /// Why it is not well-formed, with line and column; it was read nevertheless, since the form in which
   /// nvmepcissd writes allows only one reading. Empty for a well-formed document.
   std::string notWellFormed{};
 };
@@ -32,15 +32,15 @@ struct UnreadableFile {
 struct Results {
   std::vector<ResultFile> files;
   std::vector<UnreadableFile> unreadable;
-  std::size_t passedOver = 0;  ///< .xml and .json files of folders that are something else, as package.xml
+  std::size_t passedOver = 0;  ///< .xml and .json files in folders that are no results, such as package.xml
 };
 
-/// Reads every document, "-" from standard input and all .xml and .json files below a folder, in the order of
-/// their names. One that cannot be read does not keep the others from being shown. Links to folders are not
-/// followed.
+/// Reads every document. "-" stands for standard input, a folder for all .xml and .json files below it, in
+/// the order of their names. A document that cannot be read does not stop the others. Links to folders are
+/// not followed.
 Results readResults(const std::vector<std::string>& sources);
 
-/// True when a file that was read, or tried, is the one at `path`, by whatever name.
+/// True if the file at `path` is one of those that were read, or could not be read, even under another name.
 bool isAmong(const Results& results, const std::string& path);
 
 /// A record and where it comes from.
@@ -53,14 +53,14 @@ struct ResultRow {
 /// All records, failed ones first and otherwise in the order of the documents. They point into `results`.
 std::vector<ResultRow> rowsOf(const Results& results);
 
-/// What all documents come to.
+/// The totals of all documents.
 struct ResultSummary {
   std::size_t records = 0;
   std::map<Outcome, std::size_t> outcomes{};  ///< without zeros
   std::size_t failures = 0;                   ///< records whose outcome is a failure
 
-  /// Of the records that tell one, without blanks around it, most frequent first. Old ones, which an update
-  /// or a verdict has from before, are never counted with the others.
+  /// The revisions that records have, without the blanks around them, the most frequent first. Old ones,
+  /// which were read before an update, are never counted together with the others.
   std::vector<std::pair<std::string, std::size_t>> revisions{};
   std::vector<std::pair<std::string, std::size_t>> oldRevisions{};
   std::vector<std::string> reboots{};  ///< the documents that ask for one
@@ -69,15 +69,15 @@ struct ResultSummary {
 
 ResultSummary summarize(const Results& results);
 
-/// What is said of a document without a record, wherever it is said.
+/// The remark about a document without records.
 inline constexpr char kNoDrives[] =
     "no drives; nobody can tell why: a server without drives, a missing drive library and a failed discovery look the "
     "same";
 
-/// What is said of a document that is not well-formed and was read all the same.
+/// The remark about a document that is not well-formed but could be read.
 inline constexpr char kReadByForm[] = "read all the same, by the form in which nvmepcissd writes";
 
-/// What is said of update documents.
+/// The remark about update documents.
 inline constexpr char kRevisionsBefore[] =
     "Revisions in update documents were read before flashing; take an inventory for the new ones.";
 

@@ -65,7 +65,7 @@ bool standsOnce(std::string_view text, std::string_view part) {
   return place != std::string_view::npos && text.rfind(part) == place;
 }
 
-/// What stands before and behind `delimiter`, which must stand in `text` once, overlaps counted.
+/// The texts before and after `delimiter`, which must occur in `text` exactly once, overlaps counted.
 std::pair<std::string_view, std::string_view> split(std::string_view text, std::string_view delimiter) {
   const std::size_t place = text.find(delimiter);
   if (place == std::string_view::npos)
@@ -75,14 +75,14 @@ std::pair<std::string_view, std::string_view> split(std::string_view text, std::
   return {text.substr(0, place), text.substr(place + delimiter.size())};
 }
 
-/// Removes `end` from the end of `text`, the only place where it may stand.
+/// Removes `end` from the end of `text`, the only place where it may occur.
 std::string_view withoutEnd(std::string_view text, std::string_view end) {
-  const auto [before, behind] = split(text, end);
-  if (!behind.empty()) throw Refusal("is not as nvmepcissd writes it: text behind " + std::string(end));
+  const auto [before, after] = split(text, end);
+  if (!after.empty()) throw Refusal("is not as nvmepcissd writes it: text after " + std::string(end));
   return before;
 }
 
-/// Removes a PCI id and the `delimiter` behind it from the front of `text`. An id cannot hold a delimiter, so
+/// Removes a PCI id and the `delimiter` after it from the front of `text`. An id cannot hold a delimiter, so
 /// later occurrences belong to other values.
 std::string takeId(std::string_view& text, std::string_view delimiter) {
   constexpr std::string_view kDigits = "0123456789abcdef";
@@ -95,14 +95,14 @@ std::string takeId(std::string_view& text, std::string_view delimiter) {
   return id;
 }
 
-/// Reads a message from behind the quote that opens its id to the end of its text.
+/// Reads a message. `text` begins after the quote that opens its id and ends with its text.
 void readMessage(std::string_view text, Record& record) {
   const std::string_view id = text.substr(0, text.find('"'));
-  const std::string_view behind = text.substr(id.size());
+  const std::string_view rest = text.substr(id.size());
   const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), record.messageId);
-  if (error != std::errc() || end != id.data() + id.size() || !behind.starts_with(kMessageText))
+  if (error != std::errc() || end != id.data() + id.size() || !rest.starts_with(kMessageText))
     throw Refusal("is not as nvmepcissd writes it: a message id that is no number");
-  record.message = behind.substr(kMessageText.size());
+  record.message = rest.substr(kMessageText.size());
 }
 
 Record readFailure(std::string_view text) {

@@ -22,7 +22,7 @@ struct Salvage {
 };
 
 /// Reads `content` by the writer's form alone, in time linear in its size. The values are the bytes between
-/// the fixed texts: they may be no UTF-8, and what looks like an entity is taken as it stands, since the
+/// the fixed texts: they may be no UTF-8, and what looks like an entity is kept as it is, since the
 /// writer makes none.
 ///
 /// Refused: a document that is cut off or holds a NUL byte, two documents in one, any deviation from the

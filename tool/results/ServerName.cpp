@@ -14,7 +14,8 @@ namespace {
 constexpr std::string_view kSeparators = " ._-";
 constexpr std::array<std::string_view, 7> kWords{"inventory", "update", "verdict", "result",
                                                  "results",   "before", "after"};
-// Every server may keep its results in such places, as /var/lib/nvmepcissd: they tell none from another.
+// Any server may keep its results in such places, for example in /var/lib/nvmepcissd, so that they identify
+// none.
 constexpr std::array<std::string_view, 4> kPlaces{"var", "lib", "state", "nvmepcissd"};
 
 std::string lowered(std::string_view text) {
@@ -88,7 +89,7 @@ std::vector<std::string> serverNames(const std::vector<std::filesystem::path>& p
   for (std::size_t count = 1; !open.empty(); ++count) {
     std::unordered_map<std::string, std::size_t> uses;
     for (const std::size_t i : open) ++uses[names[i] = tail(paths[i], count)];
-    // A path that has no more names than these is told from longer ones as it stands.
+    // A path without further components stays as it is: the others become longer.
     std::erase_if(open, [&](std::size_t i) { return uses[names[i]] == 1 || names[i] == paths[i].string(); });
   }
   return names;
@@ -99,7 +100,7 @@ int phaseOf(const std::filesystem::path& document) {
   std::replace_if(
       text.begin(), text.end(),
       [](char c) { return c == '/' || kSeparators.find(c) != std::string_view::npos; }, '/');
-  // With every separator as a slash, one search finds whole words only: "after", but not "rafter".
+  // With a slash for every separator, a search finds whole words only: "after", but not "rafter".
   const std::string padded = text + '/';
   if (padded.find("/before/") != std::string::npos) return -1;
   return padded.find("/after/") != std::string::npos || padded.find("/verdict/") != std::string::npos ? 1 : 0;

@@ -1,4 +1,4 @@
-// Whose document is it? Documents do not say; their paths do.
+// Which server a document is about. Documents do not name their server; their paths do.
 
 #pragma once
 
@@ -8,25 +8,26 @@
 
 namespace tool {
 
-/// The part of a document's path that tells its server from others, as "rack1/node1".
+/// The part of a document's path that identifies its server, for example "rack1/node1".
 ///
 /// Of the absolute path without its extension, these are cut: the words inventory, update, verdict, result,
-/// results, before and after, where they begin or end a name and stand between blanks, dots, hyphens or
-/// underscores; `runs` and the name below it; `var`, `lib`, `state` and `nvmepcissd`. Names with nothing left
-/// go. So "node1.xml", "node1-before.xml", "node1/update.xml", "after/node1.xml" and
+/// results, before and after, at the start or end of a name and set off by blanks, dots, hyphens or
+/// underscores; `runs` and the name below it; `var`, `lib`, `state` and `nvmepcissd`. Names of which nothing
+/// is left are dropped. So "node1.xml", "node1-before.xml", "node1/update.xml", "after/node1.xml" and
 /// "node1/runs/7/verdict.json" are all documents of node1.
 ///
-/// Empty when nothing is left, as for "/var/lib/nvmepcissd/runs/7/verdict.json": it is this machine's.
+/// Empty when nothing is left, as for "/var/lib/nvmepcissd/runs/7/verdict.json": such a document is about
+/// this machine.
 std::filesystem::path serverPath(const std::filesystem::path& document);
 
-/// What to call servers: the last name of each path, with as many names before it as it takes to tell it from
-/// the others. An empty path is called `thisMachine`. One text for each path, in their order; the paths
-/// differ.
+/// Names for servers: the last component of each path, preceded by as many components as it takes to make it
+/// unique. An empty path is called `thisMachine`. Returns one name per path, in the same order. The paths
+/// must differ from each other.
 std::vector<std::string> serverNames(const std::vector<std::filesystem::path>& paths,
                                      const std::string& thisMachine);
 
-/// When the document was taken, as far as its path tells: -1 for "before", 1 for "after" and a verdict, else
-/// 0.
+/// When the document was made relative to an update, as far as its path says: -1 before, 1 after (verdicts
+/// too), 0 if it does not say.
 int phaseOf(const std::filesystem::path& document);
 
 }  // namespace tool

@@ -20,7 +20,7 @@ constexpr std::string_view kBold = "\033[1m";
 constexpr std::string_view kPlain = "\033[0m";
 constexpr std::size_t kGap = 2;
 
-/// What to do with a column where the table is too wide.
+/// A column, and what happens to it when the table is too wide.
 struct Column {
   std::string_view name;
   std::string_view title;
@@ -28,7 +28,7 @@ struct Column {
   std::size_t leastWidth;  ///< it may be shortened to this; 0: never shortened
   int leaveOut;            ///< columns with the highest number go first; 0: never left out
   Shorten end;
-  bool isLifted = true;  ///< it may stand above the table, if all its texts are the same
+  bool isLifted = true;  ///< it may move above the table if all its texts are the same
 };
 
 constexpr std::array<Column, 10> kColumns{{
@@ -128,7 +128,8 @@ class Table {
     }
   }
 
-  /// Moves columns with one text above the table. The outcome and the number stay, so that there is a table.
+  /// Moves columns whose texts are all the same above the table. The outcome and the number stay, so that a
+  /// table remains.
   void liftCommon() {
     std::erase_if(m_columns, [this](const Cells& cells) {
       const std::string* common = commonText(cells.texts);
@@ -138,7 +139,7 @@ class Table {
     });
   }
 
-  /// The text that several cells have and no other cell differs from, empty ones aside; null without one.
+  /// The text that all cells share, if several have it; empty cells do not count. Otherwise null.
   static const std::string* commonText(const std::vector<std::string>& texts) {
     const std::string* common = nullptr;
     std::size_t count = 0;
@@ -150,7 +151,8 @@ class Table {
     return count > 1 ? common : nullptr;
   }
 
-  /// Takes width from the column that has most to spare until the table fits or none has any.
+  /// Narrows the column with the most room to spare, again and again, until the table fits or no column has
+  /// room left.
   void shorten() {
     const auto spare = [](const Cells& cells) {
       const std::size_t least = std::max(cells.column->leastWidth, cells.column->title.size());

@@ -15,7 +15,7 @@ namespace tool {
 /// The names of the table's columns, for --columns and --sort.
 std::span<const std::string> columnNames();
 
-/// Sorts rows by a column of that name, numbers in texts by their value. Rows that are equal there keep their
+/// Sorts rows by the column of that name, with numbers in texts compared by value. Equal rows keep their
 /// order.
 void sortBy(const std::string& column, std::vector<ResultRow>& rows);
 
@@ -25,12 +25,13 @@ struct TableLayout {
   bool full = false;                   ///< shorten and leave out nothing, however wide the table becomes
 };
 
-/// One line a record below a line of titles, and nothing without rows. What a terminal would obey is shown as
-/// dots.
+/// Writes a line of titles and one line per record; writes nothing if there are no rows. Control characters
+/// are shown as dots.
 ///
-/// Where that does not fit the terminal, in this order and as far as needed: columns with one and the same
-/// text become a line above the table; long texts are shortened, ending or (file names) beginning with "...";
-/// columns are left out, and a line below says which. Columns that were asked for are only ever shortened.
+/// A table that is too wide for the terminal is made narrower, in this order and only as far as needed: a
+/// column whose texts are all the same becomes a line above the table; long texts are shortened, with "..."
+/// at their end or, for file names, at their start; columns are left out, and a line below names them.
+/// Columns that the user asked for are shortened but never left out.
 void writeTable(std::ostream& out, const std::vector<ResultRow>& rows, const TableLayout& layout);
 
 }  // namespace tool

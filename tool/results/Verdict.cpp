@@ -13,7 +13,7 @@ using nlohmann::json;
 
 constexpr int kVersion = 1;
 
-/// What a drive does not have, or has as null.
+/// The member of that name; null if the object does not have it.
 const json& member(const json& object, const char* name) {
   static const json kNull;
   const auto found = object.find(name);
@@ -75,7 +75,7 @@ Reading readVerdict(const std::string& content) {
   } catch (const json::exception& error) {
     return {.problem = std::string("is no JSON: ") + error.what()};
   }
-  // JSON of any other kind may lie in a folder of results: it is passed over there.
+  // A folder of results may hold other JSON files. They are skipped there.
   if (!verdict.is_object() || !member(verdict, "drives").is_array())
     return {.problem = "is not a verdict: it has no drives", .foreign = true};
   // Another version may mean something else by the same names, so nothing of it is guessed.

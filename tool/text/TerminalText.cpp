@@ -60,7 +60,7 @@ void forEachCharacter(std::string_view text, const std::function<void(std::strin
   }
 }
 
-/// Nearly every text is: no locale has to be set up for it.
+/// True for nearly every text. Such a text needs no locale.
 bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }

@@ -8,7 +8,7 @@
 
 namespace tool {
 
-/// What text is shown on; as it stands, no terminal at all.
+/// Where text is shown. The default is no terminal at all.
 struct Terminal {
   bool colour = false;
   std::size_t columns = 0;  ///< 0: as many as it takes
@@ -17,22 +17,22 @@ struct Terminal {
 /// Standard output. Colour is used on a terminal only, and not when NO_COLOR is set or TERM is "dumb".
 Terminal standardOutputTerminal();
 
-/// `text`, which may hold anything, as one line that a terminal shows and does not obey: control characters,
-/// those that turn the direction of writing, and bytes that are no UTF-8 become dots.
+/// Makes any text safe to print as one line on a terminal: control characters, characters that change the
+/// direction of writing, and bytes that are not UTF-8 become dots.
 std::string forTerminal(std::string_view text);
 
 /// True when a person who reads `text` would miss something: characters without a width that are no accents,
 /// or what `forTerminal` replaces.
 bool hasInvisible(std::string_view text);
 
-/// How many columns a text from `forTerminal` takes there: an ideograph two, a combining accent none.
+/// How many columns a text from `forTerminal` takes on a terminal: an ideograph two, a combining accent none.
 std::size_t terminalWidth(std::string_view text);
 
-/// Which end of a text gives way.
+/// Which end of a text is cut.
 enum class Shorten { kFront, kBack };
 
-/// A text from `forTerminal` in at most `width` columns, with "..." in place of what had to go. Without room
-/// for that, as many dots as there are columns.
+/// Shortens a text from `forTerminal` to at most `width` columns, with "..." in place of what was cut. If
+/// there is no room for that, returns `width` dots.
 std::string shortened(std::string_view text, std::size_t width, Shorten end);
 
 }  // namespace tool

@@ -78,7 +78,7 @@ TEST_F(Tool, AnUnknownSubcommandIsNamedBesideThoseThereAre) {
   EXPECT_THAT(run("show --columns colour a").complaints, HasSubstr("colour"));
 }
 
-/// The simulator's folder is no package: this leaves out what it lacks and what it is.
+/// Leaves out the findings that the simulator's folder always has, since it is no package.
 constexpr char kOnlyTraps[] =
     "check --ignore simulator-part --ignore owner --ignore parent-writable --ignore support-library --ignore "
     "payload-text --ignore executable-missing --ignore rollback-missing ";

@@ -360,8 +360,8 @@ CASES = [
      folder.write("enabledebug.txt", ""), folder.write("payload/firmware.bin", "a text")), [], writes_the_log),
 ]
 
-# Those that no folder can have for every user or on every machine; other tests have them, but for those two of the
-# executable, which a build of another system would have.
+# Kinds that depend on the user or the machine. Other tests cover them, except the two about an executable that was built
+# for another system.
 WITHOUT_CASE = {
     "folder-unreadable", "subfolder-unreadable", "descriptor-unreadable", "payload-unreadable", "script-unreadable",
     "library-unreadable", "executable-version", "executable-unbound", "library-hang", "library-unchecked",

@@ -138,8 +138,8 @@ const Refused kRefused[] = {
      inventory(R"(<SPStatus result = "false" ><Message id="7</Message></SPStatus>)"),
      "a message id that is no number"},
     {"a message id that is too large", update(failed("x", "99999999999")), "a message id that is no number"},
-    {"text behind a record", inventory(listed("S1") + "&"), "text behind"},
-    {"a reboot in an inventory", inventory(listed("S1") + kReboot), "text behind"},
+    {"text after a record", inventory(listed("S1") + "&"), "text after"},
+    {"a reboot in an inventory", inventory(listed("S1") + kReboot), "text after"},
 };
 
 TEST(Salvage, GuessesNothing) {
