@@ -1,3 +1,4 @@
+#include <libxml/xmlstring.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -31,24 +32,30 @@ std::string joined(const std::vector<std::string>& names) {
   return names.size() > kShown ? text + ", ..." : text;
 }
 
-/// What the file at least looks like that no firmware is: how it begins, and how many bytes before that.
+/// What no firmware looks like: how the file begins, and how many bytes before that.
 struct Archive {
   std::string_view name;
   std::string_view start;
   std::size_t place = 0;
 };
 using namespace std::string_view_literals;
-constexpr std::array<Archive, 13> kArchives{{{"a ZIP archive", "PK\3\4"},
+constexpr std::array<Archive, 19> kArchives{{{"a ZIP archive", "PK\3\4"},
+                                             {"an empty ZIP archive", "PK\5\6"},
+                                             {"a part of a ZIP archive", "PK\7\10"},
                                              {"a gzip file", "\x1F\x8B"},
                                              {"an xz file",
                                               "\xFD"
                                               "7zXZ"},
                                              {"a bzip2 file", "BZh"},
+                                             {"an lzip file", "LZIP"},
+                                             {"an LZMA file", "\x5D\0\0"sv},
+                                             {"a file of compress", "\x1F\x9D"},
                                              {"a Zstandard file", "\x28\xB5\x2F\xFD"},
                                              {"an LZ4 file", "\x04\x22\x4D\x18"},
                                              {"a 7z archive", "7z\xBC\xAF\x27\x1C"},
                                              {"a RAR archive", "Rar!\x1A\x07"},
                                              {"a tar archive", "ustar", 257},
+                                             {"the image of a disc", "CD001", 0x8001},
                                              {"a cpio archive", "070701"},
                                              {"an ar archive or Debian package", "!<arch>\n"},
                                              {"an RPM package", "\xED\xAB\xEE\xDB"},
@@ -61,25 +68,66 @@ std::string_view archiveName(std::string_view start) {
   return found == kArchives.end() ? std::string_view() : found->name;
 }
 
-bool isWebPage(std::string_view start) {
+/// The text without `start` and the blanks after it; as it is when it begins otherwise.
+std::string_view without(std::string_view start, std::string_view end, std::string_view text) {
   constexpr std::string_view kSpace = " \t\r\n";
-  if (start.starts_with("\xEF\xBB\xBF")) start.remove_prefix(3);
-  start.remove_prefix(std::min(start.find_first_not_of(kSpace), start.size()));
-  return strncasecmp(start.data(), "<!doctype html", std::min<std::size_t>(start.size(), 14)) == 0
-             ? start.size() >= 14
-             : start.size() >= 5 && strncasecmp(start.data(), "<html", 5) == 0;
+  if (!text.starts_with(start)) return text;
+  text.remove_prefix(std::min(text.find(end), text.size() - end.size()) + end.size());
+  text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
+  return text;
 }
 
-bool isText(std::string_view start) {
-  return std::all_of(start.begin(), start.end(), [](unsigned char c) {
-    constexpr unsigned char kDelete = 0x7F;
-    return c == '\t' || c == '\n' || c == '\r' || c == '\f' || (c >= ' ' && c != kDelete);
-  });
+/// A page may begin with a byte order mark, the declaration of XML, and a comment of who has saved it.
+bool isWebPage(std::string_view start) {
+  start = without("", "", without("\xEF\xBB\xBF", "", start));
+  start = without("<!--", "-->", without("<?xml", "?>", start));
+  const auto begins = [start](std::string_view word) {
+    return start.size() >= word.size() && strncasecmp(start.data(), word.data(), word.size()) == 0;
+  };
+  return begins("<!doctype html") || begins("<html");
+}
+
+bool isPlain(unsigned char c) {
+  constexpr unsigned char kDelete = 0x7F;
+  return c == '\t' || c == '\n' || c == '\r' || c == '\f' || (c >= ' ' && c != kDelete);
+}
+
+/// With a byte order mark, and mostly of characters below 256.
+bool isUtf16(std::string_view start) {
+  const bool isLittle = start.starts_with("\xFF\xFE");
+  if (!isLittle && !start.starts_with("\xFE\xFF")) return false;
+  std::size_t plain = 0;
+  for (std::size_t i = 2; i + 1 < start.size(); i += 2) {
+    const char high = start[isLittle ? i + 1 : i];
+    const char low = start[isLittle ? i : i + 1];
+    if (high == '\0' && isPlain(static_cast<unsigned char>(low))) ++plain;
+  }
+  return plain * 4 > start.size();
+}
+
+/// The start of a file may end within a character.
+bool isUtf8(std::string start) {
+  constexpr int kBytesACharacter = 4;
+  for (int left = kBytesACharacter; left > 0 && !start.empty(); --left, start.pop_back()) {
+    if (xmlCheckUTF8(reinterpret_cast<const unsigned char*>(start.c_str())) != 0) return true;
+  }
+  return false;
+}
+
+/// In UTF-8, UTF-16, or an encoding of one byte a character. Of the latter few are beyond ASCII, while the
+/// bytes of erased flash memory all are.
+bool isText(const std::string& start) {
+  if (isUtf16(start)) return true;
+  if (!std::all_of(start.begin(), start.end(), isPlain)) return false;
+  const auto isForeign = [](unsigned char c) { return (c & 0x80U) != 0; };
+  constexpr std::ptrdiff_t kFew = 3;
+  return std::count_if(start.begin(), start.end(), isForeign) * kFew <= std::ssize(start) || isUtf8(start);
 }
 
 /// What is wrong with the content of the one file.
 void checkContent(const Package& package, const fs::path& file, Findings& findings) {
-  const std::string start = startOf(file);
+  constexpr std::size_t kLongest = 0x9000;  // a disc image begins late
+  const std::string start = startOf(file, kLongest);
   if (const std::string_view archive = archiveName(start); !archive.empty()) {
     findings.push_back({"payload-archive", file, 0, "payload is " + std::string(archive), kFlashedAsItIs,
                         "take the firmware file out of it"});
