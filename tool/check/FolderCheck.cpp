@@ -177,8 +177,8 @@ class Inspection {
              "put the thing itself in place of the link, or remove it");
       return;
     }
-    const std::string folder = fs::canonical(m_folder, error).string() + '/';
-    if (target.string().starts_with(folder)) return;
+    const std::string folder = fs::canonical(m_folder, error);
+    if (target == folder || target.string().starts_with(folder + '/')) return;
     report("link-leads-out", link, "the link leads out of the folder, to " + target.string(),
            "on another machine something else is there, or nothing",
            "put the thing itself in place of the link");
