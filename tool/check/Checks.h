@@ -15,9 +15,12 @@ namespace tool {
 /// A component folder with what several checks want to know of it.
 struct Package {
   explicit Package(std::filesystem::path path)
-      : folder(std::move(path)), driveLibrary(readElf(folder / "libnvme.so")), process(processOf(folder)) {}
+      : folder(std::move(path)),
+        driveLibrary(files.at(folder / "libnvme.so")),
+        process(processOf(folder, folder / "nvmepcissd")) {}
 
   std::filesystem::path folder;
+  mutable ElfFiles files{};  // a cache: several checks look at the same libraries
   ElfFile driveLibrary;
   Process process;
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -69,7 +70,7 @@ class Reading {
   void describe(ElfFile& file) {
     file.architecture = architecture();
     file.isExecutable = header().e_type == ET_EXEC;
-    checkSegments();
+    checkSegments(file);
     try {
       readSections(file);
     } catch (const Damage& damage) {
@@ -89,6 +90,8 @@ class Reading {
       if (place.sh_type == SHT_DYNAMIC) readDynamic(section, place.sh_link, file);
       if (place.sh_type == SHT_NOTE) readNotes(section, file);
       if (place.sh_type == SHT_DYNSYM) readSymbols(section, place.sh_link, file);
+      if (place.sh_type == SHT_GNU_verdef) readVersions(section, place.sh_link, file);
+      if (place.sh_type == SHT_GNU_verneed) readNeededVersions(section, place.sh_link, file);
     }
     if (!file.hasSymbols) throw Damage("has no readable table of symbols");
   }
@@ -101,7 +104,7 @@ class Reading {
 
   /// The loader maps segments where the file asks for it, and ends when it touches one that lies beyond the
   /// end of the file.
-  void checkSegments() {
+  void checkSegments(ElfFile& file) const {
     std::size_t count = 0;
     if (elf_getphdrnum(m_elf.get(), &count) != 0) throw Damage("is damaged: it has no program headers");
     std::uint64_t end = 0;
@@ -109,6 +112,7 @@ class Reading {
       GElf_Phdr segment{};
       if (gelf_getphdr(m_elf.get(), static_cast<int>(i), &segment) == nullptr)
         throw Damage("is cut off within its program headers");
+      if (segment.p_type == PT_INTERP) file.interpreter = textAt(segment.p_offset);
       if (segment.p_type != PT_LOAD) continue;
       if (segment.p_offset > m_size || segment.p_filesz > m_size - segment.p_offset) {
         throw Damage("is cut off: a part to be loaded lies beyond its " + std::to_string(m_size) + " bytes");
@@ -117,6 +121,13 @@ class Reading {
         throw Damage("is damaged: its segments lie across each other");
       end = segment.p_vaddr + segment.p_memsz;
     }
+  }
+
+  /// A text of the file itself; a longer one than any path is cut off.
+  std::string textAt(std::uint64_t place) const {
+    std::array<char, PATH_MAX> text{};
+    const ssize_t count = pread(m_descriptor, text.data(), text.size() - 1, static_cast<off_t>(place));
+    return count > 0 ? text.data() : std::string();
   }
 
   Elf_Data* content(Elf_Scn* section) const {
@@ -198,6 +209,41 @@ class Reading {
     }
   }
 
+  /// Where an entry of `data` is for libelf, which refuses what is below 0.
+  static int offsetIn(const Elf_Data* data, std::uint64_t place) {
+    return place < data->d_size && place <= INT_MAX ? static_cast<int>(place) : -1;
+  }
+
+  /// An entry gives the distance of the next one, which is 0 in the last.
+  void readVersions(Elf_Scn* section, std::size_t names, ElfFile& file) {
+    Elf_Data* const data = content(section);
+    GElf_Verdef version{};
+    for (std::uint64_t place = 0; gelf_getverdef(data, offsetIn(data, place), &version) != nullptr;) {
+      GElf_Verdaux first{};
+      if (gelf_getverdaux(data, offsetIn(data, place + version.vd_aux), &first) == nullptr) return;
+      file.versions.insert(name(names, first.vda_name));
+      if (version.vd_next == 0) return;
+      place += version.vd_next;
+    }
+  }
+
+  void readNeededVersions(Elf_Scn* section, std::size_t names, ElfFile& file) {
+    Elf_Data* const data = content(section);
+    GElf_Verneed library{};
+    for (std::uint64_t place = 0; gelf_getverneed(data, offsetIn(data, place), &library) != nullptr;) {
+      std::set<std::string>& versions = file.neededVersions[name(names, library.vn_file)];
+      GElf_Vernaux version{};
+      for (std::uint64_t own = place + library.vn_aux;
+           gelf_getvernaux(data, offsetIn(data, own), &version) != nullptr; own += version.vna_next) {
+        const std::string text = name(names, version.vna_name);
+        if ((version.vna_flags & VER_FLG_WEAK) == 0) versions.insert(text);
+        if (version.vna_next == 0) break;
+      }
+      if (library.vn_next == 0) return;
+      place += library.vn_next;
+    }
+  }
+
   Descriptor m_descriptor;
   std::uint64_t m_size;
   std::uint64_t m_namesLeft;  // so that damage ends the reading
@@ -234,6 +280,12 @@ ElfFile readElf(const std::filesystem::path& path) {
     file.damage = damage.what();
   }
   return file;
+}
+
+const ElfFile& ElfFiles::at(const std::filesystem::path& path) {
+  const std::filesystem::path place = path.lexically_normal();
+  const auto known = m_files.find(place);
+  return known != m_files.end() ? known->second : m_files.emplace(place, readElf(place)).first->second;
 }
 
 ElfArchitecture thisMachine() {

@@ -92,12 +92,14 @@ inline constexpr auto kKinds = std::to_array<Kind>({
     {"executable-needs", Severity::kError},
     {"executable-version", Severity::kError},
     {"executable-unbound", Severity::kError},
+    {"executable-other", Severity::kError},
 
     {"rollback-missing", Severity::kError},
     {"rollback-name", Severity::kError},
     {"rollback-foreign", Severity::kError},
     {"rollback-refused", Severity::kError},
     {"rollback-class", Severity::kError},
+    {"rollback-unchecked", Severity::kNote},
 
     {"library-missing", Severity::kError},
     {"library-unreadable", Severity::kError},

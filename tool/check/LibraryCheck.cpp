@@ -34,7 +34,10 @@ constexpr char kShipWhole[] =
 class Inspection {
  public:
   Inspection(const Package& package, std::chrono::milliseconds limit)
-      : m_package(package), m_path(package.folder / "libnvme.so"), m_limit(limit) {}
+      : m_package(package),
+        m_path(package.folder / "libnvme.so"),
+        m_limit(limit),
+        m_loaded(package.folder, {}, package.files) {}
 
   Findings run() {
     std::error_code error;
@@ -95,7 +98,8 @@ class Inspection {
   void askTheLoader() {
     std::vector<std::string> names = m_package.process.libraries;
     names.emplace_back(kLibrary);
-    m_loaded = LoadedFiles(m_package.folder, askLoader(m_package.folder, names, loaderPath(), m_limit));
+    m_loaded = LoadedFiles(m_package.folder, askLoader(m_package.folder, names, loaderPath(), m_limit),
+                           m_package.files);
     const LoaderAnswer& answer = m_loaded.answer();
     switch (answer.end) {
       case LoaderAnswer::End::kListed:
@@ -211,7 +215,7 @@ class Inspection {
   const Package& m_package;
   fs::path m_path;
   std::chrono::milliseconds m_limit;
-  LoadedFiles m_loaded{{}, {}};
+  LoadedFiles m_loaded;
   std::set<fs::path> m_own;  // the drive library with what it needs, as the loader names them
   Findings m_findings;
 };

@@ -32,12 +32,6 @@ std::string loaderPath() {
   return path == nullptr ? "" : path;
 }
 
-const ElfFile& LoadedFiles::at(const fs::path& path) {
-  const auto known = m_files.find(path);
-  return known != m_files.end() ? known->second
-                                : m_files.emplace(path, readElf(m_folder / path)).first->second;
-}
-
 fs::path LoadedFiles::pathOf(const std::string& name) {
   const auto listed = m_answer.libraries.find(name);
   if (listed != m_answer.libraries.end() && !listed->second.empty()) return listed->second;
@@ -73,15 +67,26 @@ std::set<std::string> LoadedFiles::exportsOf(const std::set<fs::path>& paths) {
   return names;
 }
 
-Process processOf(const fs::path& folder) {
-  const fs::path path = folder / "nvmepcissd";
-  Process process{.executable = readElf(path)};
-  const ElfFile& executable = process.executable;
-  process.isFolders =
-      executable.damage.empty() && executable.isExecutable && executable.architecture == thisMachine();
-  process.needed = process.isFolders ? executable.needed : std::vector<std::string>{kRollbackLibrary};
-  const std::string runPath = process.isFolders ? executable.searchPath : "$ORIGIN";
-  process.search = askLoader(folder, process.needed, searchPathOf(runPath, path, folder));
+std::vector<std::string> Process::missing() const {
+  std::vector<std::string> names;
+  if (search.end != LoaderAnswer::End::kListed) return names;
+  for (const std::string& name : needed) {
+    if (!search.libraries.contains(name)) names.push_back(name);
+  }
+  for (const auto& [name, path] : search.libraries) {
+    if (path.empty()) names.push_back(name);
+  }
+  return names;
+}
+
+Process processOf(const fs::path& folder, const fs::path& executable) {
+  Process process{.executable = readElf(executable)};
+  const ElfFile& file = process.executable;
+  process.isFolders = file.damage.empty() && file.sectionDamage.empty() && file.isProgram() &&
+                      file.architecture == thisMachine();
+  process.needed = process.isFolders ? file.needed : std::vector<std::string>{kRollbackLibrary};
+  const std::string runPath = process.isFolders ? file.searchPath : "$ORIGIN";
+  process.search = askLoader(folder, process.needed, searchPathOf(runPath, executable, folder));
   if (!process.isFolders) return process;
   for (const std::string& name : process.needed) {
     const auto found = process.search.libraries.find(name);

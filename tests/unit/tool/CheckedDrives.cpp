@@ -14,6 +14,9 @@ int helpDriveLibrary() {
   return noSuchFunction();
 }
 #else
+#ifdef DATA_DISCOVER
+int NVMEDiscoverDrives = 0;
+#else
 int NVMEDiscoverDrives() {
 #ifdef CALLS_HELPER
   return helpDriveLibrary();
@@ -21,6 +24,7 @@ int NVMEDiscoverDrives() {
   return 0;
 #endif
 }
+#endif
 
 #ifndef WITHOUT_INFO
 int NVMEGetDriveInfo() {

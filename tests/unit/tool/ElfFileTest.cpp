@@ -10,6 +10,7 @@
 #include "TestSupport.h"
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Key;
 using testing::Not;
@@ -64,6 +65,14 @@ TEST_F(ElfFile, AnExecutableIsTold) {
   EXPECT_THAT(executable.needed, Contains("librbkl.so.0"));
   EXPECT_EQ(executable.searchPath, "$ORIGIN");
   EXPECT_TRUE(read(withField<std::uint16_t>(library(), offsetof(Elf64_Ehdr, e_type), ET_EXEC)).isExecutable);
+}
+
+TEST_F(ElfFile, VersionsAreToldWhereTheyAreDefinedAndNeeded) {
+  EXPECT_THAT(tool::readElf(kLibraries / "older/libversioned_helper.so").versions, Contains("HELPER_1"));
+  EXPECT_THAT(tool::readElf(kLibraries / "versioned.so").neededVersions,
+              Contains(Pair("libversioned_helper.so", ElementsAre("HELPER_2"))));
+  EXPECT_TRUE(tool::readElf(kLibraries / "whole.so").interpreter.empty());
+  EXPECT_THAT(tool::readElf(COMPONENT_EXECUTABLE).interpreter, HasSubstr("/ld"));
 }
 
 TEST_F(ElfFile, WhatIsNoElfFileIsToldSo) {
