@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -23,6 +24,7 @@ namespace {
 constexpr char kNotInstalled[] =
     "where the hardware-access library is not installed already, it cannot be installed: an inventory is an "
     "empty document with exit status 0, an update ends with exit status 1";
+constexpr char kEndless[] = "the script starts env and env the script, without end: the run hangs";
 constexpr char kPutScript[] =
     "put the script of whoever provides the hardware-access library here; one that only "
     "says \"exit 0\" will do where there is no such library";
@@ -33,13 +35,36 @@ constexpr std::chrono::milliseconds kShellLimit{10000};
 constexpr std::array<const char*, 6> kProgramFolders{"/usr/local/sbin", "/usr/local/bin", "/usr/sbin",
                                                      "/usr/bin",        "/sbin",          "/bin"};
 
-/// The words of a script's first line after "#!": the interpreter and what it is given.
-std::vector<std::string> interpreterWords(const std::string& content) {
+/// What the system makes of a script's first line.
+struct FirstLine {
+  std::string interpreter;  ///< empty: the line names none, and /bin/sh runs the script
+  std::string argument;     ///< all that follows, as the one argument that it is given before the script
+};
+
+FirstLine firstLineOf(const std::string& content) {
+  constexpr std::size_t kLongest = 256;  // the system reads no more
+  constexpr char kBlanks[] = " \t";
   if (!content.starts_with("#!")) return {};
-  std::istringstream line(content.substr(2, content.find('\n') - 2));
-  std::vector<std::string> words;
-  for (std::string word; line >> word;) words.push_back(word);
-  return words;
+  std::string line = content.substr(2, std::min(content.find('\n'), kLongest) - 2);
+  line.erase(0, line.find_first_not_of(kBlanks));
+  line.erase(line.find_last_not_of(kBlanks) + 1);
+  const std::size_t end = line.find_first_of(kBlanks);
+  if (end == std::string::npos) return {line.size() < kLongest - 2 ? line : "", ""};
+  return {line.substr(0, end), line.substr(line.find_first_not_of(kBlanks, end))};
+}
+
+std::vector<std::string> wordsOf(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+/// What env(1) is given: the words of its argument where that begins with the option to split it, else the
+/// argument as one word.
+std::vector<std::string> wordsForEnv(const std::string& argument) {
+  for (const std::string_view option : {"-S", "-vS", "--split-string="}) {
+    if (argument.starts_with(option)) return wordsOf(argument.substr(option.size()));
+  }
+  return argument.empty() ? std::vector<std::string>() : std::vector{argument};
 }
 
 fs::path findProgram(const std::string& name) {
@@ -136,14 +161,26 @@ class Inspection {
   }
 
   void checkProgram() {
-    const ElfFile program = readElf(m_script);
-    if (program.architecture == thisMachine() && program.damage.empty()) return;
-    report("script-program", 0,
-           program.architecture == thisMachine()
-               ? "install script is a program that " + program.damage
-               : "install script is a program for " + program.architecture.name() +
-                     ", while this machine is " + thisMachine().name(),
-           kNotInstalled, "put a script, or a program for the servers' architecture, under this name");
+    const Process program = processOf(m_package.folder, m_script);
+    const std::string problem = problemOf(program);
+    if (problem.empty()) return;
+    report("script-program", 0, "install script is a program that " + problem, kNotInstalled,
+           "put a script, or a program for the servers' architecture, under this name");
+  }
+
+  /// Why the program is not started; empty when it may be.
+  std::string problemOf(const Process& program) const {
+    const ElfFile& file = program.executable;
+    std::error_code error;
+    if (file.architecture != thisMachine())
+      return "is for " + file.architecture.name() + ", while this machine is " + thisMachine().name();
+    if (!file.damage.empty()) return file.damage;
+    if (!file.isProgram()) return "cannot be started: it is a library or an object file";
+    if (!file.interpreter.empty() && !fs::exists(m_package.folder / file.interpreter, error))
+      return "needs the loader " + file.interpreter + ", which is not here";
+    if (!program.isFolders) return {};  // static: it needs no library
+    const std::vector<std::string> missing = program.missing();
+    return missing.empty() ? "" : "needs " + missing.front() + ", which the loader does not find";
   }
 
   void checkText() {
@@ -173,34 +210,61 @@ class Inspection {
     if (checkInterpreter()) parse();
   }
 
-  /// False when the script cannot be run, or is for no shell.
+  /// False when the script cannot be run, or nothing can parse it.
   bool checkInterpreter() {
-    const std::vector<std::string> words = interpreterWords(m_content);
-    m_interpreter = words.empty() ? "/bin/sh" : words.front();
-    if (!isRunnable(m_interpreter)) return false;
-    if (m_interpreter.filename() != "env" || words.size() < 2) return true;
-    // Some systems' env(1) take options, as "-S bash -e".
-    const auto name = std::find_if(words.begin() + 1, words.end(), [](const std::string& word) {
-      return !word.starts_with('-') && word.find('=') == std::string::npos;
-    });
-    if (name == words.end()) return false;
-    m_interpreter = findProgram(*name);
-    if (!m_interpreter.empty()) return isRunnable(m_interpreter);
-    reportInterpreter(*name, "env does not find it in " + std::string("the system's folders of programs"));
+    const FirstLine line = firstLineOf(m_content);
+    m_interpreter = line.interpreter.empty() ? "/bin/sh" : line.interpreter;
+    if (!checkRunnable(m_interpreter)) return false;
+    if (m_interpreter.filename() == "env") return checkEnv(line.argument);
+    if (!isShell(m_interpreter) || line.argument.find_first_of(" \t") == std::string::npos) return true;
+    report(
+        "script-interpreter", 1,
+        m_interpreter.string() + " is given \"" + line.argument + "\" as one option, which it does not know",
+        kNotInstalled, "name one option there; \"set\" in the script sets others");
     return false;
   }
 
-  bool isRunnable(const fs::path& interpreter) {
-    const fs::path path = m_package.folder / interpreter;
-    std::error_code error;
-    if (fs::is_directory(path, error)) {
-      reportInterpreter(interpreter, "it is a folder");
-    } else if (access(path.c_str(), X_OK) != 0) {
-      reportInterpreter(interpreter, std::strerror(errno));
+  bool checkEnv(const std::string& argument) {
+    const std::vector<std::string> words = wordsForEnv(argument);
+    const auto name = std::find_if(words.begin(), words.end(), [](const std::string& word) {
+      return !word.starts_with('-') && word.find('=') == std::string::npos;
+    });
+    constexpr char kSplit[] = "use env -S, which takes several words, or name the interpreter itself";
+    if (!words.empty() && words.front() == argument && argument.find_first_of(" \t") != std::string::npos) {
+      report("script-interpreter", 1, "env is given \"" + argument + "\" as one word",
+             argument.find('=') < argument.find_first_of(" \t") ? kEndless : kNotInstalled, kSplit);
+    } else if (name == words.end()) {
+      report("script-interpreter", 1, "env is given no program, and runs the script", kEndless, kSplit);
+    } else if (m_interpreter = findProgram(*name); m_interpreter.empty()) {
+      reportInterpreter(*name, "env does not find it in the system's folders of programs");
     } else {
-      return true;
+      return checkRunnable(m_interpreter);
     }
     return false;
+  }
+
+  bool checkRunnable(const fs::path& interpreter) {
+    const std::string reason = whyNotRun(interpreter);
+    if (!reason.empty()) reportInterpreter(interpreter, reason);
+    return reason.empty();
+  }
+
+  /// Why the system does not run it; empty when it may. An interpreter may be a script with an interpreter of
+  /// its own.
+  std::string whyNotRun(const fs::path& interpreter) const {
+    constexpr int kMostLevels = 5;
+    fs::path current = interpreter;
+    std::string place;
+    for (int level = 0; level < kMostLevels; ++level) {
+      const fs::path path = m_package.folder / current;
+      std::error_code error;
+      if (fs::is_directory(path, error)) return place + "it is a folder";
+      if (access(path.c_str(), X_OK) != 0) return place + std::strerror(errno);
+      current = firstLineOf(startOf(path)).interpreter;
+      if (current.empty()) return {};
+      place = "its own interpreter is " + current.string() + ": ";
+    }
+    return std::strerror(ELOOP);
   }
 
   void reportInterpreter(const fs::path& interpreter, const std::string& reason) {
