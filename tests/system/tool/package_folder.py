@@ -3,11 +3,10 @@
 import json
 import os
 import shutil
+import signal
 import subprocess
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
-
-SECONDS_BEFORE_HANGING = 5
 
 DRIVE = {"vendorId": "f101", "deviceId": "a801", "subVendorId": "f1a0", "subDeviceId": "1001",
          "address": "41:00.0", "model": "MODEL", "serial": "SIM1", "revision": "REV1"}
@@ -69,6 +68,12 @@ class Folder:
         content[place:place + len(value)] = value
         self.write(name, bytes(content), 0o755)
 
+    def exchange(self, name, old, new):
+        """Replaces a text of a program by another one of the same length."""
+        content = (self.path / name).read_bytes()
+        assert old in content and len(old) == len(new)
+        self.write(name, content.replace(old, new), 0o755)
+
     def cut(self, name, share):
         content = (self.path / name).read_bytes()
         self.write(name, content[:int(len(content) * share)], 0o755)
@@ -77,7 +82,7 @@ class Folder:
         """A sanitizer opens libraries in the program's name, so that the program's run path does not count."""
         return "." if b"__asan_init" in (self.path / "nvmepcissd").read_bytes() else ""
 
-    def run(self, *arguments, loader_path=""):
+    def run(self, *arguments, loader_path="", seconds=60):
         """Exit status (negative: a signal; None: it hung; 126: it could not be started) and standard output."""
         scenario = self.records / "scenario.json"
         scenario.write_text(json.dumps({"newRevision": "REV2", "drives": self.drives}))
@@ -93,14 +98,18 @@ class Folder:
             "RBKL_SIMULATOR_PARTITION": str(self.records / "partition"),
             "FWKIT_LOG": str(self.records / "install")}
         try:
-            run = subprocess.run([self.path / "nvmepcissd", *arguments], cwd=self.path, env=environment,
-                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=SECONDS_BEFORE_HANGING,
-                                 check=False)
-        except subprocess.TimeoutExpired:
-            return None, ""
+            run = subprocess.Popen([self.path / "nvmepcissd", *arguments], cwd=self.path, env=environment,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                   start_new_session=True)
         except OSError:
             return 126, ""
-        return run.returncode, run.stdout.decode(errors="replace")
+        with run:
+            try:
+                output, _ = run.communicate(timeout=seconds)
+            except subprocess.TimeoutExpired:
+                os.killpg(run.pid, signal.SIGKILL)  # what it has started may go on without it
+                return None, ""
+        return run.returncode, output.decode(errors="replace")
 
     def recorded(self, name):
         record = self.records / name
