@@ -101,6 +101,7 @@ DataTable::DataTable(std::string id, std::string title, std::string what, std::v
 
 void DataTable::add(std::vector<std::string> texts, std::string_view style) {
   for (std::size_t i = 0; i < m_columns.size(); ++i)
+    // Made safe once, here, for the rows in the page and for the data alike.
     m_columns[i].texts.push_back(texts[i].empty() ? std::string(kDash) : forTerminal(texts[i]));
   m_styles.emplace_back(style);
 }

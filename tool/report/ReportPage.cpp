@@ -273,12 +273,14 @@ void writeReport(std::ostream& out, const Results& results) {
   writeTiles(out, results, totals, servers.size());
   if (totals.drives == 0) out << "<p class=\"note warning\">There are " << kNoDrives << ".</p>\n";
   writeCharts(out, totals);
+  // Only where it matters: most pages have an inventory after the last update.
   if (totals.before.models.size() > 0) out << "<p class=\"note\">" << kRevisionsBefore << "</p>\n";
   if (const DataTable remarks = remarkTable(results); remarks.rows() > 0) remarks.write(out);
   writeMatrix(out, totals.now, "Models by running revision");
   writeMatrix(out, totals.before, "Models by revision before an update");
   serverTable(servers).write(out);
   if (const DataTable drives = driveTable(servers); drives.rows() > 0) drives.write(out);
+  // Not part of <main>: the script fills it with the whole texts of a row that was chosen.
   out << "</main>\n<dialog id=\"details\"><form method=\"dialog\"><button>Close</button></form><dl></dl></dialog>\n"
          "<script>\n"
       << kReportScript << "</script>\n</body>\n</html>\n";
