@@ -93,7 +93,7 @@ class Inspection {
     } else if (!needs(kRollbackLibrary)) {
       report("executable-other", m_executable,
              std::string("this is another program: it does not need ") + kRollbackLibrary,
-             "it does whatever it does, to no drive", kTakeBuilt);
+             "another program runs, and no drive is listed or flashed", kTakeBuilt);
     }
     checkMode();
   }
@@ -140,7 +140,7 @@ class Inspection {
              kTakePlatforms);
     } else if (!file.sectionDamage.empty()) {
       report("rollback-unchecked", m_rollback, "the rollback library " + file.sectionDamage,
-             std::string("the loader does not mind; whether it has the class ") + kRollbackClass +
+             std::string("the loader loads it nevertheless; whether it has the class ") + kRollbackClass +
                  " was not checked",
              kTakePlatforms);
     }

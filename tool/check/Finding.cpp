@@ -16,7 +16,7 @@ std::string modeRemedy(const std::string& mode, const std::filesystem::path& fil
   const bool direct =
       file == folder || target == std::filesystem::canonical(folder, error) / file.lexically_relative(folder);
   if (direct) return "chmod " + mode + " " + file.string();
-  return "a link leads to " + target.string() + ": put the thing itself in place of the link";
+  return "a link leads to " + target.string() + ": replace the link by what it leads to";
 }
 
 }  // namespace tool

@@ -174,14 +174,13 @@ class Inspection {
     if (error) {
       report("link-dangling", link, "the link leads nowhere: " + error.message(),
              "opening it fails as if nothing were there",
-             "put the thing itself in place of the link, or remove it");
+             "replace the link by what it should lead to, or remove it");
       return;
     }
     const std::string folder = fs::canonical(m_folder, error);
     if (target == folder || target.string().starts_with(folder + '/')) return;
     report("link-leads-out", link, "the link leads out of the folder, to " + target.string(),
-           "on another machine something else is there, or nothing",
-           "put the thing itself in place of the link");
+           "on another machine something else is there, or nothing", "replace the link by what it leads to");
   }
 
   void checkName(const fs::path& entry) {
@@ -233,11 +232,11 @@ class Inspection {
     if (m_othersEntries.empty()) return;
     const auto& [entry, owner] = m_othersEntries.front();
     const std::size_t others = m_othersEntries.size() - 1;
-    report("owner", entry,
-           "belongs to user " + std::to_string(owner) + ", not to root" +
-               (others == 0 ? std::string()
-                            : ", as do or belong to others " + std::to_string(others) + " more entries"),
-           kWhoeverWrites, "chown -R root:root " + m_folder.string() + ", or have the package made so");
+    report(
+        "owner", entry,
+        "belongs to user " + std::to_string(owner) + ", not to root" +
+            (others == 0 ? std::string() : ", and neither do " + std::to_string(others) + " other entries"),
+        kWhoeverWrites, "chown -R root:root " + m_folder.string() + ", or have the package made so");
   }
 
   /// A folder such as /tmp is fine: there nobody may rename what is another's.

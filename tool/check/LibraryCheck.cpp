@@ -128,7 +128,8 @@ class Inspection {
       return reportRefusal(refusal->second);
     if (!m_package.driveLibrary.sectionDamage.empty()) {
       return report("library-unchecked", "drive library " + m_package.driveLibrary.sectionDamage,
-                    "the loader does not mind; which names the library has was not checked", kShipWhole);
+                    "the loader loads it nevertheless; which names the library has was not checked",
+                    kShipWhole);
     }
     const bool complete = reportMissing() && reportVersions();
     if (complete) reportUnbound();

@@ -23,7 +23,7 @@ constexpr char kRefused[] =
     "an update flashes nothing; its document lists every drive as if it had succeeded, with exit status 0";
 constexpr char kRemedy[] = "put the one firmware file, and nothing else, into this folder";
 constexpr char kFlashedAsItIs[] =
-    "nobody looks into it: the drive library is told to flash it onto every drive as it is";
+    "nobody checks its content: the drive library is told to flash it onto every drive";
 
 std::string joined(const std::vector<std::string>& names) {
   constexpr std::size_t kShown = 8;
@@ -68,7 +68,7 @@ std::string_view archiveName(std::string_view start) {
   return found == kArchives.end() ? std::string_view() : found->name;
 }
 
-/// The text without `start` and the blanks after it; as it is when it begins otherwise.
+/// The text without `start` and the blanks after it. Unchanged if it does not begin with `start`.
 std::string_view without(std::string_view start, std::string_view end, std::string_view text) {
   constexpr std::string_view kSpace = " \t\r\n";
   if (!text.starts_with(start)) return text;

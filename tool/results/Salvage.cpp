@@ -163,7 +163,7 @@ std::vector<std::size_t> startsOfRecords(std::string_view body) {
       starts.push_back(place);
   }
   if (!body.empty() && (starts.empty() || starts.front() != 0))
-    throw Refusal("it begins otherwise than nvmepcissd begins a document");
+    throw Refusal("its first record does not begin like one of nvmepcissd");
   return starts;
 }
 
@@ -187,7 +187,7 @@ const DocumentForm& formOf(std::string_view content) {
       std::find_if(kForms.begin(), kForms.end(), [content](const DocumentForm& candidate) {
         return content.starts_with(std::string(kDeclaration) + std::string(candidate.start));
       });
-  if (form == kForms.end()) throw Refusal("it begins otherwise than a document of nvmepcissd");
+  if (form == kForms.end()) throw Refusal("it does not begin like a document of nvmepcissd");
   return *form;
 }
 

@@ -155,7 +155,7 @@ TEST_F(Results, TheLikelyCauseIsTold) {
               HasSubstr("; it holds two documents, as -i -u writes them"));
   EXPECT_THAT(problemOf(inventory(kDrive).substr(0, 200)), HasSubstr("; it is cut off"));
   EXPECT_THAT(problemOf(inventory("<Device display=\"&\"/>")),
-              HasSubstr("; it begins otherwise than nvmepcissd begins a document"));
+              HasSubstr("; its first record does not begin like one of nvmepcissd"));
   EXPECT_THAT(problemOf(inventory(listed("S1", R"(&" enum = ")"))),
               HasSubstr("; record 1 can be read in more than one way"));
 }

@@ -97,9 +97,9 @@ struct Refused {
 };
 
 const Refused kRefused[] = {
-    {"nothing", "", "it begins otherwise"},
-    {"another document", "<PIEConfig/>", "it begins otherwise"},
-    {"text before the records", inventory("&" + listed("S1")), "it begins otherwise than nvmepcissd begins"},
+    {"nothing", "", "it does not begin like a document"},
+    {"another document", "<PIEConfig/>", "it does not begin like a document"},
+    {"text before the records", inventory("&" + listed("S1")), "its first record does not begin like"},
     {"two documents", inventory("") + update(""), "it holds two documents"},
     {"a NUL byte", inventory(listed(std::string("a\0b", 3))), "it holds a NUL byte"},
     {"an enumeration id in a name", inventory(listed("S1", R"(x" enum = "y)")),
@@ -126,7 +126,7 @@ const Refused kRefused[] = {
      "it can be read in more than one way"},
     {"a component's display in its id", inventory(component(R"(1" display="2)", "x")),
      "record 1 can be read in more than one way"},
-    {"a missing blank", inventory(R"(<Device vendorID="1")"), "it begins otherwise than nvmepcissd begins"},
+    {"a missing blank", inventory(R"(<Device vendorID="1")"), "its first record does not begin like"},
     {"an update's drive in an inventory", inventory(updated("S1")),
      "record 1 is not as nvmepcissd writes it"},
     {"a PCI id that is none",
