@@ -211,7 +211,7 @@ Controller::Answer Controller::sendOnce(nvme_passthru_cmd command) {
   const bool isCommit = command.opcode == kFirmwareCommit;
   const auto timeout = isCommit ? m_commitTimeout : isFirmwareCommand(command) ? m_downloadTimeout : 0ms;
   command.timeout_ms = static_cast<std::uint32_t>(timeout.count());
-  const auto begin = m_host.now();
+  const auto begin = isCommit ? m_host.now() : 0ms;
   const Completion completion = m_device->admin(command);
   Outcome outcome = isCommit ? Outcome::ofCommit(completion) : Outcome::of(completion);
   // The kernel says in several ways that it gave a command up.

@@ -29,6 +29,7 @@ namespace nvme_linux {
 
 namespace {
 
+constexpr std::size_t kPage = 4096;              // the longest attribute that there is
 constexpr std::size_t kLongestTable = 4U << 20;  // of mounts: tens of thousands of them
 
 class LinuxDevice : public Device {
@@ -74,14 +75,13 @@ class LinuxResetWatch : public ResetWatch {
   }
 
   std::optional<bool> wasReset() override {
-    std::array<char, 4096> event{};
     while (m_isListening && !m_wasReset) {
-      const ssize_t length = recv(m_socket.get(), event.data(), event.size(), 0);
+      const ssize_t length = recv(m_socket.get(), m_event.data(), m_event.size(), 0);
       if (length < 0 && errno == EINTR) continue;
       // Events were dropped, and ours may have been among them: from here on nothing is known.
       if (length < 0 && errno == ENOBUFS) m_isListening = false;
       if (length <= 0) break;
-      m_wasReset = isStart(std::string_view(event.data(), static_cast<std::size_t>(length)));
+      m_wasReset = isStart(std::string_view(m_event.data(), static_cast<std::size_t>(length)));
     }
     return m_isListening || m_wasReset ? std::optional(m_wasReset) : std::nullopt;
   }
@@ -95,6 +95,7 @@ class LinuxResetWatch : public ResetWatch {
 
   FileDescriptor m_socket;
   std::string m_pathEnd;
+  std::array<char, 4096> m_event{};  ///< the last one; asked for after each piece, so not cleared each time
   bool m_isListening = false;
   bool m_wasReset = false;
 };
@@ -132,10 +133,16 @@ ssize_t readUpTo(int descriptor, std::vector<std::uint8_t>& content) {
 /// read.
 std::optional<std::string> readText(const std::string& path, std::size_t limit) {
   const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  std::vector<std::uint8_t> content(limit);
-  const ssize_t count = readUpTo(descriptor.get(), content);
-  if (count < 0) return std::nullopt;
-  return std::string(content.begin(), content.begin() + count);
+  std::string text;
+  std::vector<std::uint8_t> part;
+  ssize_t count = 0;
+  do {
+    part.resize(std::min(kPage, limit - text.size()));
+    count = readUpTo(descriptor.get(), part);
+    if (count < 0) return std::nullopt;
+    text.append(part.begin(), part.begin() + count);
+  } while (count == static_cast<ssize_t>(kPage) && text.size() < limit);
+  return text;
 }
 
 }  // namespace
@@ -153,7 +160,6 @@ std::vector<std::string> LinuxHost::entries(const std::string& folder) {
 }
 
 std::optional<std::string> LinuxHost::text(const std::string& path) {
-  constexpr std::size_t kPage = 4096;  // the longest attribute that there is
   auto text = readText(m_roots.sysfs + "/" + path, kPage);
   if (text && text->ends_with('\n')) text->pop_back();
   return text;

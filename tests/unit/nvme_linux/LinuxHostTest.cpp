@@ -45,6 +45,8 @@ TEST_F(LinuxHostTest, ReadsTheTablesOfMountsAndSwaps) {
   writeFile(m_folder / "proc/swaps", std::string(8192, 's'));
   EXPECT_EQ(m_host.mounts(), "a mount\n");
   EXPECT_EQ(m_host.swaps(), std::string(8192, 's'));
+  writeFile(m_folder / "proc/swaps", std::string(5U << 20, 's') + "unread");
+  EXPECT_EQ(m_host.swaps(), std::string(4U << 20, 's')) << "no more than a limit";
 }
 
 TEST_F(LinuxHostTest, CapabilitiesAreTheFirstRegister) {
