@@ -35,6 +35,9 @@ void readLibrary(const std::string& line, LoaderAnswer& answer) {
   const std::size_t arrow = place.find(kArrow);
   if (arrow == std::string::npos) {
     answer.libraries.emplace(place, place);
+    // The loader itself. Programs of some machines need it by its name: those for AArch64 do.
+    const std::string name = std::filesystem::path(place).filename();
+    if (name.starts_with("ld-linux")) answer.libraries.emplace(name, place);
     return;
   }
   const std::string path = place.substr(arrow + kArrow.size());

@@ -33,8 +33,8 @@ struct LoaderAnswer {
   End end = End::kUnavailable;
   int signal = 0;
   std::string reason{};  ///< as "./libhelper.so: invalid ELF header"
-  /// Everything but the loader itself, by the name that it was asked for: a preloaded file by the name given,
-  /// another one by the name in the file that needs it. The path is empty when it was not found.
+  /// By the name that it was asked for: a preloaded file by the name given, another one, the loader included,
+  /// by the name in the file that needs it. The path is empty when it was not found.
   std::map<std::string, std::filesystem::path> libraries{};
   /// Why a preloaded file was not loaded, by the name given, in the loader's words.
   std::map<std::string, std::string> refusals{};

@@ -16,6 +16,16 @@ using testing::StartsWith;
 
 namespace {
 
+/// A processor that is not this one, and what it is called.
+#ifdef __aarch64__
+constexpr char kForeign = EM_X86_64;
+constexpr char kForeignName[] = "64-bit x86-64";
+#else
+constexpr char kForeign = static_cast<char>(EM_AARCH64);
+constexpr char kForeignName[] = "64-bit AArch64";
+#endif
+constexpr std::size_t kMachine = offsetof(Elf64_Ehdr, e_machine);
+
 class LibraryCheck : public PackageFolder {
  protected:
   ~LibraryCheck() override { unsetenv("LD_LIBRARY_PATH"); }
@@ -41,9 +51,10 @@ TEST_F(LibraryCheck, ALibraryThatTheLoaderRefusesIsFound) {
   write("libnvme.so", bytes.substr(0, bytes.size() / 3));
   EXPECT_THAT(problems(), ElementsAre(StartsWith("libnvme.so: drive library is cut off: a part")));
   std::string foreign = bytes;
-  foreign[18] = static_cast<char>(0xB7);  // the machine
+  foreign[kMachine] = kForeign;
   write("libnvme.so", foreign);
-  EXPECT_THAT(problems(), ElementsAre(HasSubstr("drive library is for 64-bit AArch64, while nvmepcissd is")));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr(std::string("drive library is for ") + kForeignName +
+                                                ", while nvmepcissd is")));
   write("libnvme.so", readFile(COMPONENT_EXECUTABLE));
   EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library cannot be loaded: cannot dynamically load "
                                       "position-independent executable"));
@@ -58,10 +69,9 @@ TEST_F(LibraryCheck, AnotherLibraryIsOpenedOnlyInPlaceOfOneThatIsPassedOver) {
     write("libnvme.so", changed);
     return atRunTime();
   };
-  constexpr std::size_t kMachine = 18;
   EXPECT_THAT(outcomeWith(EI_CLASS, ELFCLASS32),
               StartsWith("a libnvme.so on the loader's search path is opened"));
-  EXPECT_THAT(outcomeWith(kMachine, '\xB7'),
+  EXPECT_THAT(outcomeWith(kMachine, kForeign),
               StartsWith("a libnvme.so on the loader's search path is opened"));
   constexpr std::size_t kFatal[] = {EI_MAG1, EI_DATA, EI_VERSION, EI_OSABI};
   for (const std::size_t place : kFatal)
@@ -84,9 +94,9 @@ TEST_F(LibraryCheck, ALibraryForANewerSystemIsFound) {
 
 TEST_F(LibraryCheck, TheLibraryIsMeasuredAgainstTheExecutableInTheFolder) {
   std::string executable = readFile(COMPONENT_EXECUTABLE);
-  executable[18] = static_cast<char>(0xB7);
+  executable[kMachine] = kForeign;
   write("nvmepcissd", executable);
-  EXPECT_THAT(problems(), ElementsAre(HasSubstr("while nvmepcissd is 64-bit AArch64")));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr(std::string("while nvmepcissd is ") + kForeignName)));
 }
 
 TEST_F(LibraryCheck, EntryPointsAreMissed) {

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "BoundedRun.h"
+#include "ElfFile.h"
 #include "PackageFolder.h"
 
 namespace fs = std::filesystem;
@@ -33,6 +34,12 @@ TEST_F(Loader, WhatAPreloadedFileNeedsIsListed) {
   EXPECT_EQ(answer.libraries.at("./libnvme.so"), "./libnvme.so");
   EXPECT_TRUE(fs::exists(answer.libraries.at("libc.so.6")));
   EXPECT_THAT(answer.refusals, IsEmpty());
+}
+
+TEST_F(Loader, IsAmongTheFilesByItsOwnName) {
+  const tool::LoaderAnswer answer = ask({"./libnvme.so"});
+  const fs::path loader = tool::readElf("/bin/true").interpreter;
+  EXPECT_EQ(answer.libraries.at(loader.filename()), loader) << "programs for AArch64 need it";
 }
 
 TEST_F(Loader, EverythingMissingIsListedAndNotOnlyTheFirst) {
