@@ -20,27 +20,47 @@ values_beside() {
     revision && found { if (found == serial) print found, revision; revision = found = "" }'
 }
 
-# Milliseconds since the machine started
-now() { awk '{ print int($1 * 1000) }' /proc/uptime; }
+# measured COMMAND...: its costs go to /tmp/cost, one line each
+measured() { time -a -o /tmp/cost -f '%e %U %S' env LD_LIBRARY_PATH=/peer "$@" || fail "$* failed"; }
+# Milliseconds of all lines in /tmp/cost, which goes: from begin to end, and of the processor
+take_cost() {
+  awk '{ elapsed += $1; processor += $2 + $3 } END { print int(elapsed * 1000 + 0.5), int(processor * 1000 + 0.5) }' /tmp/cost
+  rm /tmp/cost
+}
+# least FIELD FILE
+least() { cut -d ' ' -f $1 $2 | sort -n | head -1; }
 
-test_nvme_cli_flashes_the_same_bytes_with_as_few_commands() {
+slots_by_nvme_cli() { nvme_cli fw-log /dev/$(node_of $1) | grep -v '^Firmware Log'; }
+
+test_nvme_cli_flashes_the_same_bytes_with_no_fewer_commands_and_no_faster() {
   plug ours 1
   plug theirs 2 device-id=43010
   payload 8388608
-  clear_told ours
-  clear_told theirs
-  started=$(now)
-  expect result 267 "$(update_by_library ours)"
-  our_time=$(($(now) - started))
-  started=$(now)
-  nvme_cli fw-download /dev/$(node_of theirs) --fw=$component/payload/image.bin >/dev/null || fail "fw-download failed"
-  nvme_cli fw-commit /dev/$(node_of theirs) --slot=2 --action=1 >/dev/null || fail "fw-commit failed"
-  their_time=$(($(now) - started))
+  address=$(short_address_of ours | tr :. '  ') node=/dev/$(node_of theirs)
+  cd $component
+  keep_time
+  for attempt in 1 2 3 4 5; do
+    clear_told ours
+    clear_told theirs
+    expect result 267 "$(measured vm_probe update $address payload/image.bin)"
+    take_cost >>/tmp/our_costs
+    measured /peer/nvme fw-download $node --fw=payload/image.bin >/dev/null
+    measured /peer/nvme fw-commit $node --slot=2 --action=1 >/dev/null
+    take_cost >>/tmp/their_costs
+  done
+  stop_keeping_time
+  cd /
   expect_image_in ours 2
   expect_image_in theirs 2
-  expect "slots as nvme-cli sees them" "$(nvme_cli fw-log /dev/$(node_of theirs) | grep -v '^Firmware Log')" \
-    "$(nvme_cli fw-log /dev/$(node_of ours) | grep -v '^Firmware Log')"
+  expect "slots as nvme-cli sees them" "$(slots_by_nvme_cli theirs)" "$(slots_by_nvme_cli ours)"
   our_commands=$(told ours | wc -l) their_commands=$(told theirs | wc -l)
-  echo "  8 MiB: $our_commands firmware commands in $our_time ms; nvme-cli $their_commands in $their_time ms"
   [ $our_commands -le $their_commands ] || fail "nvme-cli needs fewer commands"
+  # The least of several: what the host does meanwhile only adds to them.
+  our_time=$(least 1 /tmp/our_costs) their_time=$(least 1 /tmp/their_costs)
+  our_work=$(least 2 /tmp/our_costs) their_work=$(least 2 /tmp/their_costs)
+  echo "  8 MiB: $our_commands firmware commands in $our_time ms, $our_work of the processor;" \
+    "nvme-cli $their_commands in $their_time ms, $their_work of the processor"
+  [ $our_work -le $their_work ] || fail "nvme-cli takes less of the processor"
+  [ $our_time -le $their_time ] || fail "nvme-cli is faster"
+  cat /tmp/our_costs /tmp/their_costs
 }
