@@ -78,17 +78,24 @@ foreach(library IN LISTS libraries)
   endif()
 endforeach()
 list(REMOVE_DUPLICATES known)
+cmake_host_system_information(RESULT distribution QUERY DISTRIB_ID)
 foreach(name IN LISTS known)
   list(JOIN files_of_${name} ", " shared)
+  string(REPLACE "+" "%2B" encoded ${name}@${version_of_${name}})
+  string(REPLACE ":" "%3A" encoded ${encoded})
+  string(CONCAT reference "{ \"referenceCategory\": \"PACKAGE-MANAGER\", \"referenceType\": \"purl\", "
+    "\"referenceLocator\": \"pkg:deb/${distribution}/${encoded}\" }")
   add_package(DYNAMIC_LINK ${name} ${version_of_${name}} ${undeclared}
     "      \"comment\": \"${shared}, shared\""
-    "      \"externalRefs\": [ { \"referenceCategory\": \"PACKAGE-MANAGER\", \"referenceType\": \"purl\", \"referenceLocator\": \"pkg:deb/${name}@${version_of_${name}}\" } ]")
+    "      \"externalRefs\": [ ${reference} ]")
 endforeach()
 
 set(relations)
 foreach(relationship IN LISTS relationships)
   string(REGEX MATCH "^(.*)[|](.*)[|](.*)$" matched ${relationship})
-  list(APPEND relations "    { \"spdxElementId\": \"SPDXRef-${CMAKE_MATCH_2}\", \"relationshipType\": \"${CMAKE_MATCH_1}\", \"relatedSpdxElement\": \"SPDXRef-${CMAKE_MATCH_3}\" }")
+  string(CONCAT relation "    { \"spdxElementId\": \"SPDXRef-${CMAKE_MATCH_2}\", "
+    "\"relationshipType\": \"${CMAKE_MATCH_1}\", \"relatedSpdxElement\": \"SPDXRef-${CMAKE_MATCH_3}\" }")
+  list(APPEND relations "${relation}")
 endforeach()
 list(JOIN packages ",\n" packages)
 list(JOIN relations ",\n" relations)

@@ -5,7 +5,8 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   foreach(package IN LISTS CPACK_PACKAGE_FILES)
     file(REMOVE_RECURSE ${content})
     execute_process(COMMAND dpkg-deb --raw-extract ${package} ${content} COMMAND_ERROR_IS_FATAL ANY)
-    file(GLOB texts ${content}/DEBIAN/control ${content}/DEBIAN/md5sums ${content}/DEBIAN/shlibs ${content}/DEBIAN/triggers)
+    file(GLOB texts ${content}/DEBIAN/control ${content}/DEBIAN/md5sums ${content}/DEBIAN/shlibs
+      ${content}/DEBIAN/triggers)
     file(CHMOD ${texts} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
     file(CHMOD ${content} ${content}/DEBIAN PERMISSIONS
       OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
