@@ -56,13 +56,16 @@ class Folder:
     """A component folder in which both programs run."""
 
     def __init__(self, build, drives, entries):
-        self.path = pathlib.Path(tempfile.mkdtemp(prefix="nvmepcissd-bench-"))
+        self.stage("nvmepcissd-bench-", {"PATH": os.environ["PATH"], "BENCH_DRIVES": str(drives)})
         for name in ("nvmepcissd", "yardstick", "librbkl.so.0", "bench/libnvme.so", "simulator/libkvrpm.so"):
             shutil.copy(build / name, self.path)
         (self.path / "package.xml").write_text(descriptor(entries))
         (self.path / "payload").mkdir()
         (self.path / "payload/firmware.bin").write_bytes(b"firmware" * 64)
-        self.environment = {"PATH": os.environ["PATH"], "BENCH_DRIVES": str(drives)}
+
+    def stage(self, prefix, environment):
+        self.path = pathlib.Path(tempfile.mkdtemp(prefix=prefix))
+        self.environment = environment
 
     def __enter__(self):
         return self
@@ -251,4 +254,5 @@ def main():
         table(build, options.case or CASES, options.update, options.debug, options.runs)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -26,6 +26,7 @@ bench        release python3 valgrind time libbenchmark-dev
 bench-tables bench strace
 bench-growth bench gnuplot-nox
 bench-large  bench time
+bench-documents bench gnuplot-nox libxml2-utils
 vm           tests meson pkg-config libglib2.0-dev libpixman-1-dev libfdt-dev dpkg-dev
 '
 
