@@ -115,6 +115,12 @@ Reading readTree(xmlDoc* tree) {
   return {.document = std::move(document)};
 }
 
+Reading readJson(const std::string& content) {
+  VerdictReading reading = readVerdict(content);
+  if (!reading.verdict) return {.problem = std::move(reading.problem), .foreign = reading.foreign};
+  return {.document = toDocument(*std::move(reading.verdict))};
+}
+
 Reading readByForm(const std::string& content, const std::optional<XmlError>& error) {
   if (!error) return {.problem = "cannot be parsed"};
   Salvage salvaged = salvage(content);
@@ -129,7 +135,7 @@ Reading readDocument(const std::string& content) {
   if (content.size() > INT_MAX) return {.problem = "is larger than 2 GiB"};
   const std::size_t start = std::min(content.find_first_not_of(" \t\r\n"), content.size() - 1);
   // An array is no verdict either, but "is not a verdict" helps more than an error of the XML parser.
-  if (content[start] == '{' || content[start] == '[') return readVerdict(content);
+  if (content[start] == '{' || content[start] == '[') return readJson(content);
   const XmlErrors errors;
   // Without XML_PARSE_NOENT libxml2 expands no entity, so that a document can neither name files nor grow.
   const libxml::Owned<xmlDoc> tree(

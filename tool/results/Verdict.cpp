@@ -1,8 +1,11 @@
 #include "Verdict.h"
 
+#include <algorithm>
+#include <array>
 #include <climits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace tool {
@@ -10,8 +13,43 @@ namespace tool {
 namespace {
 
 using nlohmann::json;
+using nlohmann::ordered_json;
 
+constexpr char kFormat[] = "nvmepcissd-verdict";
 constexpr int kVersion = 1;
+
+// Both in the order of their enumerations.
+constexpr std::array<const char*, 3> kIdentifications{"log", "order", "serial"};
+constexpr std::array<const char*, 5> kOutcomes{"done", "failed", "undecided", "refused", "running"};
+
+ordered_json orNull(const std::optional<std::string>& text) {
+  return text ? ordered_json(*text) : ordered_json(nullptr);
+}
+
+ordered_json pciJson(const std::optional<PciIds>& pci) {
+  if (!pci) return nullptr;
+  return {{"vendor", pci->vendor},
+          {"device", pci->device},
+          {"subVendor", pci->subVendor},
+          {"subDevice", pci->subDevice}};
+}
+
+ordered_json driveJson(const DriveVerdict& drive) {
+  return {{"serial", orNull(drive.serial)},
+          {"name", orNull(drive.name)},
+          {"model", orNull(drive.model)},
+          {"pci", pciJson(drive.pci)},
+          {"address", orNull(drive.address)},
+          {"before", orNull(drive.before)},
+          {"after", orNull(drive.after)},
+          {"staged", orNull(drive.staged)},
+          {"wanted", orNull(drive.wanted)},
+          {"state", outcomeName(drive.state)},
+          {"code", drive.code ? ordered_json(*drive.code) : ordered_json(nullptr)},
+          {"reason", drive.reason.empty() ? ordered_json(nullptr) : ordered_json(drive.reason)},
+          {"identifiedBy",
+           drive.identifiedBy ? ordered_json(nameOf(*drive.identifiedBy)) : ordered_json(nullptr)}};
+}
 
 /// The member of that name; null if the object does not have it.
 const json& member(const json& object, const char* name) {
@@ -20,55 +58,162 @@ const json& member(const json& object, const char* name) {
   return found == object.end() ? kNull : *found;
 }
 
-std::string text(const json& object, const char* name) {
+std::optional<std::string> text(const json& object, const char* name) {
   const json& value = member(object, name);
-  if (value.is_null()) return {};
+  if (value.is_null()) return std::nullopt;
   if (!value.is_string()) throw std::runtime_error(std::string(name) + " is no text");
   return value.get<std::string>();
 }
 
-PciIds readPci(const json& drive) {
+std::optional<std::int32_t> number(const json& object, const char* name) {
+  const json& value = member(object, name);
+  if (value.is_null()) return std::nullopt;
+  if (!value.is_number_integer() || value < INT_MIN || value > INT_MAX)
+    throw std::runtime_error(std::string(name) + " is no number of 32 bits");
+  return value.get<std::int32_t>();
+}
+
+/// The value whose word, by position in `words`, is the text of that name. Null is none, like an empty text.
+template <typename Value, std::size_t Count>
+std::optional<Value> named(const json& object, const char* name,
+                           const std::array<const char*, Count>& words) {
+  const std::optional<std::string> word = text(object, name);
+  if (!word || word->empty()) return std::nullopt;
+  const auto* const found =
+      std::find_if(words.begin(), words.end(), [&word](const char* one) { return *word == one; });
+  if (found == words.end())
+    throw std::runtime_error(std::string(name) + " is " + json(*word).dump() + ", which is none");
+  return static_cast<Value>(found - words.begin());
+}
+
+std::optional<PciIds> readPci(const json& drive) {
   const json& pci = member(drive, "pci");
-  if (pci.is_null()) return {};
+  if (pci.is_null()) return std::nullopt;
   if (!pci.is_object()) throw std::runtime_error("pci is no object");
-  return {.vendor = text(pci, "vendor"),
-          .device = text(pci, "device"),
-          .subVendor = text(pci, "subVendor"),
-          .subDevice = text(pci, "subDevice")};
+  return PciIds{.vendor = text(pci, "vendor").value_or(""),
+                .device = text(pci, "device").value_or(""),
+                .subVendor = text(pci, "subVendor").value_or(""),
+                .subDevice = text(pci, "subDevice").value_or("")};
 }
 
 Outcome readState(const json& drive) {
-  const std::string state = text(drive, "state");
+  const std::string state = text(drive, "state").value_or("");
   if (state.empty()) return Outcome::kListed;
   const std::optional<Outcome> outcome = outcomeNamed(state);
   if (!outcome) throw std::runtime_error("state is " + json(state).dump() + ", which is none");
   return *outcome;
 }
 
-int readCode(const json& drive) {
-  const json& code = member(drive, "code");
-  if (code.is_null()) return 0;
-  if (!code.is_number_integer() || code < INT_MIN || code > INT_MAX)
-    throw std::runtime_error("code is no number of 32 bits");
-  return code.get<int>();
+DriveVerdict readDrive(const json& drive) {
+  if (!drive.is_object()) throw std::runtime_error("it is no object");
+  return {.serial = text(drive, "serial"),
+          .name = text(drive, "name"),
+          .model = text(drive, "model"),
+          .pci = readPci(drive),
+          .address = text(drive, "address"),
+          .before = text(drive, "before"),
+          .after = text(drive, "after"),
+          .staged = text(drive, "staged"),
+          .wanted = text(drive, "wanted"),
+          .state = readState(drive),
+          .code = number(drive, "code"),
+          .reason = text(drive, "reason").value_or(""),
+          .identifiedBy = named<IdentifiedBy>(drive, "identifiedBy", kIdentifications)};
 }
 
-Record readDrive(const json& drive) {
-  if (!drive.is_object()) throw std::runtime_error("it is no object");
-  const std::string name = text(drive, "name");
-  return {.outcome = readState(drive),
-          .pci = readPci(drive),
-          .name = name.empty() ? text(drive, "model") : name,
-          .enumId = text(drive, "serial"),
-          .revision = text(drive, "before"),
-          .newRevision = text(drive, "after"),
-          .messageId = readCode(drive),
-          .message = text(drive, "reason")};
+std::vector<std::string> readReasons(const json& object) {
+  const json& values = member(object, "reasons");
+  if (values.is_null()) return {};
+  if (!values.is_array()) throw std::runtime_error("reasons is no array");
+  std::vector<std::string> reasons;
+  for (const json& value : values) {
+    if (!value.is_string()) throw std::runtime_error("reasons holds something that is no text");
+    reasons.push_back(value.get<std::string>());
+  }
+  return reasons;
+}
+
+std::vector<DriveVerdict> readDrives(const json& values) {
+  std::vector<DriveVerdict> drives;
+  drives.reserve(values.size());
+  for (const json& value : values) {
+    try {
+      drives.push_back(readDrive(value));
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error("drive " + std::to_string(drives.size() + 1) + ": " + error.what());
+    }
+  }
+  return drives;
+}
+
+Verdict read(const json& object) {
+  return {.run = text(object, "run"),
+          .outcome = named<RunOutcome>(object, "outcome", kOutcomes).value_or(RunOutcome::kUndecided),
+          .exitStatus = number(object, "exitStatus").value_or(0),
+          .reasons = readReasons(object),
+          .bootId = text(object, "bootId"),
+          .drives = readDrives(member(object, "drives"))};
+}
+
+Record toRecord(DriveVerdict drive) {
+  const bool isNamed = drive.name && !drive.name->empty();
+  return {.outcome = drive.state,
+          .pci = std::move(drive.pci).value_or(PciIds{}),
+          .name = std::move(isNamed ? drive.name : drive.model).value_or(""),
+          .enumId = std::move(drive.serial).value_or(""),
+          .revision = std::move(drive.before).value_or(""),
+          .newRevision = std::move(drive.after).value_or(""),
+          .messageId = drive.code.value_or(0),
+          .message = std::move(drive.reason)};
 }
 
 }  // namespace
 
-Reading readVerdict(const std::string& content) {
+const char* nameOf(IdentifiedBy how) {
+  return kIdentifications.at(static_cast<std::size_t>(how));
+}
+
+const char* nameOf(RunOutcome outcome) {
+  return kOutcomes.at(static_cast<std::size_t>(outcome));
+}
+
+void conclude(Verdict& verdict) {
+  const auto& drives = verdict.drives;
+  const auto isRefused = [](const DriveVerdict& drive) {
+    return drive.state == Outcome::kRefused || drive.state == Outcome::kUnhealthy;
+  };
+  const auto isGood = [](const DriveVerdict& drive) { return severityOf(drive.state) == Severity::kGood; };
+  const auto isBad = [](const DriveVerdict& drive) { return isFailure(drive.state); };
+  const auto set = [&verdict](RunOutcome outcome, int status) {
+    verdict.outcome = outcome;
+    verdict.exitStatus = status;
+  };
+  if (std::any_of(drives.begin(), drives.end(), isBad)) {
+    set(RunOutcome::kFailed, 1);
+  } else if (std::any_of(drives.begin(), drives.end(), isRefused)) {
+    set(RunOutcome::kRefused, 4);
+  } else if (!drives.empty() && std::all_of(drives.begin(), drives.end(), isGood)) {
+    set(RunOutcome::kDone, 0);
+  } else {
+    set(RunOutcome::kUndecided, 3);
+  }
+}
+
+std::string toJson(const Verdict& verdict) {
+  ordered_json drives = ordered_json::array();
+  for (const DriveVerdict& drive : verdict.drives) drives.push_back(driveJson(drive));
+  const ordered_json json{{"format", kFormat},
+                          {"version", kVersion},
+                          {"run", orNull(verdict.run)},
+                          {"outcome", nameOf(verdict.outcome)},
+                          {"exitStatus", verdict.exitStatus},
+                          {"reasons", verdict.reasons},
+                          {"bootId", orNull(verdict.bootId)},
+                          {"drives", std::move(drives)}};
+  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+}
+
+VerdictReading readVerdict(const std::string& content) {
   json verdict;
   try {
     verdict = json::parse(content);
@@ -82,16 +227,18 @@ Reading readVerdict(const std::string& content) {
   if (member(verdict, "version") != kVersion)
     return {.problem =
                 "is not a verdict of version " + std::to_string(kVersion) + ", the only one that is known"};
-
-  Document document{.kind = DocumentKind::kVerdict};
-  for (const json& drive : verdict["drives"]) {
-    try {
-      document.records.push_back(readDrive(drive));
-    } catch (const std::exception& error) {
-      return {.problem = "drive " + std::to_string(document.records.size() + 1) + ": " + error.what()};
-    }
+  try {
+    return {.verdict = read(verdict)};
+  } catch (const std::runtime_error& error) {
+    return {.problem = error.what()};
   }
-  return {.document = std::move(document)};
+}
+
+Document toDocument(Verdict verdict) {
+  Document document{.kind = DocumentKind::kVerdict};
+  document.records.reserve(verdict.drives.size());
+  for (DriveVerdict& drive : verdict.drives) document.records.push_back(toRecord(std::move(drive)));
+  return document;
 }
 
 }  // namespace tool

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "DocumentReader.h"
+
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -40,13 +42,65 @@ TEST(Verdict, KnowsEveryStateByItsWord) {
   for (const tool::Outcome outcome : tool::allOutcomes()) {
     const std::string word = tool::outcomeName(outcome);
     EXPECT_EQ(tool::outcomeNamed(word), outcome) << word;
-    const tool::Reading reading = tool::readVerdict(verdict(R"({"state": ")" + word + R"("})"));
+    const tool::Reading reading = tool::readDocument(verdict(R"({"state": ")" + word + R"("})"));
     ASSERT_TRUE(reading.document.has_value()) << word;
     EXPECT_EQ(reading.document->records.at(0).outcome, outcome);
   }
   EXPECT_EQ(tool::outcomeNamed("fine"), std::nullopt);
   EXPECT_TRUE(tool::isFailure(tool::Outcome::kStale));
   EXPECT_FALSE(tool::isFailure(tool::Outcome::kUndecided));
+}
+
+TEST(Verdict, ReadsBackWhatItWrites) {
+  const tool::DriveVerdict full{.serial = "S1",
+                                .name = "One",
+                                .model = "M",
+                                .pci = tool::PciIds{"f101", "a801", "f1a0", "1"},
+                                .address = "41:02.0",
+                                .before = "R1",
+                                .after = "R1",
+                                .staged = "R2",
+                                .wanted = "R2",
+                                .state = tool::Outcome::kStaged,
+                                .code = -16,
+                                .reason = "waits \"for\" a reset",
+                                .identifiedBy = tool::IdentifiedBy::kOrder};
+  const tool::Verdict verdict{.run = "7",
+                              .outcome = tool::RunOutcome::kRefused,
+                              .exitStatus = 4,
+                              .reasons = {"one", "two"},
+                              .bootId = "b",
+                              .drives = {full, {}}};
+  const tool::VerdictReading reading = tool::readVerdict(tool::toJson(verdict));
+  ASSERT_TRUE(reading.verdict.has_value()) << reading.problem;
+  EXPECT_EQ(*reading.verdict, verdict);
+}
+
+TEST(Verdict, WritesBytesThatAreNoTextAsReplacements) {
+  const tool::Verdict odd{.drives = {{.serial = "A\xFF"}}};
+  const tool::VerdictReading reading = tool::readVerdict(tool::toJson(odd));
+  ASSERT_TRUE(reading.verdict.has_value()) << reading.problem;
+  EXPECT_EQ(reading.verdict->drives[0].serial, "A\uFFFD");
+}
+
+TEST(Verdict, ComesToTheWorstOfItsStates) {
+  using enum tool::Outcome;
+  const std::pair<std::vector<tool::Outcome>, int> kCases[] = {{{kUpdated, kStaged, kCurrent}, 0},
+                                                               {{}, 3},
+                                                               {{kUpdated, kUnchanged}, 3},
+                                                               {{kUntouched}, 3},
+                                                               {{kUndecided, kFailed}, 1},
+                                                               {{kUpdated, kMissing}, 1},
+                                                               {{kStale, kRefused}, 1},
+                                                               {{kUpdated, kRefused}, 4},
+                                                               {{kUnhealthy, kUndecided}, 4}};
+  for (const auto& [states, status] : kCases) {
+    tool::Verdict verdict;
+    for (const tool::Outcome state : states) verdict.drives.push_back({.state = state});
+    conclude(verdict);
+    EXPECT_EQ(verdict.exitStatus, status) << tool::toJson(verdict);
+    EXPECT_EQ(verdict.outcome == tool::RunOutcome::kDone, status == 0);
+  }
 }
 
 struct Bad {
@@ -67,6 +121,10 @@ const Bad kBad[] = {
     {verdict(R"({"pci": {"vendor": 1}})"), "drive 1: vendor is no text"},
     {verdict(R"({"code": 99999999999})"), "drive 1: code is no number"},
     {verdict(R"({"code": 1.5})"), "drive 1: code is no number"},
+    {verdict(R"({"identifiedBy": "luck"})"), "drive 1: identifiedBy is \"luck\", which is none"},
+    {R"({"version": 1, "drives": [], "outcome": "fine"})", "outcome is \"fine\", which is none"},
+    {R"({"version": 1, "drives": [], "reasons": {}})", "reasons is no array"},
+    {R"({"version": 1, "drives": [], "reasons": [1]})", "reasons holds something"},
 };
 
 TEST(Verdict, SaysWhatIsWrongWithIt) {
