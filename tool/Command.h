@@ -24,7 +24,9 @@ using Action = std::function<int()>;
 /// what it does. Both must outlive the parsing.
 void addCheckCommand(CLI::App& app, Action& action);
 void addInitCommand(CLI::App& app, Action& action);
+void addLogCommand(CLI::App& app, Action& action);
 void addReportCommand(CLI::App& app, Action& action);
 void addShowCommand(CLI::App& app, Action& action);
+void addVerifyCommand(CLI::App& app, Action& action);
 
 }  // namespace tool

@@ -17,9 +17,9 @@ _nvmepcissd_tool() {
     help=$(sed -nE "s/^  (-[^ ,]*,)?$prev [A-Z]*:\{([^}]*)\}.*/\2/p" <<<"$help" | tr , '\n')
     if [[ -z $help ]]; then
       case ${words[1]}:$prev in
-        *:-o | *:--output) _filedir ;;
+        *:-o | *:--output | *:--log) _filedir ;;
         check:* | init:*) _filedir -d ;;
-        show:* | report:*) _filedir '@(xml|json)' ;;
+        show:* | report:* | verify:*) _filedir '@(xml|json)' ;;
         *) _filedir ;;
       esac
       return

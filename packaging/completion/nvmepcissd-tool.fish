@@ -23,11 +23,11 @@ function __nvmepcissd_tool_arguments
         sed -nE "s/^  (-[^ ,]*,)?$words[-1] [A-Z]*:\{([^}]*)\}.*/\2/p" | string split ,)
     if test (count $values) -gt 0
         string join \n $values
-    else if contains -- $words[-1] -o --output
+    else if contains -- $words[-1] -o --output --log
         __fish_complete_path (commandline -ct)
     else if contains -- $words[2] check init
         __fish_complete_directories (commandline -ct)
-    else if contains -- $words[2] show report
+    else if contains -- $words[2] show report verify
         __fish_complete_path (commandline -ct) | string match -r '^[^\t]*(?:/|\.xml|\.json)(?:\t.*)?$'
     else
         __fish_complete_path (commandline -ct)

@@ -70,6 +70,8 @@ expect "folder" check ""
 expect "folder inventory.xml update.xml verdict.json" show ""
 expect "inventory.xml" show update.xml inv
 expect "folder inventory.xml notes.txt page.html update.xml verdict.json" report inventory.xml -o ""
+expect "folder inventory.xml update.xml verdict.json" verify inventory.xml ""
+expect "folder inventory.xml notes.txt page.html update.xml verdict.json" verify inventory.xml update.xml --log ""
 
 # And in an interactive zsh, where there is a terminal for it.
 zsh -f -c 'zmodload zsh/zpty && zpty probe true' 2>/dev/null || { echo "SKIPPED: zsh in a terminal, there is none"; exit 0; }

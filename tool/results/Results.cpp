@@ -3,48 +3,19 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
 #include <unordered_map>
 
 #include "DocumentReader.h"
+#include "FileContent.h"
 
 namespace tool {
 
 namespace {
 
 constexpr std::string_view kStandardInput = "-";
-
-struct Closer {
-  void operator()(std::FILE* file) const {
-    if (file != stdin) static_cast<void>(std::fclose(file));
-  }
-};
-
-/// All bytes of a file, a pipe or standard input. Throws std::system_error when it cannot be read to its end
-/// or has no end in sight.
-std::string contentOf(const std::string& source) {
-  // A device such as /dev/zero never ends.
-  constexpr std::size_t kMost = std::size_t{1} << 30U;
-  const std::unique_ptr<std::FILE, Closer> file(source == kStandardInput ? stdin
-                                                                         : std::fopen(source.c_str(), "re"));
-  std::string content;
-  std::array<char, 65536> buffer{};
-  while (file != nullptr && content.size() < kMost) {
-    const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file.get());
-    content.append(buffer.data(), count);
-    // A short count is the end or an error.
-    if (count == buffer.size()) continue;
-    if (std::ferror(file.get()) == 0) return content;
-    break;
-  }
-  throw std::system_error(content.size() < kMost ? errno : EFBIG, std::generic_category());
-}
 
 Reading readSource(const std::string& source) {
   try {
