@@ -10,15 +10,15 @@ cd "$(dirname "$0")/.."
 
 # The words that a target's inputs are made of, in tests/fuzz/dictionaries/, and how long an input may be, in bytes.
 declare -A words=([descriptor]=xml [discovery]=discovery [extract]=xml [inventory]=xml [plugins]=xml [cli]=cli
-  [supported]=xml [results]=xml)
-declare -A longest=([identity]=4608 [elf]=4096)
+  [supported]=xml [results]=xml [log]=log)
+declare -A longest=([identity]=4608 [elf]=4096 [log]=8192)
 
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [target ...]}
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || { echo "fuzz.sh: no number of seconds: $seconds" >&2; exit 2; }
 shift
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli update identity sysfs uses
-  supported results salvage elf script)
+  supported results salvage elf script log verdict)
 
 scripts/install-packages.sh fuzz
 cmake --preset fuzz >/dev/null
