@@ -25,6 +25,7 @@ using Action = std::function<int()>;
 void addCheckCommand(CLI::App& app, Action& action);
 void addInitCommand(CLI::App& app, Action& action);
 void addLogCommand(CLI::App& app, Action& action);
+void addMetricsCommand(CLI::App& app, Action& action);
 void addReportCommand(CLI::App& app, Action& action);
 void addShowCommand(CLI::App& app, Action& action);
 void addVerifyCommand(CLI::App& app, Action& action);

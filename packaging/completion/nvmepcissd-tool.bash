@@ -19,6 +19,7 @@ _nvmepcissd_tool() {
       case ${words[1]}:$prev in
         *:-o | *:--output | *:--log) _filedir ;;
         check:* | init:*) _filedir -d ;;
+        metrics:*) ;;
         show:* | report:* | verify:*) _filedir '@(xml|json)' ;;
         *) _filedir ;;
       esac

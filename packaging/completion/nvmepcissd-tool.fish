@@ -27,6 +27,8 @@ function __nvmepcissd_tool_arguments
         __fish_complete_path (commandline -ct)
     else if contains -- $words[2] check init
         __fish_complete_directories (commandline -ct)
+    else if contains -- $words[2] metrics
+        return
     else if contains -- $words[2] show report verify
         __fish_complete_path (commandline -ct) | string match -r '^[^\t]*(?:/|\.xml|\.json)(?:\t.*)?$'
     else

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -80,6 +81,25 @@ void writeAtomically(const std::filesystem::path& path, std::string_view content
     file.setMode(status.st_mode & 0777U);
   file.write(content);
   file.moveTo(target, existing);
+}
+
+std::string replaceOwnFile(const std::filesystem::path& path, std::string_view content,
+                           std::string_view start) {
+  namespace fs = std::filesystem;
+  try {
+    const fs::file_status status = fs::status(path);
+    const bool isThere = fs::exists(status);
+    if (isThere) {
+      if (!fs::is_regular_file(status)) return "is no regular file; -o - writes to standard output";
+      std::string found(start.size(), '\0');
+      std::ifstream(path, std::ios::binary).read(found.data(), static_cast<std::streamsize>(found.size()));
+      if (found != start) return "exists and was not written by this program";
+    }
+    writeAtomically(path, content, isThere ? Existing::kReplace : Existing::kKeep);
+    return {};
+  } catch (const std::system_error& error) {
+    return error.code().message();
+  }
 }
 
 }  // namespace tool

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace tool {
@@ -15,5 +16,11 @@ enum class Existing {
 /// content is on the disk before the file gets its name. A symbolic link is followed. On failure throws
 /// std::system_error and leaves no temporary file behind.
 void writeAtomically(const std::filesystem::path& path, std::string_view content, Existing existing);
+
+/// Writes a file of this program's own with `writeAtomically`. A file that is there already is replaced only
+/// if it is a regular one that begins with `start`, as `content` does. Returns why it was not written, for a
+/// person; empty when it was.
+std::string replaceOwnFile(const std::filesystem::path& path, std::string_view content,
+                           std::string_view start);
 
 }  // namespace tool

@@ -1,11 +1,8 @@
 #include <CLI/CLI.hpp>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "AtomicFile.h"
@@ -25,37 +22,19 @@ struct Options {
   std::string page;
 };
 
-/// Why the page must not be written to `path`; empty when it may.
-std::string refusal(const std::string& path, const Results& results) {
-  namespace fs = std::filesystem;
-  const fs::file_status status = fs::status(path);
-  // A slip such as `report -o *.xml` must not cost a document.
-  if (isAmong(results, path)) return "is one of the documents";
-  if (!fs::exists(status)) return {};
-  if (!fs::is_regular_file(status)) return "is no regular file; -o - writes to standard output";
-  std::string start(kReportStart.size(), '\0');
-  std::ifstream(path, std::ios::binary).read(start.data(), static_cast<std::streamsize>(start.size()));
-  return start == kReportStart ? "" : "exists and is no page of this program";
-}
-
 int writePage(const std::string& path, const Results& results) {
   if (path == kStandardOutput) {
     writeReport(std::cout, results);
     return kClean;
   }
-  std::string problem = refusal(path, results);
-  if (problem.empty()) {
-    // Complete before the file is touched.
-    std::ostringstream page;
+  std::ostringstream page;
+  // A slip such as `report -o *.xml` must not cost a document.
+  std::string problem = "is one of the documents";
+  if (!isAmong(results, path)) {
     writeReport(page, results);
-    try {
-      writeAtomically(path, page.view(),
-                      std::filesystem::exists(path) ? Existing::kReplace : Existing::kKeep);
-      return kClean;
-    } catch (const std::system_error& error) {
-      problem = error.code().message();
-    }
+    problem = replaceOwnFile(path, page.view(), kReportStart);
   }
+  if (problem.empty()) return kClean;
   std::cerr << forTerminal(path) << ": cannot be written: " << problem << '\n';
   return kFindings;
 }

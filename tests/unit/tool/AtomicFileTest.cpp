@@ -56,4 +56,17 @@ TEST_F(AtomicFile, FollowsALink) {
   EXPECT_EQ(readFile("folder/page"), "new");
 }
 
+TEST_F(AtomicFile, ReplacesFilesOfThisProgramOnly) {
+  EXPECT_EQ(tool::replaceOwnFile("page", "mark one", "mark"), "");
+  EXPECT_EQ(tool::replaceOwnFile("page", "mark two", "mark"), "");
+  EXPECT_EQ(readFile("page"), "mark two");
+  writeFile("other", "mar");
+  EXPECT_EQ(tool::replaceOwnFile("other", "mark", "mark"), "exists and was not written by this program");
+  EXPECT_EQ(readFile("other"), "mar");
+  std::filesystem::create_directory("folder");
+  EXPECT_EQ(tool::replaceOwnFile("folder", "mark", "mark"),
+            "is no regular file; -o - writes to standard output");
+  EXPECT_EQ(tool::replaceOwnFile("missing/page", "mark", "mark"), "No such file or directory");
+}
+
 }  // namespace
