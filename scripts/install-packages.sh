@@ -28,6 +28,7 @@ bench-tables bench strace
 bench-growth bench gnuplot-nox
 bench-large  bench time
 bench-documents bench gnuplot-nox libxml2-utils
+arm64        release g++-aarch64-linux-gnu qemu-user-static
 vm           tests meson pkg-config libglib2.0-dev libpixman-1-dev libfdt-dev dpkg-dev
 '
 

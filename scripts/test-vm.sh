@@ -70,7 +70,8 @@ build_programs() {
   } >"$vm/build.log" 2>&1 || { cat "$vm/build.log"; exit 1; }
 }
 
-[ "$(uname -m)" = x86_64 ] || impossible "this needs an x86_64 machine"
+[ "$(uname -m)" = x86_64 ] ||
+  impossible "this needs an x86-64 machine, and this one is $(uname -m); tests/vm/README.md says why"
 for tool in apt-get apt-cache dpkg; do
   command -v $tool >/dev/null || impossible "this needs a Debian machine's packages; there is no $tool"
 done
