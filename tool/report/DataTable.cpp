@@ -49,9 +49,11 @@ Dictionary dictionaryOf(const std::vector<std::string>& texts) {
   // Sorted here, where the natural order is: the script sorts rows by these numbers alone.
   std::vector<std::size_t> order(dictionary.texts.size());
   for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-  std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+  const auto isBefore = [&](std::size_t left, std::size_t right) {
     return naturallyLess(*dictionary.texts[left], *dictionary.texts[right]);
-  });
+  };
+  // Rows come by server and place: some columns, of many different texts, are in order already.
+  if (!std::is_sorted(order.begin(), order.end(), isBefore)) std::sort(order.begin(), order.end(), isBefore);
   std::vector<std::size_t> ranks(order.size());
   std::vector<const std::string*> sorted;
   for (const std::size_t place : order) {

@@ -34,6 +34,7 @@ std::string folderOf(const ResultFile& file) {
 
 /// Sorts the documents of one server, oldest first.
 void sortByAge(std::vector<const ResultFile*>& documents) {
+  if (documents.size() < 2) return;  // of most servers; paths are dear
   struct Age {
     Time folder;
     std::string path;  // keeps folders of the same time apart
@@ -90,6 +91,7 @@ void fillGaps(std::vector<std::string>& identities, const std::vector<std::strin
 std::vector<std::vector<std::string>> identitiesOf(const std::vector<const ResultFile*>& documents) {
   std::vector<std::vector<std::string>> all;
   for (const ResultFile* file : documents) all.push_back(identitiesOf(file->document));
+  if (all.size() < 2) return all;
   // Gaps are filled from what a document says, never from what was filled in there.
   const std::vector<std::vector<std::string>> told = all;
   for (std::size_t i = 0; i < all.size(); ++i) {
