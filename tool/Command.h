@@ -23,9 +23,11 @@ using Action = std::function<int()>;
 /// Each adds one subcommand to the command line of `app`. When the user chooses it, parsing sets `action` to
 /// what it does. Both must outlive the parsing.
 void addCheckCommand(CLI::App& app, Action& action);
+void addDrivesCommand(CLI::App& app, Action& action);
 void addInitCommand(CLI::App& app, Action& action);
 void addLogCommand(CLI::App& app, Action& action);
 void addMetricsCommand(CLI::App& app, Action& action);
+void addPlanCommand(CLI::App& app, Action& action);
 void addReportCommand(CLI::App& app, Action& action);
 void addShowCommand(CLI::App& app, Action& action);
 void addVerifyCommand(CLI::App& app, Action& action);

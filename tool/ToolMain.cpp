@@ -31,7 +31,8 @@ int run(int argc, char** argv) {
   tool::Action action;
   for (const auto addCommand :
        {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand, tool::addReportCommand,
-        tool::addVerifyCommand, tool::addLogCommand, tool::addMetricsCommand})
+        tool::addVerifyCommand, tool::addLogCommand, tool::addMetricsCommand, tool::addDrivesCommand,
+        tool::addPlanCommand})
     addCommand(app, action);
 
   app.failure_message(explain);

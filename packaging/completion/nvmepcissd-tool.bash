@@ -17,8 +17,8 @@ _nvmepcissd_tool() {
     help=$(sed -nE "s/^  (-[^ ,]*,)?$prev [A-Z]*:\{([^}]*)\}.*/\2/p" <<<"$help" | tr , '\n')
     if [[ -z $help ]]; then
       case ${words[1]}:$prev in
-        *:-o | *:--output | *:--log) _filedir ;;
-        check:* | init:*) _filedir -d ;;
+        *:-o | *:--output | *:--log | *:--policy) _filedir ;;
+        check:* | drives:* | init:* | plan:*) _filedir -d ;;
         metrics:*) ;;
         show:* | report:* | verify:*) _filedir '@(xml|json)' ;;
         *) _filedir ;;

@@ -23,9 +23,9 @@ function __nvmepcissd_tool_arguments
         sed -nE "s/^  (-[^ ,]*,)?$words[-1] [A-Z]*:\{([^}]*)\}.*/\2/p" | string split ,)
     if test (count $values) -gt 0
         string join \n $values
-    else if contains -- $words[-1] -o --output --log
+    else if contains -- $words[-1] -o --output --log --policy
         __fish_complete_path (commandline -ct)
-    else if contains -- $words[2] check init
+    else if contains -- $words[2] check drives init plan
         __fish_complete_directories (commandline -ct)
     else if contains -- $words[2] metrics
         return

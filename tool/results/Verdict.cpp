@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
+
+#include "VerdictJson.h"
 
 namespace tool {
 
@@ -44,7 +45,8 @@ ordered_json driveJson(const DriveVerdict& drive) {
           {"after", orNull(drive.after)},
           {"staged", orNull(drive.staged)},
           {"wanted", orNull(drive.wanted)},
-          {"state", outcomeName(drive.state)},
+          {"state",
+           drive.state == Outcome::kListed ? ordered_json(nullptr) : ordered_json(outcomeName(drive.state))},
           {"code", drive.code ? ordered_json(*drive.code) : ordered_json(nullptr)},
           {"reason", drive.reason.empty() ? ordered_json(nullptr) : ordered_json(drive.reason)},
           {"identifiedBy",
@@ -199,18 +201,25 @@ void conclude(Verdict& verdict) {
   }
 }
 
-std::string toJson(const Verdict& verdict) {
+ordered_json jsonOf(const Verdict& verdict) {
   ordered_json drives = ordered_json::array();
   for (const DriveVerdict& drive : verdict.drives) drives.push_back(driveJson(drive));
-  const ordered_json json{{"format", kFormat},
-                          {"version", kVersion},
-                          {"run", orNull(verdict.run)},
-                          {"outcome", nameOf(verdict.outcome)},
-                          {"exitStatus", verdict.exitStatus},
-                          {"reasons", verdict.reasons},
-                          {"bootId", orNull(verdict.bootId)},
-                          {"drives", std::move(drives)}};
+  return {{"format", kFormat},
+          {"version", kVersion},
+          {"run", orNull(verdict.run)},
+          {"outcome", nameOf(verdict.outcome)},
+          {"exitStatus", verdict.exitStatus},
+          {"reasons", verdict.reasons},
+          {"bootId", orNull(verdict.bootId)},
+          {"drives", std::move(drives)}};
+}
+
+std::string textOf(const ordered_json& json) {
   return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+}
+
+std::string toJson(const Verdict& verdict) {
+  return textOf(jsonOf(verdict));
 }
 
 VerdictReading readVerdict(const std::string& content) {

@@ -1,11 +1,7 @@
 // `verify` and `log` on what real runs of the component leave, with the simulator's drives.
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -14,41 +10,12 @@
 
 #include "ComponentFolder.h"
 #include "TestSupport.h"
+#include "ToolProcess.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
-
-struct Answer {
-  int status = -1;
-  std::string output;
-};
-
-/// Runs the tool through a shell, with standard error left alone.
-Answer tool(const std::string& arguments) {
-  Answer answer;
-  FILE* const pipe = popen((std::string(TOOL_EXECUTABLE) + " " + arguments).c_str(), "r");
-  if (pipe == nullptr) return answer;
-  std::array<char, 4096> buffer{};
-  for (std::size_t count = 0; (count = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-    answer.output.append(buffer.data(), count);
-  const int status = pclose(pipe);
-  answer.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return answer;
-}
-
-/// The answer's JSON, held against its schema and the process's exit status.
-Json verdictOf(const Answer& answer) {
-  const ScratchFolder folder;
-  writeFile(folder / "verdict.json", answer.output);
-  const std::string validation =
-      "/usr/bin/python3 -m jsonschema -i " + (folder / "verdict.json").string() + " " + VERDICT_SCHEMA;
-  EXPECT_EQ(std::system(validation.c_str()), 0) << answer.output;
-  Json json = Json::parse(answer.output, nullptr, false);
-  EXPECT_EQ(json.value("exitStatus", -1), answer.status);
-  return json;
-}
 
 /// A component folder in which inventories and updates leave their documents and the update's log.
 class Verify : public testing::Test {

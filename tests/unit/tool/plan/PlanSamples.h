@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "DriveFacts.h"
+#include "Plan.h"
 
 namespace tool {
 
@@ -43,6 +43,14 @@ inline nvme_linux::DriveUse mountedOn(const DriveFacts& drive, const std::string
                            .redundantThrough = array};
   if (!array.empty()) use.layers.push_back(array);
   return use;
+}
+
+/// The state of each drive, as "flash refused".
+inline std::string states(const Plan& plan) {
+  std::string words;
+  for (const DriveVerdict& drive : plan.verdict.drives)
+    words += (words.empty() ? "" : " ") + std::string(outcomeName(drive.state));
+  return words;
 }
 
 }  // namespace tool

@@ -1,0 +1,67 @@
+#include "PolicyOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <limits>
+
+#include "FileContent.h"
+#include "Identity.h"
+
+namespace tool {
+
+namespace {
+
+// For CLI11: an empty text when the value is one.
+
+std::string complaintAboutRevision(const std::string& text) {
+  return parseRevision(text) ? "" : "\"" + text + "\" is no revision of one to eight characters";
+}
+
+std::string complaintAboutSha256(const std::string& text) {
+  return parseSha256(text) ? "" : "\"" + text + "\" is no checksum of 64 hexadecimal digits";
+}
+
+std::string complaintAboutSerial(const std::string& text) {
+  return nvme_linux::trimmed(text).empty() ? "a serial number is empty" : "";
+}
+
+}  // namespace
+
+void addPolicyOptions(CLI::App& command, PolicyOptions& options) {
+  CLI::Option* const file = command.add_option("--policy", options.file, "Policy file, - for standard input");
+  const auto addOption = [&](const char* name, auto& value, const char* what) {
+    return command.add_option(name, value, what)->excludes(file)->allow_extra_args(false);
+  };
+  addOption("--to", options.to, "Revision that the drives are to run")
+      ->type_name("REVISION")
+      ->check(complaintAboutRevision);
+  addOption("--from", options.from, "Flash only drives that run this revision; may be repeated")
+      ->type_name("REVISION")
+      ->check(complaintAboutRevision);
+  addOption("--payload-sha256", options.sha256, "Checksum that the payload must have")
+      ->type_name("SHA256")
+      ->check(complaintAboutSha256);
+  addOption("--expect-drives", options.expectDrives, "How many drives there must be")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{std::numeric_limits<std::uint32_t>::max()}));
+  addOption("--in-use", options.inUse, "What becomes of drives in use: refuse, redundant (default) or allow")
+      ->type_name("RULE")
+      ->check(CLI::IsMember({"refuse", "redundant", "allow"}));
+  addOption("--serial", options.serials, "Flash only this drive; may be repeated")
+      ->type_name("SERIAL")
+      ->check(complaintAboutSerial);
+}
+
+Policy policyOf(const PolicyOptions& options) {
+  if (!options.file.empty()) return parsePolicy(contentOf(options.file), options.file);
+  Policy policy;
+  PolicyRule& rule = policy.rules.at(0);
+  rule.to = parseRevision(options.to);
+  for (const std::string& revision : options.from) rule.from.insert(nvme_linux::trimmed(revision));
+  rule.sha256 = parseSha256(options.sha256);
+  policy.expectDrives = options.expectDrives;
+  policy.inUse = parseInUse(options.inUse).value_or(policy.inUse);
+  for (const std::string& serial : options.serials) policy.serials.insert(nvme_linux::trimmed(serial));
+  return policy;
+}
+
+}  // namespace tool

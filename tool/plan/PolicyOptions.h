@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Policy.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+/// A policy on the command line: the name of a file, or what stands for one.
+struct PolicyOptions {
+  std::string file{};
+  std::string to{};
+  std::vector<std::string> from{};
+  std::string sha256{};
+  std::optional<std::size_t> expectDrives{};
+  std::string inUse{};
+  std::vector<std::string> serials{};
+};
+
+/// Adds --policy and the options that stand in its place; both together are wrong usage, and so is a value
+/// that cannot be one. `options` must outlive the parsing.
+void addPolicyOptions(CLI::App& command, PolicyOptions& options);
+
+/// The policy of options that were parsed. Throws FileError for a policy file that is not as it should be,
+/// and std::system_error for one that cannot be read.
+Policy policyOf(const PolicyOptions& options);
+
+}  // namespace tool
