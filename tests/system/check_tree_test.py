@@ -44,11 +44,11 @@ class CheckTree(unittest.TestCase):
         self.assertEqual(self.check("functions"), [], text)
 
     def test_too_many_files(self):
-        for number in range(639):
+        for number in range(699):
             self.write(f"file{number}", "")
         self.assertEqual(self.check("files"), [])
         self.write("one-more", "")
-        self.assertEqual(self.check("files"), ["640 tracked files; fewer than 640 are allowed"])
+        self.assertEqual(self.check("files"), ["700 tracked files; fewer than 700 are allowed"])
 
     def test_only_tracked_files_count(self):
         subprocess.run(["git", "init", "-q", self.root], check=True)
