@@ -29,10 +29,9 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "nvmepcissd-tool " TOOL_VERSION);
   app.require_subcommand(1);
   tool::Action action;
-  for (const auto addCommand :
-       {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand, tool::addReportCommand,
-        tool::addVerifyCommand, tool::addLogCommand, tool::addMetricsCommand, tool::addDrivesCommand,
-        tool::addPlanCommand})
+  for (const auto addCommand : {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand,
+                                tool::addReportCommand, tool::addVerifyCommand, tool::addLogCommand,
+                                tool::addMetricsCommand, tool::addDrivesCommand, tool::addPlanCommand})
     addCommand(app, action);
 
   app.failure_message(explain);

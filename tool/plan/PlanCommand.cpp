@@ -7,10 +7,10 @@
 #include <system_error>
 #include <vector>
 
-#include "Checks.h"
 #include "Command.h"
 #include "DriveFacts.h"
 #include "DriveJson.h"
+#include "ElfFile.h"
 #include "LocatedJson.h"
 #include "Plan.h"
 #include "PlanInventory.h"
@@ -44,7 +44,7 @@ int plan(const Options& options, const Policy& policy) {
                           .kernel = kernel.drives,
                           .policy = policy,
                           .payload = readPayload(folder),
-                          .obeysList = Package(folder).hasOwnLibrary()});
+                          .obeysList = readElf(folder / "libnvme.so").origin == "nvme_linux"});
   std::vector<std::string>& reasons = plan.verdict.reasons;
   reasons.insert(reasons.begin(), inventory.problems.begin(), inventory.problems.end());
   show(plan, options.json);
