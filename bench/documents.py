@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Measures `nvmepcissd-tool show` and `report` as ratios to libxml2, which parses the same bytes (xmllint).
+"""Measures `nvmepcissd-tool show`, `report` and `verify` as ratios to libxml2, which parses the same bytes (xmllint).
 
   documents.py BUILD FILE.tsv
 
-100,000 records in one document and in 10,000: fails above the limit. Then instructions against records, in one
+100,000 records in one document and in 10,000, and the update of 100,000 drives: fails above the limit. Then instructions against records, in one
 document of 1,000 to 64,000, as lines of "records<tab>show<tab>report<tab>xmllint" in FILE.tsv. Instructions are
 callgrind's.
 """
@@ -22,6 +22,12 @@ GROWTH = [1000 * 4 ** k for k in range(4)]
 DEVICE = ('<Device  vendorID="f101" deviceID="a80{model}" subVendorID="f1a0" subDeviceID="1001"  '
           'display="Sample NVMe SSD model {model} 2.5in" enum = "Serial Number: SIM{number:09}" >'
           '<Application componentType="FRMW"  version="SMP1010{revision}"  display=""/></Device>')
+
+UPDATED = ('<Device  vendorID="f101" deviceID="a80{model}" subVendorID="f1a0" subDeviceID="1001" '
+           'display="Sample NVMe SSD model {model} 2.5in" enum = "Serial Number: SIM{number:09}" >'
+           '<Application componentType="FRMW" version="SMP10100" display="" ><SPStatus result = "true" >'
+           '<Message id="0" >Success</Message></SPStatus></Application></Device>')
+FAILED = '<SPStatus result = "false" ><Message id="0" >ERROR: Failed to Update Firmware</Message></SPStatus>'
 
 
 class Documents(Folder):
@@ -46,8 +52,36 @@ class Documents(Folder):
             return list(pool.map(self.instructions, commands))
 
 
+class Update(Folder):
+    """An update between two inventories. Every hundredth drive failed, which `verify` tells by its place."""
+
+    def __init__(self, build, drives):
+        self.stage("nvmepcissd-update-", {"PATH": os.environ["PATH"]})
+        self.tool = str(build / "nvmepcissd-tool")
+        for name, revision in (("before", 0), ("after", 1)):
+            self.write(name, "SVMInventory", (DEVICE.format(model=number % 4, revision=revision, number=number)
+                                              for number in range(drives)))
+        self.write("update", "SVMExecution", (FAILED if number % 100 == 7 else
+                                              UPDATED.format(model=number % 4, number=number)
+                                              for number in range(drives)))
+
+    def write(self, name, root, devices):
+        (self.path / f"{name}.xml").write_text(
+            f'<?xml version="1.0" encoding="UTF-8"?><{root} lang="en">{"".join(devices)}</{root}>')
+
+    def costs(self):
+        """The instructions of verify and xmllint."""
+        files = ["before.xml", "update.xml", "after.xml"]
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            return list(pool.map(self.instructions, [[self.tool, "verify", "--json", *files], ["xmllint", "--noout", *files]],
+                                 [1, 0]))
+
+
 def check(build):
-    failed = False
+    with Update(build, 100000) as folder:
+        verify, libxml2 = folder.costs()
+    print(f"update of 100000: verify {verify:,}, {verify / libxml2:.2f} times libxml2; libxml2 {libxml2:,}", flush=True)
+    failed = verify > LIMIT * libxml2
     for documents, records in CASES:
         with Documents(build, documents, records) as folder:
             show, report, libxml2 = folder.costs()

@@ -73,17 +73,17 @@ class Folder:
     def __exit__(self, *_):
         shutil.rmtree(self.path)
 
-    def run(self, command):
+    def run(self, command, status=0):
         try:
             done = subprocess.run(command, cwd=self.path, env=self.environment, capture_output=True, text=True, check=False)
         except FileNotFoundError:
             sys.exit(f"{command[0]} is missing")
-        if done.returncode != 0:
+        if done.returncode != status:
             sys.exit(f"{' '.join(command)} ended with {done.returncode}:\n{done.stdout}{done.stderr}")
         return done
 
-    def instructions(self, command):
-        output = self.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command]).stderr
+    def instructions(self, command, status=0):
+        output = self.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command], status).stderr
         collected = re.search(r"Collected : (\d+)", output)
         if collected is None:
             sys.exit(f"callgrind counted nothing:\n{output}")
