@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -8,7 +7,6 @@
 #include "Command.h"
 #include "DebugLog.h"
 #include "FileContent.h"
-#include "TerminalText.h"
 #include "VerdictText.h"
 #include "Verification.h"
 
@@ -55,13 +53,7 @@ Verdict verdictOf(const std::string& path) {
 }
 
 int runLog(const Options& options) {
-  const Verdict verdict = verdictOf(options.log);
-  if (options.json) {
-    std::cout << toJson(verdict);
-  } else {
-    writeVerdict(std::cout, verdict, standardOutputTerminal());
-  }
-  return verdict.exitStatus;
+  return answer(verdictOf(options.log), options.json);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iostream>
 #include <map>
 #include <numeric>
 #include <ostream>
@@ -144,6 +145,15 @@ void writeVerdict(std::ostream& out, const Verdict& verdict, const Terminal& ter
   }
   for (const std::string& reason : verdict.reasons) writeWrapped(out, "note: " + reason);
   out << sentence(verdict) << '\n';
+}
+
+int answer(const Verdict& verdict, bool isJson) {
+  if (isJson) {
+    std::cout << toJson(verdict);
+  } else {
+    writeVerdict(std::cout, verdict, standardOutputTerminal());
+  }
+  return verdict.exitStatus;
 }
 
 }  // namespace tool

@@ -14,6 +14,9 @@ namespace tool {
 /// dots.
 void writeVerdict(std::ostream& out, const Verdict& verdict, const Terminal& terminal);
 
+/// Writes the verdict to standard output, as JSON or for a person. Returns its exit status.
+int answer(const Verdict& verdict, bool isJson);
+
 /// What the drives come to: "3 drives: 1 failed, 2 updated."
 std::string sentence(const Verdict& verdict);
 

@@ -100,13 +100,7 @@ int runVerify(const Options& options) {
     std::cerr << "usage: nvmepcissd-tool verify BEFORE UPDATE [AFTER]\n";
     return kUsage;
   }
-  const Verdict verdict = evidence.judge();
-  if (options.json) {
-    std::cout << toJson(verdict);
-  } else {
-    writeVerdict(std::cout, verdict, standardOutputTerminal());
-  }
-  return verdict.exitStatus;
+  return answer(evidence.judge(), options.json);
 }
 
 }  // namespace
