@@ -105,7 +105,8 @@ TEST_F(PlanCommand, GatesRefuseTheWholeRun) {
 TEST_F(PlanCommand, APolicyFileTellsModelsApart) {
   const Json pci = plan("")["drives"][0]["pci"];
   const Json policy{
-      {"models", {{{"pci", pci}, {"to", "SMP90200"}, {"from", {"SMP10101"}}, {"payload", "firmware.bin"}}}},
+      {"models",
+       {{{"pci", pci}, {"to", "SMP90200"}, {"from", {"SMP10101", "SMP10102"}}, {"payload", "firmware.bin"}}}},
       {"expectDrives", 2}};
   EXPECT_EQ(schemaComplaint(policy.dump(), "policy.json"), "");
   const Json json = plan("--policy " + policyFile(policy.dump()));
