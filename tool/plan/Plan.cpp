@@ -68,8 +68,10 @@ class Planner {
       verdict.address = orNothing(facts->address);
     }
     const PolicyRule* const rule = m_input.policy.ruleFor(verdict.pci, verdict.model.value_or(""));
-    if (rule != nullptr) m_rules.insert(rule);
-    if (rule != nullptr) verdict.wanted = rule->to;
+    if (rule != nullptr) {
+      m_rules.insert(rule);
+      verdict.wanted = rule->to;
+    }
     drive.refusal =
         refusalOf({record, match, rule, revision}, m_input.policy, m_input.payload, m_input.obeysList);
     setState(drive, stagedOf(record, facts));
@@ -225,18 +227,18 @@ class Planner {
   }
 
   Plan conclude() {
-    Plan plan{.allowed = std::move(m_allowed)};
+    Plan result{.allowed = std::move(m_allowed)};
     bool isRefused = !m_reasons.empty();
     for (PlannedDrive& drive : m_drives) {
       const Outcome state = drive.verdict.state;
       isRefused = isRefused || state == Outcome::kRefused || state == Outcome::kUnhealthy;
-      plan.verdict.drives.push_back(std::move(drive.verdict));
-      plan.facts.push_back(drive.match.facts);
+      result.verdict.drives.push_back(std::move(drive.verdict));
+      result.facts.push_back(drive.match.facts);
     }
-    plan.verdict.outcome = isRefused ? RunOutcome::kRefused : RunOutcome::kDone;
-    plan.verdict.exitStatus = isRefused ? kRefusedStatus : 0;
-    plan.verdict.reasons = std::move(m_reasons);
-    return plan;
+    result.verdict.outcome = isRefused ? RunOutcome::kRefused : RunOutcome::kDone;
+    result.verdict.exitStatus = isRefused ? kRefusedStatus : 0;
+    result.verdict.reasons = std::move(m_reasons);
+    return result;
   }
 
   static constexpr int kRefusedStatus = 4;

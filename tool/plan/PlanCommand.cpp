@@ -36,7 +36,7 @@ void show(const Plan& plan, bool asJson) {
   }
 }
 
-int plan(const Options& options, const Policy& policy) {
+int planBy(const Policy& policy, const Options& options) {
   const std::filesystem::path folder = std::filesystem::canonical(options.folder);
   const PlanInventory inventory = inventoryForPlan(folder);
   const DriveList kernel = readDriveFacts(folder);
@@ -65,7 +65,7 @@ std::optional<Policy> readPolicy(const PolicyOptions& options) {
 
 int runPlan(const Options& options) {
   const std::optional<Policy> policy = readPolicy(options.policy);
-  return policy ? plan(options, *policy) : kUsage;
+  return policy ? planBy(*policy, options) : kUsage;
 }
 
 }  // namespace
