@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
@@ -65,17 +66,25 @@ bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+/// COLUMNS goes first, as with other programs: a person sets it where the terminal does not know its width.
+std::size_t columnsOfStandardOutput() {
+  const char* const text = std::getenv("COLUMNS");
+  std::size_t columns = 0;
+  if (text != nullptr) std::from_chars(text, text + std::strlen(text), columns);
+  winsize size{};
+  if (columns == 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) columns = size.ws_col;
+  return columns;
+}
+
 }  // namespace
 
 Terminal standardOutputTerminal() {
   if (isatty(STDOUT_FILENO) != 1) return {};
   const char* const kind = std::getenv("TERM");
   const char* const refused = std::getenv("NO_COLOR");
-  winsize size{};
-  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
   return {.colour =
               (refused == nullptr || *refused == '\0') && (kind == nullptr || std::strcmp(kind, "dumb") != 0),
-          .columns = known ? size.ws_col : std::size_t{0}};
+          .columns = columnsOfStandardOutput()};
 }
 
 std::string forTerminal(std::string_view text) {

@@ -15,6 +15,7 @@ struct Terminal {
 };
 
 /// Standard output. Colour is used on a terminal only, and not when NO_COLOR is set or TERM is "dumb".
+/// COLUMNS goes before the width that the terminal tells.
 Terminal standardOutputTerminal();
 
 /// Makes any text safe to print as one line on a terminal: control characters, characters that change the

@@ -45,7 +45,7 @@ class Tool : public testing::Test {
 
   /// What a shell command writes to a terminal.
   static std::string onTerminal(const std::string& command, const std::string& environment = "TERM=xterm") {
-    return run("", environment + " script -qec '" + command + "' /dev/null").output;
+    return run("", "env --unset=COLUMNS " + environment + " script -qec '" + command + "' /dev/null").output;
   }
 
   WorkingFolder m_folder;
@@ -132,6 +132,8 @@ TEST_F(Tool, ShowFitsTheTerminal) {
   EXPECT_THAT(onTerminal("stty cols 120" + show), HasSubstr(" 1  listed   R1"));
   EXPECT_THAT(onTerminal("stty cols 80" + show),
               HasSubstr("...the-better-part-of-a-line-and-more.xml  1  listed"));
+  EXPECT_THAT(onTerminal("stty cols 120; export COLUMNS=80" + show),
+              HasSubstr("...the-better-part-of-a-line"));
   EXPECT_THAT(onTerminal("stty cols 80" + show + "--full"), HasSubstr("a-file-with-a-name-that"));
 }
 
