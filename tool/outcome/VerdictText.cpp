@@ -29,13 +29,13 @@ Row rowOf(const DriveVerdict& drive) {
 }
 
 const char* colourOf(Outcome state) {
-  switch (severityOf(state)) {
-    case Severity::kGood:
+  switch (toneOf(state)) {
+    case Tone::kGood:
       return "\033[32m";
-    case Severity::kBad:
+    case Tone::kBad:
       return "\033[31m";
-    case Severity::kNeutral:
-    case Severity::kWarning:
+    case Tone::kNeutral:
+    case Tone::kWarning:
       break;
   }
   return "\033[33m";

@@ -48,14 +48,14 @@ std::string listText(const std::map<std::string, std::size_t>& counts) {
 }
 
 const char* styleOf(Outcome outcome) {
-  switch (severityOf(outcome)) {
-    case Severity::kGood:
+  switch (toneOf(outcome)) {
+    case Tone::kGood:
       return "good";
-    case Severity::kNeutral:
+    case Tone::kNeutral:
       return "";
-    case Severity::kWarning:
+    case Tone::kWarning:
       return "warning";
-    case Severity::kBad:
+    case Tone::kBad:
       break;
   }
   return "bad";

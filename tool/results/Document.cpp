@@ -8,24 +8,24 @@ namespace {
 
 struct Word {
   const char* name;
-  Severity severity;
+  Tone tone;
 };
 
 /// In the order of the enumeration.
-constexpr std::array<Word, 14> kWords{{{"listed", Severity::kNeutral},
-                                       {"success", Severity::kGood},
-                                       {"failed", Severity::kBad},
-                                       {"updated", Severity::kGood},
-                                       {"staged", Severity::kGood},
-                                       {"current", Severity::kGood},
-                                       {"unchanged", Severity::kWarning},
-                                       {"stale", Severity::kBad},
-                                       {"missing", Severity::kBad},
-                                       {"untouched", Severity::kWarning},
-                                       {"undecided", Severity::kWarning},
-                                       {"flash", Severity::kNeutral},
-                                       {"refused", Severity::kWarning},
-                                       {"unhealthy", Severity::kWarning}}};
+constexpr std::array<Word, 14> kWords{{{"listed", Tone::kNeutral},
+                                       {"success", Tone::kGood},
+                                       {"failed", Tone::kBad},
+                                       {"updated", Tone::kGood},
+                                       {"staged", Tone::kGood},
+                                       {"current", Tone::kGood},
+                                       {"unchanged", Tone::kWarning},
+                                       {"stale", Tone::kBad},
+                                       {"missing", Tone::kBad},
+                                       {"untouched", Tone::kWarning},
+                                       {"undecided", Tone::kWarning},
+                                       {"flash", Tone::kNeutral},
+                                       {"refused", Tone::kWarning},
+                                       {"unhealthy", Tone::kWarning}}};
 
 static_assert(kWords.size() == static_cast<std::size_t>(Outcome::kUnhealthy) + 1);
 
@@ -74,12 +74,12 @@ std::optional<Outcome> outcomeNamed(std::string_view name) {
   return std::nullopt;
 }
 
-Severity severityOf(Outcome outcome) {
-  return kWords.at(static_cast<std::size_t>(outcome)).severity;
+Tone toneOf(Outcome outcome) {
+  return kWords.at(static_cast<std::size_t>(outcome)).tone;
 }
 
 bool isFailure(Outcome outcome) {
-  return severityOf(outcome) == Severity::kBad;
+  return toneOf(outcome) == Tone::kBad;
 }
 
 std::span<const Outcome> allOutcomes() {

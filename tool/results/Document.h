@@ -32,7 +32,7 @@ enum class Outcome {
 };
 
 /// How much an outcome should worry the person who is responsible for the drive.
-enum class Severity { kGood, kNeutral, kWarning, kBad };
+enum class Tone { kGood, kNeutral, kWarning, kBad };
 
 /// PCI ids as the document has them: hexadecimal, without leading zeros. All empty when it has none.
 struct PciIds {
@@ -88,7 +88,7 @@ const char* outcomeName(Outcome outcome);
 /// The outcome that `outcomeName` calls `name`; nothing for any other word.
 std::optional<Outcome> outcomeNamed(std::string_view name);
 
-Severity severityOf(Outcome outcome);
+Tone toneOf(Outcome outcome);
 
 /// True for failed, missing and stale: the drive does not run the firmware that it should.
 bool isFailure(Outcome outcome);

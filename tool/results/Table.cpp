@@ -179,10 +179,10 @@ class Table {
   }
 
   std::string_view colourOf(const Record& record) const {
-    switch (severityOf(record.outcome)) {
-      case Severity::kBad:
+    switch (toneOf(record.outcome)) {
+      case Tone::kBad:
         return kRed;
-      case Severity::kWarning:
+      case Tone::kWarning:
         return kYellow;
       default:
         return {};

@@ -184,7 +184,7 @@ void conclude(Verdict& verdict) {
   const auto isRefused = [](const DriveVerdict& drive) {
     return drive.state == Outcome::kRefused || drive.state == Outcome::kUnhealthy;
   };
-  const auto isGood = [](const DriveVerdict& drive) { return severityOf(drive.state) == Severity::kGood; };
+  const auto isGood = [](const DriveVerdict& drive) { return toneOf(drive.state) == Tone::kGood; };
   const auto isBad = [](const DriveVerdict& drive) { return isFailure(drive.state); };
   const auto set = [&verdict](RunOutcome outcome, int status) {
     verdict.outcome = outcome;
