@@ -411,8 +411,8 @@ void startElement(void* context, const xmlChar* name, const xmlChar* prefix, con
                         attributeList);
   auto* const parser = static_cast<xmlParserCtxt*>(context);
   if (parser->node != nullptr && parser->input != nullptr)
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): libxml2 leaves the member to its users; a number is kept
-    // there
+    // libxml2 leaves this member to its users; a number is kept in it.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     parser->node->_private = reinterpret_cast<void*>(static_cast<std::intptr_t>(parser->input->line));
 }
 
