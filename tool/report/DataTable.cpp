@@ -109,7 +109,7 @@ void DataTable::add(std::vector<std::string> texts, std::string_view style) {
 }
 
 void DataTable::write(std::ostream& out) const {
-  out << "<section class=\"data\" id=\"" << m_id << "\" aria-labelledby=\"" << m_id << "-title\">\n<h2 id=\""
+  out << R"(<section class="data" id=")" << m_id << "\" aria-labelledby=\"" << m_id << "-title\">\n<h2 id=\""
       << m_id << "-title\">" << htmlText(m_title) << "</h2>\n";
   writeControls(out);
   out << "<div class=\"scroll\"><table>\n<colgroup>";
@@ -155,7 +155,7 @@ void DataTable::writeData(std::ostream& out) const {
     writeList(out, dictionary.places, [&out](std::size_t place) { out << place; });
     out << '}';
   };
-  out << "<script type=\"application/json\">{\"columns\":";
+  out << R"(<script type="application/json">{"columns":)";
   writeList(out, m_columns,
             [&](const Column& column) { writeColumn(column.title, dictionaryOf(column.texts)); });
   out << ",\"styles\":";
