@@ -90,6 +90,7 @@ void fillGaps(std::vector<std::string>& identities, const std::vector<std::strin
 
 std::vector<std::vector<std::string>> identitiesOf(const std::vector<const ResultFile*>& documents) {
   std::vector<std::vector<std::string>> all;
+  all.reserve(documents.size());
   for (const ResultFile* file : documents) all.push_back(identitiesOf(file->document));
   if (all.size() < 2) return all;
   // Gaps are filled from what a document says, never from what was filled in there.
@@ -169,6 +170,7 @@ std::vector<Server> serversOf(const Results& results) {
   std::map<std::filesystem::path, std::vector<const ResultFile*>> documents;
   for (const ResultFile& file : results.files) documents[serverPath(file.source)].push_back(&file);
   std::vector<std::filesystem::path> paths;
+  paths.reserve(documents.size());
   for (const auto& [path, files] : documents) paths.push_back(path);
   const std::vector<std::string> names = serverNames(paths, hostName());
 

@@ -274,7 +274,7 @@ void writeReport(std::ostream& out, const Results& results) {
   if (totals.drives == 0) out << "<p class=\"note warning\">There are " << kNoDrives << ".</p>\n";
   writeCharts(out, totals);
   // Only where it matters: most pages have an inventory after the last update.
-  if (totals.before.models.size() > 0) out << "<p class=\"note\">" << kRevisionsBefore << "</p>\n";
+  if (!totals.before.models.empty()) out << "<p class=\"note\">" << kRevisionsBefore << "</p>\n";
   if (const DataTable remarks = remarkTable(results); remarks.rows() > 0) remarks.write(out);
   writeMatrix(out, totals.now, "Models by running revision");
   writeMatrix(out, totals.before, "Models by revision before an update");
