@@ -3,9 +3,9 @@
 
 block_device_of() { echo /dev/$(basename $(folder_of_slot $(slot_of $1))/nvme*n1); }
 
-# start_load FOLDER: writes files and compares them until stop_load
+# start_load FOLDER: writes files and compares them until stop_load; returns once the first is written
 start_load() {
-  rm -f /tmp/stop
+  rm -f /tmp/stop /tmp/load
   (
     number=0
     until [ -e /tmp/stop ]; do
@@ -14,17 +14,20 @@ start_load() {
       cp /tmp/written $1/file$((number % 20)) || echo "file $number cannot be written" >>/tmp/lost
       sync
       cmp /tmp/written $1/file$((number % 20)) || echo "file $number reads otherwise" >>/tmp/lost
+      echo $number >/tmp/load
     done
-    echo $number >/tmp/load
   ) &
   load=$!
+  for second in $(seq 60); do [ -e /tmp/load ] && return; sleep 1; done
+  fail "the load wrote nothing for a minute"
 }
 
 stop_load() {
   touch /tmp/stop
   wait $load
   expect "what the load lost" "" "$(cat /tmp/lost 2>/dev/null)"
-  [ $(cat /tmp/load) -gt 3 ] || fail "the load wrote only $(cat /tmp/load) files"
+  # The file that was being written when the flash ended counts, however slow the machine is.
+  [ $(cat /tmp/load) -gt 1 ] || fail "the load wrote nothing while the drives were flashed"
   rm -f /tmp/stop /tmp/lost /tmp/load
 }
 
