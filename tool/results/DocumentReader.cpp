@@ -85,6 +85,7 @@ bool isOne(const char* text) {
 }
 
 /// Records may stand below elements of other names, which tools that wrap or merge documents add.
+// NOLINTNEXTLINE(misc-no-recursion): libxml2 bounds the depth of a document
 void readChildren(const xmlNode* parent, Document& document) {
   for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {
     if (node->type != XML_ELEMENT_NODE) continue;
@@ -95,7 +96,7 @@ void readChildren(const xmlNode* parent, Document& document) {
     } else if (libxml::isNamed(node, "RebootRequired")) {
       document.rebootRequired |= isOne(libxml::firstText(node));
     } else {
-      readChildren(node, document);  // libxml2 bounds the depth
+      readChildren(node, document);
     }
   }
 }
