@@ -209,9 +209,11 @@ Controller::Answer Controller::send(const char* name, const nvme_passthru_cmd& c
 /// Takes a copy because the kernel writes into the command.
 Controller::Answer Controller::sendOnce(nvme_passthru_cmd command) {
   const bool isCommit = command.opcode == kFirmwareCommit;
-  const auto timeout = isCommit ? m_commitTimeout : isFirmwareCommand(command) ? m_downloadTimeout : 0ms;
+  const auto timeout = isCommit                     ? m_commitTimeout
+                       : isFirmwareCommand(command) ? m_downloadTimeout
+                                                    : std::chrono::milliseconds::zero();
   command.timeout_ms = static_cast<std::uint32_t>(timeout.count());
-  const auto begin = isCommit ? m_host.now() : 0ms;
+  const auto begin = isCommit ? m_host.now() : std::chrono::milliseconds::zero();
   const Completion completion = m_device->admin(command);
   Outcome outcome = isCommit ? Outcome::ofCommit(completion) : Outcome::of(completion);
   // The kernel says in several ways that it gave a command up.

@@ -236,8 +236,10 @@ Outcome LinuxHost::readFile(const std::string& path, std::size_t limit, std::vec
   ssize_t count = readUpTo(descriptor.get(), content);
   if (count >= 0 && static_cast<std::size_t>(count) != size) return Outcome::failed(EIO);
   // The file ends where it should.
-  std::vector<std::uint8_t> more(1);
-  if (count >= 0) count = readUpTo(descriptor.get(), more);
+  if (count >= 0) {
+    std::vector<std::uint8_t> more(1);
+    count = readUpTo(descriptor.get(), more);
+  }
   if (count < 0) return Outcome::failed(static_cast<int>(-count));
   return count == 0 ? Outcome::success() : Outcome::failed(EIO);
 }
