@@ -27,9 +27,10 @@ std::string DriveFacts::stagedRevision() const {
 
 std::vector<DriveFacts> readDrives(Host& host) {
   const std::vector<PciController> controllers = listControllers(host);
-  std::vector<DriveFacts> drives;
-  for (const PciController& controller : controllers) {
-    DriveFacts facts;
+  std::vector<DriveFacts> drives(controllers.size());
+  for (std::size_t i = 0; i < controllers.size(); ++i) {
+    const PciController& controller = controllers[i];
+    DriveFacts& facts = drives[i];
     facts.controller = controller;
     std::vector<std::string> ports;
     for (const PciController& other : controllers) {
@@ -42,7 +43,6 @@ std::vector<DriveFacts> readDrives(Host& host) {
     facts.runningRevision = facts.identity
                                 ? textOf(facts.identity->revision)
                                 : trimmed(host.attribute(controller.name, "firmware_rev").value_or(""));
-    drives.push_back(std::move(facts));
   }
   return drives;
 }
