@@ -10,7 +10,7 @@ done
 subcommands=$("$build/nvmepcissd-tool" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p')
 for subcommand in "" $subcommands; do
   # shellcheck disable=SC2086  # no subcommand is no word
-  "$build/nvmepcissd-tool" $subcommand --help | grep -oE '(^|[ ,])--?[a-z][a-z-]*' | tr -d ' ,' | sort -u |
+  "$build/nvmepcissd-tool" $subcommand --help | grep -oE '(^|[ ,])--?[a-z][a-z0-9-]*' | tr -d ' ,' | sort -u |
     while read -r option; do
       grep -qwF -- "$option" "$scratch/nvmepcissd-tool.1.txt" || fail "$option is not in the manual page"
     done
