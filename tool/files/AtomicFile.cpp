@@ -29,6 +29,15 @@ std::filesystem::path temporaryName(const std::filesystem::path& target) {
   return target.parent_path() / name;
 }
 
+/// A new name survives a power cut only once its folder is on the disk.
+void syncFolder(const std::filesystem::path& folder) {
+  const int descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // A folder that may be written but not read cannot be synchronised. The file is in place all the same.
+  if (descriptor < 0) return;
+  static_cast<void>(fsync(descriptor));
+  close(descriptor);
+}
+
 /// A new file in the folder of another one, which goes unless it is moved there.
 class TemporaryFile {
  public:
@@ -63,6 +72,7 @@ class TemporaryFile {
     const unsigned int flags = existing == Existing::kKeep ? RENAME_NOREPLACE : 0U;
     if (renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, target.c_str(), flags) != 0) throwErrno();
     m_isMoved = true;
+    syncFolder(target.parent_path());
   }
 
  private:

@@ -13,8 +13,8 @@ enum class Existing {
 };
 
 /// Writes a file in one step: whatever happens, `path` holds either its old content or all of `content`. The
-/// content is on the disk before the file gets its name. A symbolic link is followed. On failure throws
-/// std::system_error and leaves no temporary file behind.
+/// content is on the disk before the file gets its name, and the name is when this returns. A symbolic link
+/// is followed. On failure throws std::system_error and leaves no temporary file behind.
 void writeAtomically(const std::filesystem::path& path, std::string_view content, Existing existing);
 
 /// Writes a file of this program's own with `writeAtomically`. A file that is there already is replaced only
