@@ -24,12 +24,20 @@ using Action = std::function<int()>;
 /// what it does. Both must outlive the parsing.
 void addCheckCommand(CLI::App& app, Action& action);
 void addDrivesCommand(CLI::App& app, Action& action);
+void addHistoryCommand(CLI::App& app, Action& action);
 void addInitCommand(CLI::App& app, Action& action);
+void addInventoryCommand(CLI::App& app, Action& action);
 void addLogCommand(CLI::App& app, Action& action);
 void addMetricsCommand(CLI::App& app, Action& action);
 void addPlanCommand(CLI::App& app, Action& action);
 void addReportCommand(CLI::App& app, Action& action);
+void addResultCommand(CLI::App& app, Action& action);
 void addShowCommand(CLI::App& app, Action& action);
+void addUpdateCommand(CLI::App& app, Action& action);
 void addVerifyCommand(CLI::App& app, Action& action);
+
+/// Hidden: what other commands start in processes of their own.
+void addAwaitComponentCommand(CLI::App& app, Action& action);
+void addCarryOnCommand(CLI::App& app, Action& action);
 
 }  // namespace tool

@@ -11,6 +11,11 @@
 
 namespace {
 
+/// Hidden commands are of no group.
+bool isShown(const CLI::App* command) {
+  return !command->get_group().empty();
+}
+
 /// Describes what is wrong with the command line. Names an unknown subcommand and lists the known ones.
 std::string explain(const CLI::App* app, const CLI::Error& error) {
   const std::vector<std::string> unexpected = app->remaining();
@@ -19,7 +24,7 @@ std::string explain(const CLI::App* app, const CLI::Error& error) {
   if (!isUnknown) return CLI::FailureMessage::simple(app, error);
   std::string message = '"' + tool::forTerminal(unexpected[0]) + "\" is no subcommand; there are";
   const char* separator = " ";
-  for (const CLI::App* command : app->get_subcommands(nullptr))
+  for (const CLI::App* command : app->get_subcommands(isShown))
     message += std::exchange(separator, ", ") + command->get_name();
   return message + ".\nRun with --help for more information.\n";
 }
@@ -29,9 +34,11 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "nvmepcissd-tool " TOOL_VERSION);
   app.require_subcommand(1);
   tool::Action action;
-  for (const auto addCommand : {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand,
-                                tool::addReportCommand, tool::addVerifyCommand, tool::addLogCommand,
-                                tool::addMetricsCommand, tool::addDrivesCommand, tool::addPlanCommand})
+  for (const auto addCommand :
+       {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand, tool::addReportCommand,
+        tool::addVerifyCommand, tool::addLogCommand, tool::addMetricsCommand, tool::addDrivesCommand,
+        tool::addPlanCommand, tool::addInventoryCommand, tool::addUpdateCommand, tool::addResultCommand,
+        tool::addHistoryCommand, tool::addCarryOnCommand, tool::addAwaitComponentCommand})
     addCommand(app, action);
 
   app.failure_message(explain);

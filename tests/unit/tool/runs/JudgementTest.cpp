@@ -1,0 +1,144 @@
+// What becomes of planned drives: after a flash, and after a reset.
+
+#include "Judgement.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+using testing::ElementsAre;
+using tool::Document;
+using tool::DocumentKind;
+using tool::DriveVerdict;
+using tool::Outcome;
+using tool::Record;
+using tool::Verdict;
+
+namespace {
+
+const tool::PciIds kModel{"a", "b", "c", "d"};
+
+DriveVerdict planned(const std::string& serial, Outcome state, std::optional<std::string> wanted = {}) {
+  return {.serial = serial, .pci = kModel, .before = "OLD", .wanted = std::move(wanted), .state = state};
+}
+
+Record record(const std::string& serial, const std::string& revision, Outcome outcome = Outcome::kListed) {
+  return {.outcome = outcome, .pci = kModel, .enumId = serial, .revision = revision};
+}
+
+Document inventory(std::vector<Record> records) {
+  return {.kind = DocumentKind::kInventory, .records = std::move(records)};
+}
+
+Document update(std::vector<Record> records) {
+  return {.kind = DocumentKind::kUpdate, .records = std::move(records)};
+}
+
+std::vector<Outcome> statesOf(const Verdict& verdict) {
+  std::vector<Outcome> states;
+  for (const DriveVerdict& drive : verdict.drives) states.push_back(drive.state);
+  return states;
+}
+
+std::vector<std::string> serialsOf(const Verdict& verdict) {
+  std::vector<std::string> serials;
+  for (const DriveVerdict& drive : verdict.drives) serials.push_back(drive.serial.value_or("-"));
+  return serials;
+}
+
+/// A drive of a verdict, `staged` or not, that ran OLD before.
+Verdict verdictOf(Outcome state, std::optional<std::string> wanted = {}) {
+  Verdict verdict;
+  verdict.drives.push_back(planned("S1", state, std::move(wanted)));
+  return verdict;
+}
+
+}  // namespace
+
+TEST(JudgeFlash, DrivesThatWereLeftOutKeepTheirPlan) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kRefused), planned("S2", Outcome::kFlash),
+                 planned("S3", Outcome::kCurrent)};
+  const Verdict verdict = tool::judgeFlash(
+      plan, {.before = inventory({record("S1", "OLD"), record("S2", "OLD"), record("S3", "OLD")}),
+             .update = update({record("S2", "OLD", Outcome::kSuccess)}),
+             .after = inventory({record("S1", "OLD"), record("S2", "NEW"), record("S3", "OLD")}),
+             .isNarrowed = true});
+  EXPECT_THAT(serialsOf(verdict), ElementsAre("S1", "S2", "S3"));
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kRefused, Outcome::kUpdated, Outcome::kCurrent));
+  EXPECT_EQ(verdict.drives[0].after, "OLD");
+  EXPECT_EQ(verdict.exitStatus, 4);
+}
+
+TEST(JudgeFlash, AFailureCountsForMoreThanARefusal) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kRefused), planned("S2", Outcome::kFlash)};
+  const Verdict verdict =
+      tool::judgeFlash(plan, {.before = inventory({record("S1", "OLD"), record("S2", "OLD")}),
+                              .update = update({{.outcome = Outcome::kFailed}}),
+                              .after = inventory({record("S1", "OLD"), record("S2", "OLD")}),
+                              .isNarrowed = true});
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kRefused, Outcome::kFailed));
+  EXPECT_EQ(verdict.exitStatus, 1);
+}
+
+TEST(JudgeFlash, EachDriveIsHeldAgainstItsOwnRevision) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kFlash, "NEW"), planned("S2", Outcome::kFlash, "NEWER")};
+  const Verdict verdict = tool::judgeFlash(
+      plan,
+      {.before = inventory({record("S1", "OLD"), record("S2", "OLD")}),
+       .update = update({record("S1", "OLD", Outcome::kSuccess), record("S2", "OLD", Outcome::kSuccess)}),
+       .after = inventory({record("S1", "NEW"), record("S2", "NEW")})});
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUpdated, Outcome::kUndecided));
+  EXPECT_EQ(verdict.drives[1].wanted, "NEWER");
+}
+
+TEST(JudgeFlash, WithoutAnyRecordNothingIsGuessed) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kFlash)};
+  const Verdict verdict = tool::judgeFlash(plan, {.before = inventory({record("S1", "OLD")})});
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUndecided));
+  EXPECT_EQ(verdict.exitStatus, 3);
+}
+
+struct ResetCase {
+  Outcome before;
+  std::optional<std::string> wanted;
+  const char* runs;
+  Outcome after;
+};
+
+TEST(JudgeReset, TellsWhatAResetHasMadeOfADrive) {
+  const std::vector<ResetCase> cases = {
+      {Outcome::kStaged, "NEW", "NEW", Outcome::kUpdated},
+      {Outcome::kStaged, "NEW", "OLD", Outcome::kStale},
+      {Outcome::kStaged, "NEW", "ODD", Outcome::kUndecided},
+      {Outcome::kStaged, std::nullopt, "NEW", Outcome::kUpdated},
+      {Outcome::kStaged, std::nullopt, "OLD", Outcome::kStale},
+      {Outcome::kUnchanged, std::nullopt, "NEW", Outcome::kUpdated},
+      {Outcome::kUnchanged, std::nullopt, "OLD", Outcome::kUnchanged},
+      {Outcome::kFailed, std::nullopt, "NEW", Outcome::kFailed},
+      {Outcome::kRefused, std::nullopt, "NEW", Outcome::kRefused},
+  };
+  for (const ResetCase& each : cases) {
+    Verdict verdict = verdictOf(each.before, each.wanted);
+    tool::judgeReset(verdict, inventory({record("S1", each.runs)}));
+    EXPECT_EQ(verdict.drives[0].state, each.after) << outcomeName(each.before) << " runs " << each.runs;
+  }
+}
+
+TEST(JudgeReset, ADriveThatIsGoneIsMissing) {
+  Verdict verdict = verdictOf(Outcome::kStaged);
+  tool::judgeReset(verdict, inventory({record("S2", "OLD")}));
+  EXPECT_EQ(verdict.drives[0].state, Outcome::kMissing);
+  EXPECT_EQ(verdict.exitStatus, 1);
+}
+
+TEST(JudgeReset, ADriveThatDoesNotTellIsUndecided) {
+  Verdict verdict = verdictOf(Outcome::kStaged);
+  tool::judgeReset(verdict, inventory({record("S1", "")}));
+  EXPECT_EQ(verdict.drives[0].state, Outcome::kUndecided);
+}

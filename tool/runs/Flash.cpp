@@ -1,0 +1,202 @@
+#include "Flash.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "AtomicFile.h"
+#include "Boot.h"
+#include "Component.h"
+#include "DocumentReader.h"
+#include "FileContent.h"
+#include "Judgement.h"
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+/// What the file of a run holds; nothing, and a problem, for one that cannot be read.
+std::optional<std::string> contentOf(const fs::path& path, std::vector<std::string>& problems) {
+  try {
+    return tool::contentOf(path.string());
+  } catch (const std::system_error& error) {
+    problems.push_back(path.string() + ": cannot be read: " + error.code().message());
+    return std::nullopt;
+  }
+}
+
+std::optional<Document> readFrom(const fs::path& path, std::vector<std::string>& problems) {
+  const std::optional<std::string> content = contentOf(path, problems);
+  if (!content) return std::nullopt;
+  Reading reading = readDocument(*content);
+  if (!reading.problem.empty()) problems.push_back(path.string() + ": " + reading.problem);
+  return std::move(reading.document);
+}
+
+/// The last command of that kind in a log; nothing when there is none.
+std::optional<LoggedRun> readLog(const fs::path& path, bool isUpdate, std::vector<std::string>& problems) {
+  const std::optional<std::string> content = contentOf(path, problems);
+  std::optional<LoggedRun> last;
+  if (!content) return last;
+  for (LoggedRun& run : parseDebugLog(*content)) {
+    if (run.isUpdate == isUpdate) last = std::move(run);
+  }
+  return last;
+}
+
+/// One run of the component, whose three files begin with `stem`.
+ComponentCall callOf(const Run& run, const std::string& folder, const char* command,
+                     const std::string& stem) {
+  const std::string files = run.file(stem.c_str()).string();
+  fs::remove(files + ".xml");
+  return {.executable = fs::path(folder) / "nvmepcissd",
+          .workingFolder = folder,
+          .arguments = {command, "-o", files + ".xml", "-d", files + ".log"},
+          .output = files + ".out",
+          .environment = run.record.environment};
+}
+
+Verdict readStored(const Run& run, const char* name) {
+  std::vector<std::string> problems;
+  if (const auto content = contentOf(run.file(name), problems)) {
+    VerdictReading reading = readVerdict(*content);
+    if (reading.verdict) return *std::move(reading.verdict);
+    problems.push_back(run.file(name).string() + ": " + reading.problem);
+  }
+  return {.outcome = RunOutcome::kUndecided, .exitStatus = 3, .reasons = std::move(problems)};
+}
+
+/// The component has ended. Its log is whole up to the line at which it died.
+RunEvidence evidenceOf(const Run& run, std::optional<Document> after, std::vector<std::string>& problems) {
+  RunEvidence evidence{.before = readFrom(run.file("before.xml"), problems),
+                       .update = readFrom(run.file("update.xml"), problems),
+                       .after = std::move(after),
+                       .log = readLog(run.file(kUpdateLog), true, problems),
+                       .isNarrowed = run.record.workingFolder != run.record.component};
+  if (evidence.log && run.record.wasInterrupted) evidence.log->flashingEnded = true;
+  return evidence;
+}
+
+/// A component that did not start has flashed nothing: the run is approved as before then.
+ComponentProcess startFlash(Run& run, const ComponentCall& call) {
+  try {
+    return ComponentProcess::start(call, /*blocksShutdown=*/true);
+  } catch (const std::system_error&) {
+    run.record.phase = RunPhase::kApproved;
+    run.record.hasFlashed = false;
+    run.save();
+    throw;
+  }
+}
+
+}  // namespace
+
+InventoryTaken takeInventory(const Run& run, const std::string& stem, std::chrono::seconds limit) {
+  ComponentProcess process =
+      ComponentProcess::start(callOf(run, run.record.component, "-i", stem), /*blocksShutdown=*/false);
+  const std::optional<int> status = process.wait(limit);
+  InventoryTaken taken;
+  if (!status) {
+    taken.problems.push_back("the inventory has not ended within " + std::to_string(limit.count()) +
+                             " seconds; it is left to itself");
+    return taken;
+  }
+  const std::string output = run.file((stem + ".out").c_str()).string();
+  if (*status != 0)
+    taken.problems.push_back("the inventory ended with " + std::to_string(*status) + ": see " + output);
+  taken.document = readFrom(run.file((stem + ".xml").c_str()), taken.problems);
+  if (taken.document && taken.document->kind != DocumentKind::kInventory) taken.document.reset();
+  std::vector<std::string> ignored;
+  if (const auto log = readLog(run.file((stem + ".log").c_str()), false, ignored)) {
+    for (const LoggedTrouble& trouble : log->troubles)
+      taken.problems.push_back(trouble.where + ": " + trouble.problem + "; " + trouble.remedy);
+  }
+  return taken;
+}
+
+void flash(const StateFolder& state, Run& run) {
+  const ComponentCall call = callOf(run, run.record.workingFolder, "-u", "update");
+  run.record.phase = RunPhase::kFlashing;
+  run.record.hasFlashed = true;
+  run.record.bootId = bootId();
+  run.record.flashBegan = secondsSinceBoot();
+  run.save();
+  ComponentProcess process = startFlash(run, call);
+  // However long it takes: a flash is never cut short.
+  while (!run.record.exitStatus) run.record.exitStatus = process.wait(std::chrono::hours(1));
+  run.record.phase = RunPhase::kVerifying;
+  run.save();
+  concludeFlash(state, run);
+}
+
+void concludeFlash(const StateFolder& state, Run& run) {
+  run.record.wasInterrupted = !run.record.exitStatus || *run.record.exitStatus > 1;
+  InventoryTaken after;
+  try {
+    after = takeInventory(run, "after");
+  } catch (const std::system_error& error) {
+    after.problems.push_back(std::string("no inventory could be taken: ") + error.what());
+  }
+  const Verdict plan = readStored(run, kPlanFile);
+  std::vector<std::string> reasons = plan.reasons;
+  reasons.insert(reasons.end(), after.problems.begin(), after.problems.end());
+  if (!run.record.exitStatus) {
+    reasons.emplace_back("nobody saw the component end: it, the tool or the server died");
+  } else if (*run.record.exitStatus > 1) {
+    reasons.push_back("the component ended with " + std::to_string(*run.record.exitStatus));
+  }
+  Verdict verdict = judgeFlash(plan, evidenceOf(run, std::move(after.document), reasons));
+  askSlots(verdict);
+  verdict.reasons.insert(verdict.reasons.begin(), reasons.begin(), reasons.end());
+  verdict.bootId = run.record.bootId;
+  finish(state, run, std::move(verdict));
+}
+
+void keepPlan(const Run& run, const Verdict& plan) {
+  writeAtomically(run.file(kPlanFile), toJson(plan), Existing::kReplace);
+}
+
+void finish(const StateFolder& state, Run& run, Verdict verdict) {
+  verdict.run = run.record.name;
+  if (!verdict.bootId) verdict.bootId = run.record.bootId;
+  RunRecord& record = run.record;
+  writeAtomically(run.file(kVerdictFile), toJson(verdict), Existing::kReplace);
+  record.phase = RunPhase::kDone;
+  record.ended = timeNow();
+  record.verifiedIn = bootId();
+  run.save();
+  state.prune(record.kind);
+}
+
+bool isResetOutstanding(const Run& run) {
+  if (run.record.phase != RunPhase::kDone || !run.record.hasFlashed || run.record.verifiedIn == bootId())
+    return false;
+  const Verdict verdict = storedVerdict(run);
+  return std::any_of(verdict.drives.begin(), verdict.drives.end(), [](const DriveVerdict& drive) {
+    return drive.state == Outcome::kStaged || drive.state == Outcome::kUnchanged;
+  });
+}
+
+void completeAfterReset(Run& run) {
+  const InventoryTaken now = takeInventory(run, "after-reset");
+  if (!now.document) throw std::runtime_error(now.problems.empty() ? "no inventory" : now.problems.front());
+  Verdict verdict = storedVerdict(run);
+  judgeReset(verdict, *now.document);
+  askSlots(verdict);
+  writeAtomically(run.file(kVerdictFile), toJson(verdict), Existing::kReplace);
+  run.record.verifiedIn = bootId();
+  run.save();
+}
+
+Verdict storedVerdict(const Run& run) {
+  Verdict verdict = readStored(run, run.record.phase == RunPhase::kDone ? kVerdictFile : kPlanFile);
+  verdict.run = run.record.name;
+  if (!verdict.bootId) verdict.bootId = run.record.bootId;
+  return verdict;
+}
+
+}  // namespace tool

@@ -1,0 +1,103 @@
+// `history`: lists the runs that are kept.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "Flash.h"
+#include "Follow.h"
+#include "RunLock.h"
+#include "RunOptions.h"
+#include "TerminalText.h"
+#include "VerdictText.h"
+
+namespace tool {
+
+namespace {
+
+struct Entry {
+  RunRecord record;
+  Verdict verdict;
+};
+
+/// What each run comes to, without carrying any of them on.
+std::vector<Entry> entriesOf(const RunList& list) {
+  std::vector<Entry> entries;
+  for (const Run& run : list.runs) {
+    Entry entry{run.record, storedVerdict(run)};
+    if (run.record.phase != RunPhase::kDone) {
+      entry.verdict.outcome = isRunInProgress() ? RunOutcome::kRunning : RunOutcome::kUndecided;
+      entry.verdict.exitStatus = isRunInProgress() ? 5 : 3;
+    }
+    entries.push_back(std::move(entry));
+  }
+  return entries;
+}
+
+void writeJson(const std::vector<Entry>& entries, const std::vector<std::string>& problems) {
+  auto runs = nlohmann::ordered_json::array();
+  for (const auto& [record, verdict] : entries) {
+    runs.push_back({{"run", record.name},
+                    {"kind", nameOf(record.kind)},
+                    {"phase", nameOf(record.phase)},
+                    {"began", record.began},
+                    {"ended", record.ended.empty() ? nlohmann::ordered_json(nullptr)
+                                                   : nlohmann::ordered_json(record.ended)},
+                    {"component", record.component},
+                    {"bootId", record.bootId},
+                    {"outcome", nameOf(verdict.outcome)},
+                    {"exitStatus", verdict.exitStatus},
+                    {"drives", verdict.drives.size()}});
+  }
+  const nlohmann::ordered_json document{{"format", "nvmepcissd-history"},
+                                        {"version", 1},
+                                        {"run", nullptr},
+                                        {"outcome", "done"},
+                                        {"exitStatus", 0},
+                                        {"reasons", problems},
+                                        {"bootId", nullptr},
+                                        {"drives", nlohmann::ordered_json::array()},
+                                        {"runs", runs}};
+  std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+}
+
+void writeText(const std::vector<Entry>& entries) {
+  std::size_t width = 0;
+  for (const Entry& entry : entries) width = std::max(width, entry.record.name.size());
+  for (const auto& [record, verdict] : entries) {
+    std::cout << record.name << std::string(width - record.name.size() + 2, ' ') << forTerminal(record.began)
+              << "  " << nameOf(record.kind) << ", " << nameOf(verdict.outcome) << "\n    "
+              << sentence(verdict) << '\n';
+  }
+  if (entries.empty()) std::cout << "There is no run.\n";
+}
+
+int history(const RunOptions& options) {
+  const RunList list = options.stateFolder().list();
+  const std::vector<Entry> entries = entriesOf(list);
+  if (options.json) {
+    writeJson(entries, list.problems);
+  } else {
+    for (const std::string& problem : list.problems) std::cerr << forTerminal(problem) << '\n';
+    writeText(entries);
+  }
+  return kClean;
+}
+
+}  // namespace
+
+void addHistoryCommand(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<RunOptions>();
+  CLI::App* const command = app.add_subcommand("history", "List the runs that are kept");
+  command->footer("Exit status: 0 done, 1 a failure, 2 usage.");
+  addRunOptions(*command, *options);
+  command->callback([options, &action] { action = [options] { return history(*options); }; });
+}
+
+}  // namespace tool

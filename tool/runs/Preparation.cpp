@@ -1,0 +1,138 @@
+#include "Preparation.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "Boot.h"
+#include "DriveFacts.h"
+#include "Flash.h"
+#include "PackageCopy.h"
+#include "Payload.h"
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+constexpr char kCopyName[] = "component";
+
+/// The working folder of the component becomes part of a shell command, unquoted.
+bool isSafeForShell(const std::string& path) {
+  return std::all_of(path.begin(), path.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' ||
+           c == '-' || c == '_' || c == '.';
+  });
+}
+
+/// Throws when the disk is too full for documents and logs: a run must be able to keep its outcome.
+void requireSpace(const fs::path& folder) {
+  constexpr std::uint64_t kNeeded = std::uint64_t{8} << 20U;
+  struct statvfs disk {};
+  if (statvfs(folder.c_str(), &disk) != 0) return;
+  if (std::uint64_t{disk.f_bavail} * disk.f_frsize < kNeeded)
+    throw std::runtime_error(folder.string() + ": less than 8 MiB are free, too little to keep the outcome");
+}
+
+/// The serial numbers that the copy lists. The plan names none when all drives are flashed; a drive that is
+/// plugged in meanwhile must not be flashed even so.
+std::optional<std::vector<std::string>> listOf(const Plan& plan) {
+  if (plan.allowed) return plan.allowed;
+  std::vector<std::string> serials;
+  for (std::size_t i = 0; i < plan.verdict.drives.size(); ++i) {
+    const DriveFacts* const facts = plan.facts[i];
+    const std::string serial = facts != nullptr ? facts->serial : plan.verdict.drives[i].serial.value_or("");
+    if (serial.empty() || serial.find_first_of("\r\n") != std::string::npos) return std::nullopt;
+    serials.push_back(serial);
+  }
+  return serials;
+}
+
+/// Gives an update the folder to run in.
+void layOut(Run& run, const Plan& plan, const Payload& payload, bool obeysList) {
+  RunRecord& record = run.record;
+  record.workingFolder = record.component;
+  if (!obeysList) return;
+  const fs::path copy = run.file(kCopyName);
+  if (!isSafeForShell(copy.string()))
+    throw std::runtime_error(
+        copy.string() + ": the component cannot run in a folder of this name; name another one with --state");
+  copyPackage(record.component, copy, listOf(plan));
+  if (readPayload(copy).sha256 != payload.sha256)
+    throw std::runtime_error(record.component + ": the payload has changed while it was copied");
+  record.workingFolder = copy.string();
+}
+
+/// A drive that took the payload in an earlier attempt of this run, and runs it, waits for nothing.
+void keepUpdated(Verdict& plan) {
+  for (DriveVerdict& drive : plan.drives) {
+    if (drive.state != Outcome::kStaged || !drive.staged || drive.staged != drive.before) continue;
+    drive.state = Outcome::kCurrent;
+    drive.staged.reset();
+    drive.reason = "this run has updated it before";
+  }
+}
+
+}  // namespace
+
+Verdict prepare(Run& run, const Policy& policy, const std::vector<EarlierFlash>& earlier, bool obeysList) {
+  RunRecord& record = run.record;
+  requireSpace(run.folder);
+  const InventoryTaken before = takeInventory(run, "before");
+  if (!before.document || before.document->records.empty()) {
+    std::vector<std::string> reasons = before.problems;
+    if (before.document) reasons.emplace_back("the inventory lists no drive");
+    return refusal(reasons);
+  }
+  const auto kernel = readDriveFacts(record.component);
+  const Payload payload = readPayload(record.component);
+  Plan plan = planUpdate({.inventory = before.document->records,
+                          .kernel = kernel.drives,
+                          .policy = policy,
+                          .payload = payload,
+                          .obeysList = obeysList,
+                          .earlier = earlier});
+  Verdict& verdict = plan.verdict;
+  keepUpdated(verdict);
+  verdict.run = record.name;
+  verdict.bootId = record.bootId = bootId();
+  verdict.reasons.insert(verdict.reasons.end(), before.problems.begin(), before.problems.end());
+  record.payload = payload.sha256;
+  record.toFlash = plan.toFlash();
+  if (record.toFlash > 0) layOut(run, plan, payload, obeysList);
+  run.save();
+  return std::move(plan.verdict);
+}
+
+Verdict refusal(std::vector<std::string> reasons) {
+  return {.outcome = RunOutcome::kRefused, .exitStatus = kRefusedStatus, .reasons = std::move(reasons)};
+}
+
+std::size_t drivesToFlash(const Verdict& plan) {
+  return static_cast<std::size_t>(
+      std::count_if(plan.drives.begin(), plan.drives.end(),
+                    [](const DriveVerdict& drive) { return drive.state == Outcome::kFlash; }));
+}
+
+std::vector<EarlierFlash> earlierFlashes(const StateFolder& state, const std::string& run) {
+  std::vector<EarlierFlash> flashes;
+  const std::string thisBoot = bootId();
+  for (const Run& each : state.list().runs) {
+    const RunRecord& record = each.record;
+    if (!record.hasFlashed || record.bootId != thisBoot || record.phase != RunPhase::kDone) continue;
+    for (const DriveVerdict& drive : storedVerdict(each).drives) {
+      const bool isTaken =
+          drive.state == Outcome::kStaged ||
+          (record.name == run && (drive.state == Outcome::kUnchanged || drive.state == Outcome::kUpdated));
+      if (!isTaken) continue;
+      const std::string revision =
+          drive.state == Outcome::kUpdated ? drive.after.value_or("") : drive.staged.value_or("");
+      flashes.push_back({drive.serial.value_or(""), drive.pci.value_or(PciIds{}), record.payload, revision});
+    }
+  }
+  return flashes;
+}
+
+}  // namespace tool

@@ -1,0 +1,36 @@
+// Everything between the check of the folder and the question that touches no drive: inventory and plan.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Plan.h"
+#include "Policy.h"
+#include "StateFolder.h"
+#include "Verdict.h"
+
+namespace tool {
+
+inline constexpr int kRefusedStatus = 4;
+
+/// Takes the inventory of a run in the phase kPlanning and plans its update. What the
+/// update needs is left in the run's folder and record: with our own drive library a copy of the folder that
+/// lists what is to be flashed. `earlier` are drives that took firmware in this boot; `obeysList` is
+/// that of the folder's inspection.
+///
+/// The answer is that of the plan; kRefused with status 4 and the reasons when there is none. Nothing is to
+/// be flashed then, or when no drive is kFlash. Throws std::exception when something could not be written.
+Verdict prepare(Run& run, const Policy& policy, const std::vector<EarlierFlash>& earlier, bool obeysList);
+
+/// A refusal of the run as a whole.
+Verdict refusal(std::vector<std::string> reasons);
+
+/// How many drives of a plan are to be flashed.
+std::size_t drivesToFlash(const Verdict& plan);
+
+/// What runs of this boot have recorded of drives that took firmware: those that are staged, and in the run
+/// of that name those that the drive library called a success, too.
+std::vector<EarlierFlash> earlierFlashes(const StateFolder& state, const std::string& run);
+
+}  // namespace tool

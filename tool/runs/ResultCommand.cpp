@@ -1,0 +1,79 @@
+// `result`: joins the last run, or the one of that name, and tells how it ended.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Command.h"
+#include "Flash.h"
+#include "Follow.h"
+#include "RunOptions.h"
+#include "TerminalText.h"
+
+namespace tool {
+
+namespace {
+
+struct Options : RunOptions {
+  std::string run;
+  long wait = 0;
+};
+
+/// The last update; without one the last inventory.
+std::optional<Run> lastRun(const RunList& list) {
+  const auto update = std::find_if(list.runs.rbegin(), list.runs.rend(),
+                                   [](const Run& run) { return run.record.kind == RunKind::kUpdate; });
+  if (update != list.runs.rend()) return *update;
+  return list.runs.empty() ? std::nullopt : std::optional(list.runs.back());
+}
+
+Verdict undecided(std::vector<std::string> reasons) {
+  return {.outcome = RunOutcome::kUndecided, .exitStatus = 3, .reasons = std::move(reasons)};
+}
+
+RunAnswer tell(const Options& options) {
+  const StateFolder state = options.stateFolder();
+  RunList list = state.list();
+  std::optional<Run> run = options.run.empty() ? lastRun(list) : state.find(options.run);
+  if (!run) {
+    std::vector<std::string> reasons = std::move(list.problems);
+    const std::string which = options.run.empty() ? "no run" : "no run of the name " + options.run;
+    reasons.push_back("there is " + which + " in " + state.root().string());
+    return {undecided(std::move(reasons))};
+  }
+  ProgressDisplay display(run->record.name, options.json);
+  const std::chrono::seconds wait(options.wait);
+  return follow(state, *run, {.all = wait, .perDrive = wait + std::chrono::seconds(1)}, display);
+}
+
+int result(const Options& options) {
+  try {
+    return answer(tell(options), options);
+  } catch (const std::exception& error) {
+    return answer({undecided({error.what()})}, options);
+  }
+}
+
+}  // namespace
+
+void addResultCommand(CLI::App& app, Action& action) {
+  constexpr long kLongest = 31536000;
+  const auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand("result", "Join a run and tell how it ended");
+  command->footer(
+      "Exit status: 0 every drive is updated, staged or current; 1 one failed, is missing or stale;\n"
+      "2 usage; 3 anything else is open; 4 refused, or drives were left alone; 5 it goes on.");
+  command->add_option("RUN", options->run, "Name of the run; the last one if none is given")
+      ->check(complaintAboutRun);
+  command->add_option("--wait", options->wait, "Wait so long for its end")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0L, kLongest));
+  addRunOptions(*command, *options);
+  command->callback([options, &action] { action = [options] { return result(*options); }; });
+}
+
+}  // namespace tool

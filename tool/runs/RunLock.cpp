@@ -1,0 +1,99 @@
+#include "RunLock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+struct flock wholeFile() {
+  struct flock range {};
+  range.l_type = F_WRLCK;
+  range.l_whence = SEEK_SET;
+  return range;
+}
+
+constexpr char kRunLock[] = "run.lock";
+constexpr char kComponentLock[] = "component.lock";
+
+nvme_linux::FileDescriptor openLock(const char* name) {
+  const fs::path path = lockFolder() / name;
+  nvme_linux::FileDescriptor file(
+      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+  if (!file.isOpen()) throw std::system_error(errno, std::generic_category(), path.string());
+  return file;
+}
+
+bool isLocked(const char* name) {
+  const nvme_linux::FileDescriptor file = openLock(name);
+  struct flock range = wholeFile();
+  if (fcntl(file.get(), F_OFD_GETLK, &range) != 0)
+    throw std::system_error(errno, std::generic_category(), (lockFolder() / name).string());
+  return range.l_type != F_UNLCK;
+}
+
+/// Where lockFolder is to be.
+fs::path placeOfLocks() {
+  if (geteuid() == 0) return "/run/nvmepcissd";
+  const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
+  if (runtime != nullptr && *runtime == '/') return fs::path(runtime) / "nvmepcissd";
+  const std::string user = std::to_string(geteuid());
+  const fs::path usual = fs::path("/run/user") / user;
+  if (access(usual.c_str(), W_OK) == 0) return usual / "nvmepcissd";
+  return fs::temp_directory_path() / ("nvmepcissd-" + user);
+}
+
+}  // namespace
+
+fs::path lockFolder() {
+  fs::path folder = placeOfLocks();
+  if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST)
+    throw std::system_error(errno, std::generic_category(), folder.string());
+  struct stat status {};
+  if (lstat(folder.c_str(), &status) != 0)
+    throw std::system_error(errno, std::generic_category(), folder.string());
+  if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid())
+    throw std::runtime_error(folder.string() + ": is not a folder of this user");
+  return folder;
+}
+
+std::optional<RunLock> RunLock::tryAcquire() {
+  nvme_linux::FileDescriptor file = openLock(kRunLock);
+  struct flock range = wholeFile();
+  if (fcntl(file.get(), F_OFD_SETLK, &range) != 0) {
+    if (errno == EAGAIN || errno == EACCES) return std::nullopt;
+    throw std::system_error(errno, std::generic_category(), (lockFolder() / kRunLock).string());
+  }
+  if (isComponentRunning()) return std::nullopt;
+  return RunLock(std::move(file));
+}
+
+bool isRunInProgress() {
+  return isLocked(kRunLock) || isLocked(kComponentLock);
+}
+
+bool isComponentRunning() {
+  return isLocked(kComponentLock);
+}
+
+nvme_linux::FileDescriptor openComponentLock() {
+  return openLock(kComponentLock);
+}
+
+bool lockComponent(int file) {
+  struct flock range = wholeFile();
+  return fcntl(file, F_SETLK, &range) == 0;
+}
+
+}  // namespace tool

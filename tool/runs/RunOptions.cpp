@@ -1,0 +1,40 @@
+#include "RunOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "TerminalText.h"
+#include "VerdictText.h"
+
+namespace tool {
+
+void addRunOptions(CLI::App& command, RunOptions& options) {
+  command.add_option("--state", options.state, "Keep runs in this folder")->type_name("DIR");
+  command.add_flag("--json", options.json, "Write JSON");
+}
+
+std::string complaintAboutRun(const std::string& name) {
+  return StateFolder::isName(name)
+             ? ""
+             : "a run's name has 1 to 64 letters, digits, \"-\", \"_\" and \".\", and begins with a "
+               "letter or a digit";
+}
+
+int answer(const RunAnswer& result, const RunOptions& options) {
+  const auto& [verdict, progress] = result;
+  if (options.json) {
+    auto object = nlohmann::ordered_json::parse(toJson(verdict));
+    if (progress)
+      object["progress"] = {{"drive", progress->drive}, {"of", progress->of}, {"seconds", progress->seconds}};
+    std::cout << object.dump(2) << '\n';
+    return verdict.exitStatus;
+  }
+  writeVerdict(std::cout, verdict, standardOutputTerminal());
+  if (progress) std::cout << textOf(*progress) << ".\n";
+  if (verdict.run)
+    std::cout << "Run " << forTerminal(*verdict.run) << ": " << nameOf(verdict.outcome) << ".\n";
+  return verdict.exitStatus;
+}
+
+}  // namespace tool

@@ -1,0 +1,34 @@
+// What the commands about runs have in common on the command line.
+
+#pragma once
+
+#include <string>
+
+#include "Progress.h"
+#include "StateFolder.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tool {
+
+struct RunOptions {
+  std::string state;  ///< empty: the usual place
+  bool json = false;
+
+  StateFolder stateFolder() const {
+    return StateFolder(state.empty() ? StateFolder::usualPlace() : std::filesystem::path(state));
+  }
+};
+
+/// Adds --state and --json. `options` must outlive the parsing.
+void addRunOptions(CLI::App& command, RunOptions& options);
+
+/// For CLI11: an empty text when `name` can name a run.
+std::string complaintAboutRun(const std::string& name);
+
+/// Writes the answer of a command to standard output, and returns its exit status.
+int answer(const RunAnswer& result, const RunOptions& options);
+
+}  // namespace tool

@@ -1,0 +1,278 @@
+// `update`: plans, asks, has the drives flashed by a process of its own, and waits for the verdict.
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+#include "Boot.h"
+#include "Command.h"
+#include "Component.h"
+#include "Flash.h"
+#include "FolderInspection.h"
+#include "Follow.h"
+#include "LocatedJson.h"
+#include "PolicyOptions.h"
+#include "Preparation.h"
+#include "RunLock.h"
+#include "RunOptions.h"
+#include "Session.h"
+#include "TerminalText.h"
+#include "VerdictText.h"
+
+namespace tool {
+
+namespace {
+
+struct Options : RunOptions {
+  std::string folder;
+  PolicyOptions policy;
+  std::string run;
+  bool yes = false;
+  bool dryRun = false;
+  bool begin = false;
+  bool keepEnvironment = false;
+  long secondsPerDrive = 900;
+};
+
+/// One look at the lock may meet a command that only looks at it itself.
+std::optional<RunLock> lockPatiently() {
+  constexpr int kTries = 10;
+  constexpr std::chrono::milliseconds kPause{100};
+  for (int i = 1; i < kTries; ++i) {
+    if (auto lock = RunLock::tryAcquire()) return lock;
+    std::this_thread::sleep_for(kPause);
+  }
+  return RunLock::tryAcquire();
+}
+
+/// What was asked for, for people who read the record.
+std::map<std::string, std::string> textsOf(const PolicyOptions& policy) {
+  const auto joined = [](const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
+    return all;
+  };
+  std::map<std::string, std::string> texts{{"policy", policy.file},       {"to", policy.to},
+                                           {"from", joined(policy.from)}, {"payload-sha256", policy.sha256},
+                                           {"in-use", policy.inUse},      {"serial", joined(policy.serials)}};
+  if (policy.expectDrives) texts["expect-drives"] = std::to_string(*policy.expectDrives);
+  std::erase_if(texts, [](const auto& text) { return text.second.empty(); });
+  return texts;
+}
+
+/// A finished run that has flashed is not repeated, unless it was cut off before it was over.
+bool isToBeAnswered(const Run& run, const RunAnswer& answer) {
+  if (answer.progress) return true;
+  return run.record.phase == RunPhase::kDone && run.record.hasFlashed &&
+         (!run.record.wasInterrupted || answer.verdict.exitStatus == 0);
+}
+
+class Update {
+ public:
+  Update(const Options& options, Policy policy)
+      : m_options(options), m_state(options.stateFolder()), m_policy(std::move(policy)) {}
+
+  RunAnswer run() {
+    if (!m_options.run.empty()) {
+      m_run = m_state.find(m_options.run);
+      if (m_run) {
+        if (const auto joined = join()) return *joined;
+      }
+    }
+    std::optional<RunLock> lock = lockPatiently();
+    if (!lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
+    m_lock.emplace(std::move(*lock));
+    m_notes = endDeadRuns(m_state, m_options.run);
+    try {
+      beginRun();
+      return plan();
+    } catch (const std::exception& error) {
+      return refuse({error.what()});
+    }
+  }
+
+ private:
+  /// The answer of the run of that name, when there is nothing left to do for it.
+  std::optional<RunAnswer> join() {
+    if (m_run->record.kind != RunKind::kUpdate)
+      return RunAnswer{refusal({"the run " + m_run->record.name + " is an inventory"})};
+    const std::string folder = std::filesystem::canonical(m_options.folder).string();
+    if (m_run->record.component != folder && !m_run->record.component.empty())
+      return RunAnswer{refusal({"the run " + m_run->record.name + " is for " + m_run->record.component})};
+    RunAnswer answer = wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
+    if (isToBeAnswered(*m_run, answer)) return answer;
+    return std::nullopt;
+  }
+
+  std::string nameOfOther() const {
+    std::string name = "its name is in another state folder";
+    for (const Run& run : m_state.list().runs) {
+      if (run.record.phase != RunPhase::kDone) name = run.record.name;
+    }
+    return name;
+  }
+
+  void beginRun() {
+    if (m_run) {
+      m_earlier = earlierFlashes(m_state, m_run->record.name);
+      m_run->load();
+      ++m_run->record.attempts;
+      m_run->setAside();
+      m_run->record.phase = RunPhase::kPlanning;
+      m_run->record.hasFlashed = m_run->record.wasInterrupted = false;
+      m_run->record.exitStatus.reset();
+      m_run->record.ended.clear();
+    } else {
+      m_earlier = earlierFlashes(m_state, "");
+      m_run = m_state.create(RunKind::kUpdate, m_options.run);
+    }
+    RunRecord& record = m_run->record;
+    record.component = std::filesystem::canonical(m_options.folder).string();
+    record.environment = componentEnvironment(m_options.keepEnvironment);
+    record.policy = textsOf(m_options.policy);
+    record.bootId = bootId();
+    m_run->save();
+  }
+
+  RunAnswer plan() {
+    FolderInspection folder = inspectFolder(m_run->record.component);
+    if (!folder.errors.empty()) return refuse(std::move(folder.errors));
+    for (const std::string& warning : folder.warnings) m_notes.push_back("warning: " + warning);
+    Verdict planned = prepare(*m_run, m_policy, m_earlier, folder.obeysList);
+    planned.reasons.insert(planned.reasons.begin(), m_notes.begin(), m_notes.end());
+    keepPlan(*m_run, planned);
+    const std::size_t count = drivesToFlash(planned);
+    if (m_options.dryRun || count == 0) return end(planned);
+    show(planned);
+    if (!m_options.yes && isatty(STDIN_FILENO) != 1)
+      return refuse({"there is no terminal to ask, and --yes is not given"}, planned.drives);
+    if (!m_options.yes && !isConfirmed(count)) return refuse({"it was not confirmed"}, planned.drives);
+    return flashApproved();
+  }
+
+  RunAnswer flashApproved() {
+    m_run->record.phase = RunPhase::kApproved;
+    m_run->record.approved = secondsSinceBoot();
+    m_run->save();
+    m_lock.reset();
+    startInOwnSession("nvmepcissd-" + m_run->record.name,
+                      {"carry-on", "--state", m_state.root().string(), m_run->record.name},
+                      m_run->file("session.out"));
+    return wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
+  }
+
+  RunAnswer wait(std::chrono::seconds atMost) {
+    ProgressDisplay display(m_run->record.name, m_options.json);
+    return follow(m_state, *m_run, {atMost, std::chrono::seconds(m_options.secondsPerDrive)}, display);
+  }
+
+  void show(const Verdict& planned) const {
+    if (m_options.json) return;
+    writeVerdict(std::cout, planned, standardOutputTerminal());
+    std::cout << std::flush;
+  }
+
+  static bool isConfirmed(std::size_t count) {
+    std::cerr << "Flash " << count << (count == 1 ? " drive" : " drives") << "? [y/N] " << std::flush;
+    std::string reply;
+    std::getline(std::cin, reply);
+    return reply == "y" || reply == "Y" || reply == "yes";
+  }
+
+  /// Nothing is flashed. The drives are as planned, less what would have been flashed.
+  RunAnswer refuse(std::vector<std::string> reasons, std::vector<DriveVerdict> drives = {}) {
+    reasons.insert(reasons.begin(), m_notes.begin(), m_notes.end());
+    Verdict verdict = refusal(std::move(reasons));
+    for (DriveVerdict& drive : drives) {
+      if (drive.state == Outcome::kFlash) drive.state = Outcome::kUntouched;
+    }
+    verdict.drives = std::move(drives);
+    return end(std::move(verdict));
+  }
+
+  /// Ends the run without a flash. A dry run leaves nothing.
+  RunAnswer end(Verdict verdict) {
+    if (!m_run) return {std::move(verdict)};
+    if (m_options.dryRun && m_run->record.attempts == 0) {
+      std::error_code ignored;
+      std::filesystem::remove_all(m_run->folder, ignored);
+      verdict.run.reset();
+      return {std::move(verdict)};
+    }
+    try {
+      verdict.run = m_run->record.name;
+      finish(m_state, *m_run, verdict);
+    } catch (const std::exception& error) {
+      verdict.reasons.emplace_back(error.what());
+    }
+    return {std::move(verdict)};
+  }
+
+  static constexpr std::chrono::seconds kAsLongAsItTakes = std::chrono::hours(24 * 365);
+
+  const Options& m_options;
+  StateFolder m_state;
+  Policy m_policy;
+  std::optional<Run> m_run;
+  std::optional<RunLock> m_lock;
+  std::vector<EarlierFlash> m_earlier;
+  std::vector<std::string> m_notes;
+};
+
+/// Nothing, and a line on standard error, for a policy that cannot be taken.
+std::optional<Policy> readPolicy(const PolicyOptions& options) {
+  try {
+    return policyOf(options);
+  } catch (const FileError& error) {
+    std::cerr << forTerminal(error.what()) << '\n';
+  } catch (const std::system_error& error) {
+    std::cerr << forTerminal(options.file) << ": cannot be read: " << error.code().message() << '\n';
+  }
+  return std::nullopt;
+}
+
+int update(const Options& options) {
+  std::optional<Policy> policy = readPolicy(options.policy);
+  if (!policy) return kUsage;
+  try {
+    return answer(Update(options, *std::move(policy)).run(), options);
+  } catch (const std::exception& error) {
+    return answer({refusal({error.what()})}, options);
+  }
+}
+
+}  // namespace
+
+void addUpdateCommand(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* const command =
+      app.add_subcommand("update", "Update the drives of this server, and tell what became of each");
+  command->footer(
+      "Exit status: 0 every drive is updated, staged or current; 1 one failed, is missing or stale;\n"
+      "2 usage; 3 anything else is open; 4 refused, or drives were left alone; 5 it goes on.");
+  command->add_option("DIR", options->folder, "Component folder")->required()->check(CLI::ExistingDirectory);
+  addPolicyOptions(*command, options->policy);
+  command->add_option("--run", options->run, "Name of the run; the same name again joins or resumes it")
+      ->type_name("NAME")
+      ->check(complaintAboutRun);
+  command->add_flag("--yes", options->yes, "Do not ask");
+  command->add_flag("--dry-run", options->dryRun, "End after the plan");
+  command->add_flag("--begin", options->begin, "Return once flashing has been started");
+  command->add_flag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  command
+      ->add_option("--seconds-per-drive", options->secondsPerDrive,
+                   "Wait so long for a drive, then leave the run to itself (900)")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0L, 31536000L));
+  addRunOptions(*command, *options);
+  command->callback([options, &action] { action = [options] { return update(*options); }; });
+}
+
+}  // namespace tool
