@@ -18,7 +18,7 @@ _nvmepcissd_tool() {
     if [[ -z $help ]]; then
       case ${words[1]}:$prev in
         *:-o | *:--output | *:--log | *:--policy) _filedir ;;
-        check:* | drives:* | init:* | plan:*) _filedir -d ;;
+        *:--state | check:* | drives:* | init:* | inventory:* | plan:* | update:*) _filedir -d ;;
         metrics:*) ;;
         show:* | report:* | verify:*) _filedir '@(xml|json)' ;;
         *) _filedir ;;

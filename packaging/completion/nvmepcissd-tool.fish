@@ -25,7 +25,7 @@ function __nvmepcissd_tool_arguments
         string join \n $values
     else if contains -- $words[-1] -o --output --log --policy
         __fish_complete_path (commandline -ct)
-    else if contains -- $words[2] check drives init plan
+    else if contains -- $words[-1] --state; or contains -- $words[2] check drives init inventory plan update
         __fish_complete_directories (commandline -ct)
     else if contains -- $words[2] metrics
         return
