@@ -1,10 +1,14 @@
 #include "PolicyOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <iostream>
 #include <limits>
+#include <system_error>
 
 #include "FileContent.h"
 #include "Identity.h"
+#include "LocatedJson.h"
+#include "TerminalText.h"
 
 namespace tool {
 
@@ -22,6 +26,20 @@ std::string complaintAboutSha256(const std::string& text) {
 
 std::string complaintAboutSerial(const std::string& text) {
   return nvme_linux::trimmed(text).empty() ? "a serial number is empty" : "";
+}
+
+/// Throws FileError and std::system_error.
+Policy policyOf(const PolicyOptions& options) {
+  if (!options.file.empty()) return parsePolicy(contentOf(options.file), options.file);
+  Policy policy;
+  PolicyRule& rule = policy.rules.at(0);
+  rule.to = parseRevision(options.to);
+  for (const std::string& revision : options.from) rule.from.insert(nvme_linux::trimmed(revision));
+  rule.sha256 = parseSha256(options.sha256);
+  policy.expectDrives = options.expectDrives;
+  policy.inUse = parseInUse(options.inUse).value_or(policy.inUse);
+  for (const std::string& serial : options.serials) policy.serials.insert(nvme_linux::trimmed(serial));
+  return policy;
 }
 
 }  // namespace
@@ -51,17 +69,15 @@ void addPolicyOptions(CLI::App& command, PolicyOptions& options) {
       ->check(complaintAboutSerial);
 }
 
-Policy policyOf(const PolicyOptions& options) {
-  if (!options.file.empty()) return parsePolicy(contentOf(options.file), options.file);
-  Policy policy;
-  PolicyRule& rule = policy.rules.at(0);
-  rule.to = parseRevision(options.to);
-  for (const std::string& revision : options.from) rule.from.insert(nvme_linux::trimmed(revision));
-  rule.sha256 = parseSha256(options.sha256);
-  policy.expectDrives = options.expectDrives;
-  policy.inUse = parseInUse(options.inUse).value_or(policy.inUse);
-  for (const std::string& serial : options.serials) policy.serials.insert(nvme_linux::trimmed(serial));
-  return policy;
+std::optional<Policy> readPolicy(const PolicyOptions& options) {
+  try {
+    return policyOf(options);
+  } catch (const FileError& error) {
+    std::cerr << forTerminal(error.what()) << '\n';
+  } catch (const std::system_error& error) {
+    std::cerr << forTerminal(options.file) << ": cannot be read: " << error.code().message() << '\n';
+  }
+  return std::nullopt;
 }
 
 }  // namespace tool

@@ -28,8 +28,8 @@ struct PolicyOptions {
 /// that cannot be one. `options` must outlive the parsing.
 void addPolicyOptions(CLI::App& command, PolicyOptions& options);
 
-/// The policy of options that were parsed. Throws FileError for a policy file that is not as it should be,
-/// and std::system_error for one that cannot be read.
-Policy policyOf(const PolicyOptions& options);
+/// The policy of options that were parsed. Nothing, and a line on standard error, for a policy file that
+/// cannot be read or is not as it should be.
+std::optional<Policy> readPolicy(const PolicyOptions& options);
 
 }  // namespace tool

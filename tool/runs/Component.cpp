@@ -27,7 +27,6 @@ using nvme_linux::FileDescriptor;
 
 constexpr const char* kSearchPath = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 constexpr std::array<std::string_view, 3> kStandIns{"NVME_SIMULATOR_", "RBKL_SIMULATOR_", "FWKIT_"};
-constexpr int kNotStarted = 127;
 
 /// Pointers to texts that must outlive them, with a null pointer at the end, as exec wants them.
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
@@ -85,7 +84,7 @@ struct Launch {
   if (isReady && close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == 0 &&
       fcntl(launch.lock, F_SETFD, 0) == 0)
     execve(launch.executable, launch.arguments.data(), launch.environment.data());
-  _exit(kNotStarted);
+  _exit(kComponentNotStarted);
 }
 
 FileDescriptor openFile(const char* path, int flags) {

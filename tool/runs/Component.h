@@ -27,6 +27,9 @@ struct ComponentCall {
   Environment environment;
 };
 
+/// How a process ends that could not become the component; the dynamic loader ends it so, too, and says why.
+inline constexpr int kComponentNotStarted = 127;
+
 /// A component that was started, as a child of this process. Destroying the object leaves the component
 /// alone.
 class ComponentProcess {

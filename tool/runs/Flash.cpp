@@ -1,7 +1,6 @@
 #include "Flash.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -9,56 +8,12 @@
 #include "AtomicFile.h"
 #include "Boot.h"
 #include "Component.h"
-#include "DocumentReader.h"
-#include "FileContent.h"
+#include "ComponentFiles.h"
 #include "Judgement.h"
-
-namespace fs = std::filesystem;
 
 namespace tool {
 
 namespace {
-
-/// What the file of a run holds; nothing, and a problem, for one that cannot be read.
-std::optional<std::string> contentOf(const fs::path& path, std::vector<std::string>& problems) {
-  try {
-    return tool::contentOf(path.string());
-  } catch (const std::system_error& error) {
-    problems.push_back(path.string() + ": cannot be read: " + error.code().message());
-    return std::nullopt;
-  }
-}
-
-std::optional<Document> readFrom(const fs::path& path, std::vector<std::string>& problems) {
-  const std::optional<std::string> content = contentOf(path, problems);
-  if (!content) return std::nullopt;
-  Reading reading = readDocument(*content);
-  if (!reading.problem.empty()) problems.push_back(path.string() + ": " + reading.problem);
-  return std::move(reading.document);
-}
-
-/// The last command of that kind in a log; nothing when there is none.
-std::optional<LoggedRun> readLog(const fs::path& path, bool isUpdate, std::vector<std::string>& problems) {
-  const std::optional<std::string> content = contentOf(path, problems);
-  std::optional<LoggedRun> last;
-  if (!content) return last;
-  for (LoggedRun& run : parseDebugLog(*content)) {
-    if (run.isUpdate == isUpdate) last = std::move(run);
-  }
-  return last;
-}
-
-/// One run of the component, whose three files begin with `stem`.
-ComponentCall callOf(const Run& run, const std::string& folder, const char* command,
-                     const std::string& stem) {
-  const std::string files = run.file(stem.c_str()).string();
-  fs::remove(files + ".xml");
-  return {.executable = fs::path(folder) / "nvmepcissd",
-          .workingFolder = folder,
-          .arguments = {command, "-o", files + ".xml", "-d", files + ".log"},
-          .output = files + ".out",
-          .environment = run.record.environment};
-}
 
 Verdict readStored(const Run& run, const char* name) {
   std::vector<std::string> problems;
@@ -72,10 +27,10 @@ Verdict readStored(const Run& run, const char* name) {
 
 /// The component has ended. Its log is whole up to the line at which it died.
 RunEvidence evidenceOf(const Run& run, std::optional<Document> after, std::vector<std::string>& problems) {
-  RunEvidence evidence{.before = readFrom(run.file("before.xml"), problems),
-                       .update = readFrom(run.file("update.xml"), problems),
+  RunEvidence evidence{.before = documentFrom(run.file("before.xml"), problems),
+                       .update = documentFrom(run.file("update.xml"), problems),
                        .after = std::move(after),
-                       .log = readLog(run.file(kUpdateLog), true, problems),
+                       .log = logFrom(run.file(kUpdateLog), true, problems),
                        .isNarrowed = run.record.workingFolder != run.record.component};
   if (evidence.log && run.record.wasInterrupted) evidence.log->flashingEnded = true;
   return evidence;
@@ -93,33 +48,15 @@ ComponentProcess startFlash(Run& run, const ComponentCall& call) {
   }
 }
 
-}  // namespace
-
-InventoryTaken takeInventory(const Run& run, const std::string& stem, std::chrono::seconds limit) {
-  ComponentProcess process =
-      ComponentProcess::start(callOf(run, run.record.component, "-i", stem), /*blocksShutdown=*/false);
-  const std::optional<int> status = process.wait(limit);
-  InventoryTaken taken;
-  if (!status) {
-    taken.problems.push_back("the inventory has not ended within " + std::to_string(limit.count()) +
-                             " seconds; it is left to itself");
-    return taken;
-  }
-  const std::string output = run.file((stem + ".out").c_str()).string();
-  if (*status != 0)
-    taken.problems.push_back("the inventory ended with " + std::to_string(*status) + ": see " + output);
-  taken.document = readFrom(run.file((stem + ".xml").c_str()), taken.problems);
-  if (taken.document && taken.document->kind != DocumentKind::kInventory) taken.document.reset();
-  std::vector<std::string> ignored;
-  if (const auto log = readLog(run.file((stem + ".log").c_str()), false, ignored)) {
-    for (const LoggedTrouble& trouble : log->troubles)
-      taken.problems.push_back(trouble.where + ": " + trouble.problem + "; " + trouble.remedy);
-  }
-  return taken;
+InventoryTaken inventoryOf(const Run& run, const char* stem) {
+  return takeInventory(run.record.component, run.record.environment, run.file(stem));
 }
 
+}  // namespace
+
 void flash(const StateFolder& state, Run& run) {
-  const ComponentCall call = callOf(run, run.record.workingFolder, "-u", "update");
+  const ComponentCall call =
+      callLeaving(run.file(kUpdateStem), run.record.workingFolder, "-u", run.record.environment);
   run.record.phase = RunPhase::kFlashing;
   run.record.hasFlashed = true;
   run.record.bootId = bootId();
@@ -137,7 +74,7 @@ void concludeFlash(const StateFolder& state, Run& run) {
   run.record.wasInterrupted = !run.record.exitStatus || *run.record.exitStatus > 1;
   InventoryTaken after;
   try {
-    after = takeInventory(run, "after");
+    after = inventoryOf(run, "after");
   } catch (const std::system_error& error) {
     after.problems.push_back(std::string("no inventory could be taken: ") + error.what());
   }
@@ -182,7 +119,7 @@ bool isResetOutstanding(const Run& run) {
 }
 
 void completeAfterReset(Run& run) {
-  const InventoryTaken now = takeInventory(run, "after-reset");
+  const InventoryTaken now = inventoryOf(run, "after-reset");
   if (!now.document) throw std::runtime_error(now.problems.empty() ? "no inventory" : now.problems.front());
   Verdict verdict = storedVerdict(run);
   judgeReset(verdict, *now.document);

@@ -3,13 +3,8 @@
 
 #pragma once
 
-#include <chrono>
-#include <optional>
 #include <string>
-#include <vector>
 
-#include "DebugLog.h"
-#include "Document.h"
 #include "StateFolder.h"
 #include "Verdict.h"
 
@@ -18,21 +13,8 @@ namespace tool {
 // What a run leaves in its folder, beside run.json.
 inline constexpr char kPlanFile[] = "plan.json";
 inline constexpr char kVerdictFile[] = "verdict.json";
+inline constexpr char kUpdateStem[] = "update";  ///< of the flash: see ComponentFiles.h
 inline constexpr char kUpdateLog[] = "update.log";
-
-/// An inventory that takes longer is left to itself, and counts as none.
-inline constexpr std::chrono::seconds kInventoryLimit{900};
-
-/// What the component told of the drives.
-struct InventoryTaken {
-  std::optional<Document> document{};   ///< nothing without one that can be read
-  std::vector<std::string> problems{};  ///< why there is none, and what went wrong around it; for a person
-};
-
-/// Has the component take an inventory. Its document, log and output are `stem`.xml, .log and .out of the
-/// run's folder. The caller holds the RunLock. Throws std::system_error when it cannot be started.
-InventoryTaken takeInventory(const Run& run, const std::string& stem,
-                             std::chrono::seconds limit = kInventoryLimit);
 
 /// Leaves the plan where `flash` and `storedVerdict` find it. Its reasons become those of the verdict, too.
 /// Throws std::system_error.

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "Command.h"
-#include "Component.h"
+#include "ComponentFiles.h"
 #include "Flash.h"
 #include "Preparation.h"
 #include "RunLock.h"
@@ -51,13 +51,14 @@ Verdict tellOf(const InventoryTaken& taken) {
 
 Verdict takeStock(const Options& options) {
   const StateFolder state = options.stateFolder();
-  const auto lock = RunLock::tryAcquire();
+  const auto lock = RunLock::acquireSoon();
   if (!lock) return refusal({"a run goes on on this server"});
   Run run = state.create(RunKind::kInventory, "");
   run.record.component = std::filesystem::canonical(options.folder).string();
   run.record.environment = componentEnvironment(options.keepEnvironment);
   run.save();
-  Verdict verdict = tellOf(takeInventory(run, "inventory"));
+  Verdict verdict =
+      tellOf(takeInventory(run.record.component, run.record.environment, run.file("inventory")));
   finish(state, run, verdict);
   verdict.run = run.record.name;
   verdict.bootId = run.record.bootId;

@@ -6,10 +6,8 @@
 #include <stdexcept>
 
 #include "Boot.h"
-#include "DriveFacts.h"
 #include "Flash.h"
 #include "PackageCopy.h"
-#include "Payload.h"
 
 namespace fs = std::filesystem;
 
@@ -77,33 +75,35 @@ void keepUpdated(Verdict& plan) {
 
 }  // namespace
 
+FolderPlan planFolder(const fs::path& folder, const InventoryTaken& inventory, const Policy& policy,
+                      const std::vector<EarlierFlash>& earlier, bool obeysList) {
+  FolderPlan planned{.kernel = readDriveFacts(folder), .payload = readPayload(folder)};
+  const std::vector<Record> none;
+  planned.plan = planUpdate({.inventory = inventory.document ? inventory.document->records : none,
+                             .kernel = planned.kernel.drives,
+                             .policy = policy,
+                             .payload = planned.payload,
+                             .obeysList = obeysList,
+                             .earlier = earlier});
+  std::vector<std::string>& reasons = planned.plan.verdict.reasons;
+  reasons.insert(reasons.begin(), inventory.problems.begin(), inventory.problems.end());
+  return planned;
+}
+
 Verdict prepare(Run& run, const Policy& policy, const std::vector<EarlierFlash>& earlier, bool obeysList) {
   RunRecord& record = run.record;
   requireSpace(run.folder);
-  const InventoryTaken before = takeInventory(run, "before");
-  if (!before.document || before.document->records.empty()) {
-    std::vector<std::string> reasons = before.problems;
-    if (before.document) reasons.emplace_back("the inventory lists no drive");
-    return refusal(reasons);
-  }
-  const auto kernel = readDriveFacts(record.component);
-  const Payload payload = readPayload(record.component);
-  Plan plan = planUpdate({.inventory = before.document->records,
-                          .kernel = kernel.drives,
-                          .policy = policy,
-                          .payload = payload,
-                          .obeysList = obeysList,
-                          .earlier = earlier});
-  Verdict& verdict = plan.verdict;
+  const InventoryTaken before = takeInventory(record.component, record.environment, run.file("before"));
+  FolderPlan planned = planFolder(record.component, before, policy, earlier, obeysList);
+  Verdict& verdict = planned.plan.verdict;
   keepUpdated(verdict);
   verdict.run = record.name;
   verdict.bootId = record.bootId = bootId();
-  verdict.reasons.insert(verdict.reasons.end(), before.problems.begin(), before.problems.end());
-  record.payload = payload.sha256;
-  record.toFlash = plan.toFlash();
-  if (record.toFlash > 0) layOut(run, plan, payload, obeysList);
+  record.payload = planned.payload.sha256;
+  record.toFlash = planned.plan.toFlash();
+  if (record.toFlash > 0) layOut(run, planned.plan, planned.payload, obeysList);
   run.save();
-  return std::move(plan.verdict);
+  return std::move(planned.plan.verdict);
 }
 
 Verdict refusal(std::vector<std::string> reasons) {

@@ -2,9 +2,13 @@
 
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "ComponentFiles.h"
+#include "DriveFacts.h"
+#include "Payload.h"
 #include "Plan.h"
 #include "Policy.h"
 #include "StateFolder.h"
@@ -14,13 +18,25 @@ namespace tool {
 
 inline constexpr int kRefusedStatus = 4;
 
+/// A plan, and what it was made from and points into.
+struct FolderPlan {
+  DriveList kernel{};
+  Payload payload{};
+  Plan plan{};
+};
+
+/// Plans the update of a component folder whose inventory was taken. Problems of the inventory become
+/// reasons. `earlier` are drives that took firmware in this boot; `obeysList` is that of the folder's
+/// inspection.
+FolderPlan planFolder(const std::filesystem::path& folder, const InventoryTaken& inventory,
+                      const Policy& policy, const std::vector<EarlierFlash>& earlier, bool obeysList);
+
 /// Takes the inventory of a run in the phase kPlanning and plans its update. What the
 /// update needs is left in the run's folder and record: with our own drive library a copy of the folder that
-/// lists what is to be flashed. `earlier` are drives that took firmware in this boot; `obeysList` is
-/// that of the folder's inspection.
+/// lists what is to be flashed. `earlier` and `obeysList` are those of `planFolder`.
 ///
-/// The answer is that of the plan; kRefused with status 4 and the reasons when there is none. Nothing is to
-/// be flashed then, or when no drive is kFlash. Throws std::exception when something could not be written.
+/// The answer is that of the plan. Nothing is to be flashed when no drive is kFlash. Throws std::exception
+/// when something could not be written.
 Verdict prepare(Run& run, const Policy& policy, const std::vector<EarlierFlash>& earlier, bool obeysList);
 
 /// A refusal of the run as a whole.

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -77,6 +79,16 @@ std::optional<RunLock> RunLock::tryAcquire() {
   }
   if (isComponentRunning()) return std::nullopt;
   return RunLock(std::move(file));
+}
+
+std::optional<RunLock> RunLock::acquireSoon() {
+  constexpr int kTries = 10;
+  constexpr std::chrono::milliseconds kPause{100};
+  for (int i = 1; i < kTries; ++i) {
+    if (auto lock = tryAcquire()) return lock;
+    std::this_thread::sleep_for(kPause);
+  }
+  return tryAcquire();
 }
 
 bool isRunInProgress() {

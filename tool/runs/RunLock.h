@@ -24,6 +24,9 @@ class RunLock {
   /// std::system_error.
   static std::optional<RunLock> tryAcquire();
 
+  /// Tries for a second. One look at the lock may meet a command that only looks at it itself.
+  static std::optional<RunLock> acquireSoon();
+
  private:
   explicit RunLock(nvme_linux::FileDescriptor file) : m_file(std::move(file)) {}
 

@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <system_error>
-#include <thread>
 
 #include "Boot.h"
 #include "Command.h"
@@ -17,7 +16,6 @@
 #include "Flash.h"
 #include "FolderInspection.h"
 #include "Follow.h"
-#include "LocatedJson.h"
 #include "PolicyOptions.h"
 #include "Preparation.h"
 #include "RunLock.h"
@@ -40,17 +38,6 @@ struct Options : RunOptions {
   bool keepEnvironment = false;
   long secondsPerDrive = 900;
 };
-
-/// One look at the lock may meet a command that only looks at it itself.
-std::optional<RunLock> lockPatiently() {
-  constexpr int kTries = 10;
-  constexpr std::chrono::milliseconds kPause{100};
-  for (int i = 1; i < kTries; ++i) {
-    if (auto lock = RunLock::tryAcquire()) return lock;
-    std::this_thread::sleep_for(kPause);
-  }
-  return RunLock::tryAcquire();
-}
 
 /// What was asked for, for people who read the record.
 std::map<std::string, std::string> textsOf(const PolicyOptions& policy) {
@@ -86,7 +73,7 @@ class Update {
         if (const auto joined = join()) return *joined;
       }
     }
-    std::optional<RunLock> lock = lockPatiently();
+    std::optional<RunLock> lock = RunLock::acquireSoon();
     if (!lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
     m_lock.emplace(std::move(*lock));
     m_notes = endDeadRuns(m_state, m_options.run);
@@ -106,15 +93,15 @@ class Update {
     const std::string folder = std::filesystem::canonical(m_options.folder).string();
     if (m_run->record.component != folder && !m_run->record.component.empty())
       return RunAnswer{refusal({"the run " + m_run->record.name + " is for " + m_run->record.component})};
-    RunAnswer answer = wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
-    if (isToBeAnswered(*m_run, answer)) return answer;
+    RunAnswer found = wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
+    if (isToBeAnswered(*m_run, found)) return found;
     return std::nullopt;
   }
 
   std::string nameOfOther() const {
     std::string name = "its name is in another state folder";
-    for (const Run& run : m_state.list().runs) {
-      if (run.record.phase != RunPhase::kDone) name = run.record.name;
+    for (const Run& each : m_state.list().runs) {
+      if (each.record.phase != RunPhase::kDone) name = each.record.name;
     }
     return name;
   }
@@ -225,18 +212,6 @@ class Update {
   std::vector<EarlierFlash> m_earlier;
   std::vector<std::string> m_notes;
 };
-
-/// Nothing, and a line on standard error, for a policy that cannot be taken.
-std::optional<Policy> readPolicy(const PolicyOptions& options) {
-  try {
-    return policyOf(options);
-  } catch (const FileError& error) {
-    std::cerr << forTerminal(error.what()) << '\n';
-  } catch (const std::system_error& error) {
-    std::cerr << forTerminal(options.file) << ": cannot be read: " << error.code().message() << '\n';
-  }
-  return std::nullopt;
-}
 
 int update(const Options& options) {
   std::optional<Policy> policy = readPolicy(options.policy);

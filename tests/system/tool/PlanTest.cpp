@@ -26,7 +26,7 @@ class PlanCommand : public testing::Test {
   Answer run(const std::string& options) const {
     std::string environment;
     for (const auto& [name, value] : m_folder.settings.environment) environment += name + "='" + value + "' ";
-    return tool("plan " + m_folder.path().string() + " " + options, environment);
+    return tool("plan " + m_folder.path().string() + " " + options, environment + withOwnLocks());
   }
 
   /// The plan, after which nothing has been flashed.
@@ -129,11 +129,11 @@ TEST_F(PlanCommand, OptionsThatCannotBeMeantAreWrongUsage) {
     complaint(options);
 }
 
-TEST_F(PlanCommand, AComponentThatCannotRunIsTold) {
+TEST_F(PlanCommand, AFolderWithAnErrorIsRefused) {
   std::filesystem::remove(m_folder.executable());
   const Json json = plan("");
   EXPECT_EQ(json["exitStatus"], 4);
-  EXPECT_THAT(json["reasons"].at(0).get<std::string>(), HasSubstr("No such file or directory"));
+  EXPECT_THAT(json["reasons"].at(0).get<std::string>(), HasSubstr("the executable is missing"));
 }
 
 TEST(PolicySchema, TheExampleIsAsDescribed) {

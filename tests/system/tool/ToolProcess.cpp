@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -26,6 +27,11 @@ Answer run(const std::string& command) {
 
 Answer tool(const std::string& arguments, const std::string& environment) {
   return run(environment + " " + TOOL_EXECUTABLE + " " + arguments);
+}
+
+std::string withOwnLocks() {
+  const std::string user = geteuid() == 0 ? "" : "--user --map-root-user ";
+  return "unshare " + user + "--mount sh -c 'mount -t tmpfs none /run && exec \"$@\"' sh";
 }
 
 std::string schemaComplaint(const std::string& text, const std::string& schema) {

@@ -13,6 +13,10 @@ struct Answer {
 /// Runs the tool through a shell, with standard error left alone. `environment` are assignments before it.
 Answer tool(const std::string& arguments, const std::string& environment = {});
 
+/// The words before a command that give it a /run of its own, so that no run of others on this machine keeps
+/// it waiting.
+std::string withOwnLocks();
+
 /// The answer's JSON, held against its schema and the process's exit status.
 nlohmann::json verdictOf(const Answer& answer);
 

@@ -1,0 +1,113 @@
+// `plan`: what `update` would do to each drive, as far as it can be told without touching one.
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "Command.h"
+#include "DriveJson.h"
+#include "FolderInspection.h"
+#include "PolicyOptions.h"
+#include "Preparation.h"
+#include "RunLock.h"
+#include "RunOptions.h"
+#include "TerminalText.h"
+#include "VerdictText.h"
+
+namespace fs = std::filesystem;
+
+namespace tool {
+
+namespace {
+
+struct Options : RunOptions {
+  std::string folder;
+  PolicyOptions policy;
+  bool keepEnvironment = false;
+};
+
+/// For what the component leaves, which nobody needs afterwards.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : m_path(fs::temp_directory_path() / "nvmepcissd-plan-XXXXXX") {
+    std::string name = m_path;
+    if (mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
+    m_path = name;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const fs::path& path() const { return m_path; }
+
+ private:
+  fs::path m_path;
+};
+
+FolderPlan refused(std::vector<std::string> reasons) {
+  return {.plan = {.verdict = refusal(std::move(reasons))}};
+}
+
+FolderPlan planBy(const Policy& policy, const Options& options) {
+  const fs::path folder = fs::canonical(options.folder);
+  const std::optional<RunLock> lock = RunLock::acquireSoon();
+  if (!lock) return refused({"a run goes on on this server"});
+  FolderInspection inspection = inspectFolder(folder);
+  if (!inspection.errors.empty()) return refused(std::move(inspection.errors));
+  const TemporaryFolder scratch;
+  const InventoryTaken inventory =
+      takeInventory(folder, componentEnvironment(options.keepEnvironment), scratch.path() / "inventory");
+  FolderPlan planned =
+      planFolder(folder, inventory, policy, earlierFlashes(options.stateFolder(), ""), inspection.obeysList);
+  std::vector<std::string>& reasons = planned.plan.verdict.reasons;
+  for (const std::string& warning : inspection.warnings) reasons.push_back("warning: " + warning);
+  return planned;
+}
+
+int runPlan(const Options& options) {
+  const std::optional<Policy> policy = readPolicy(options.policy);
+  if (!policy) return kUsage;
+  FolderPlan planned;
+  try {
+    planned = planBy(*policy, options);
+  } catch (const std::exception& error) {
+    planned = refused({error.what()});
+  }
+  const Verdict& verdict = planned.plan.verdict;
+  if (options.json) {
+    std::cout << toJson(verdict, planned.plan.facts);
+  } else {
+    writeVerdict(std::cout, verdict, standardOutputTerminal());
+  }
+  return verdict.exitStatus;
+}
+
+}  // namespace
+
+void addPlanCommand(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* const command =
+      app.add_subcommand("plan", "Tell what an update would do to every drive, and why");
+  command->footer(
+      "Exit status: 0 nothing is refused; 2 usage, or a policy that cannot be read; 4 the run or a drive is\n"
+      "refused, or a drive is unhealthy.");
+  command->add_option("DIR", options->folder, "Component folder")->required()->check(CLI::ExistingDirectory);
+  addPolicyOptions(*command, options->policy);
+  command->add_flag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  addRunOptions(*command, *options);
+  command->callback([options, &action] { action = [options] { return runPlan(*options); }; });
+}
+
+}  // namespace tool
