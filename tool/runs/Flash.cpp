@@ -36,6 +36,23 @@ RunEvidence evidenceOf(const Run& run, std::optional<Document> after, std::vecto
   return evidence;
 }
 
+/// Whether each drive whose outcome hangs on a reset has been reset since the verdict. A reboot resets all of
+/// them; without one, firmware that does not wait in its slot any more tells.
+std::vector<bool> resetsSince(const Run& run, const Verdict& verdict) {
+  const bool wasRebooted = run.record.verifiedIn != bootId();
+  const auto isOpen = [](const DriveVerdict& drive) {
+    return drive.state == Outcome::kStaged || drive.state == Outcome::kUnchanged;
+  };
+  std::vector<bool> wasReset(verdict.drives.size());
+  if (std::none_of(verdict.drives.begin(), verdict.drives.end(), isOpen)) return wasReset;
+  const std::vector<std::optional<bool>> waiting = waitingInSlots(verdict);
+  for (std::size_t i = 0; i < wasReset.size(); ++i) {
+    const DriveVerdict& drive = verdict.drives[i];
+    wasReset[i] = isOpen(drive) && (wasRebooted || (drive.state == Outcome::kStaged && waiting[i] == false));
+  }
+  return wasReset;
+}
+
 /// A component that did not start has flashed nothing: the run is approved as before then.
 ComponentProcess startFlash(Run& run, const ComponentCall& call) {
   try {
@@ -110,19 +127,16 @@ void finish(const StateFolder& state, Run& run, Verdict verdict) {
 }
 
 bool isResetOutstanding(const Run& run) {
-  if (run.record.phase != RunPhase::kDone || !run.record.hasFlashed || run.record.verifiedIn == bootId())
-    return false;
-  const Verdict verdict = storedVerdict(run);
-  return std::any_of(verdict.drives.begin(), verdict.drives.end(), [](const DriveVerdict& drive) {
-    return drive.state == Outcome::kStaged || drive.state == Outcome::kUnchanged;
-  });
+  if (run.record.phase != RunPhase::kDone || !run.record.hasFlashed) return false;
+  const std::vector<bool> wasReset = resetsSince(run, storedVerdict(run));
+  return std::find(wasReset.begin(), wasReset.end(), true) != wasReset.end();
 }
 
 void completeAfterReset(Run& run) {
   const InventoryTaken now = inventoryOf(run, "after-reset");
   if (!now.document) throw std::runtime_error(now.problems.empty() ? "no inventory" : now.problems.front());
   Verdict verdict = storedVerdict(run);
-  judgeReset(verdict, *now.document);
+  judgeReset(verdict, *now.document, resetsSince(run, verdict));
   askSlots(verdict);
   writeAtomically(run.file(kVerdictFile), toJson(verdict), Existing::kReplace);
   run.record.verifiedIn = bootId();

@@ -32,8 +32,8 @@ void concludeFlash(const StateFolder& state, Run& run);
 /// Ends a run with a verdict. Throws std::system_error; the run is as it was then.
 void finish(const StateFolder& state, Run& run, Verdict verdict);
 
-/// True for a finished run with drives that a reset may have changed since its verdict: there has been a
-/// reboot.
+/// True for a finished run with drives that a reset has changed since its verdict: there has been a reboot,
+/// or a drive's slots show that its controller was reset.
 bool isResetOutstanding(const Run& run);
 
 /// Completes such a run by an inventory: what was staged is updated or stale now. The caller holds the

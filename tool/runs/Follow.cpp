@@ -62,7 +62,7 @@ Verdict finished(Run& run) {
   }
   Verdict verdict = storedVerdict(run);
   if (!problem.empty())
-    verdict.reasons.push_back("there was a reboot since, and no inventory could be taken: " + problem);
+    verdict.reasons.push_back("there was a reset since, and no inventory could be taken: " + problem);
   return verdict;
 }
 

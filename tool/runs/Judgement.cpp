@@ -189,11 +189,11 @@ Verdict judgeFlash(const Verdict& plan, RunEvidence evidence) {
   return Judgement(plan, std::move(evidence)).judge();
 }
 
-void judgeReset(Verdict& verdict, const Document& inventory) {
+void judgeReset(Verdict& verdict, const Document& inventory, const std::vector<bool>& wasReset) {
   const Revisions now(verdict.drives, inventory);
   for (std::size_t i = 0; i < verdict.drives.size(); ++i) {
     DriveVerdict& drive = verdict.drives[i];
-    if (drive.state != Outcome::kStaged && drive.state != Outcome::kUnchanged) continue;
+    if (!wasReset[i] || (drive.state != Outcome::kStaged && drive.state != Outcome::kUnchanged)) continue;
     const std::optional<std::string> runs = now.of(i);
     if (now.isAbsent(i)) {
       drive.after.reset();

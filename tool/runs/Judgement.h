@@ -27,9 +27,12 @@ struct RunEvidence {
 /// component keeps its state.
 Verdict judgeFlash(const Verdict& plan, RunEvidence evidence);
 
-/// What a reset has made of the drives: those that were staged are updated or stale, those that were
-/// unchanged may be updated. Drives with other states stay as they are.
-void judgeReset(Verdict& verdict, const Document& inventory);
+/// What a reset has made of the drives that `wasReset` has true for: those that were staged are updated or
+/// stale, those that were unchanged may be updated. Drives with other states stay as they are.
+void judgeReset(Verdict& verdict, const Document& inventory, const std::vector<bool>& wasReset);
+
+/// By the slots of each drive: whether firmware waits for a reset. Nothing where its slots are not known.
+std::vector<std::optional<bool>> waitingInSlots(const Verdict& verdict);
 
 /// Drives that took the firmware and run the old one are staged where their slots say so.
 void askSlots(Verdict& verdict);

@@ -125,20 +125,26 @@ TEST(JudgeReset, TellsWhatAResetHasMadeOfADrive) {
   };
   for (const ResetCase& each : cases) {
     Verdict verdict = verdictOf(each.before, each.wanted);
-    tool::judgeReset(verdict, inventory({record("S1", each.runs)}));
+    tool::judgeReset(verdict, inventory({record("S1", each.runs)}), {true});
     EXPECT_EQ(verdict.drives[0].state, each.after) << outcomeName(each.before) << " runs " << each.runs;
   }
 }
 
+TEST(JudgeReset, ADriveThatWasNotResetStaysAsItIs) {
+  Verdict verdict = verdictOf(Outcome::kStaged);
+  tool::judgeReset(verdict, inventory({record("S1", "OLD")}), {false});
+  EXPECT_EQ(verdict.drives[0].state, Outcome::kStaged);
+}
+
 TEST(JudgeReset, ADriveThatIsGoneIsMissing) {
   Verdict verdict = verdictOf(Outcome::kStaged);
-  tool::judgeReset(verdict, inventory({record("S2", "OLD")}));
+  tool::judgeReset(verdict, inventory({record("S2", "OLD")}), {true});
   EXPECT_EQ(verdict.drives[0].state, Outcome::kMissing);
   EXPECT_EQ(verdict.exitStatus, 1);
 }
 
 TEST(JudgeReset, ADriveThatDoesNotTellIsUndecided) {
   Verdict verdict = verdictOf(Outcome::kStaged);
-  tool::judgeReset(verdict, inventory({record("S1", "")}));
+  tool::judgeReset(verdict, inventory({record("S1", "")}), {true});
   EXPECT_EQ(verdict.drives[0].state, Outcome::kUndecided);
 }
