@@ -66,7 +66,7 @@ build_programs() {
   say "building"
   {
     cmake --preset vm
-    cmake --build --preset vm --target nvmepcissd nvme_linux_module simulator_rbkl vm_drive vm_exit vm_log vm_probe
+    cmake --build --preset vm --target nvmepcissd nvmepcissd-tool nvme_linux_module simulator_rbkl vm_drive vm_exit vm_log vm_probe
   } >"$vm/build.log" 2>&1 || { cat "$vm/build.log"; exit 1; }
 }
 

@@ -57,14 +57,14 @@ make_guest() {
   busybox=$(first_of busybox "$vm"/tools/{,usr/}bin/busybox)
   modules=$(first_of "kernel modules" "$vm/$kernel"/{,usr/}lib/modules/*)
   rm -rf "$guest"
-  mkdir -p "$guest"/{bin,component/payload,dev,drives,modules,proc,sys,sys-live,tmp,tests}
+  mkdir -p "$guest"/{bin,component/payload,dev,drives,modules,proc,run,sys,sys-live,tmp,tests}
   cp "$busybox" "$guest/bin/"
   ln -s busybox "$guest/bin/sh"
-  cp "$vm"/build/vm_{drive,exit,log,probe} "$guest/bin/"
+  cp "$vm"/build/{vm_{drive,exit,log,probe},nvmepcissd-tool} "$guest/bin/"
   cp "$vm"/build/{nvmepcissd,librbkl.so.0,drive_library/libnvme.so} "$root/simulator/fwkitinstall.sh" "$guest/component/"
   cp "$root"/tests/vm/guest/*.sh "$guest/tests/"
   install "$root/tests/vm/guest/init" "$guest/init"
-  copy_libraries "$guest" "$guest"/component/{nvmepcissd,libnvme.so,librbkl.so.0} "$guest"/bin/vm_*
+  copy_libraries "$guest" "$guest"/component/{nvmepcissd,libnvme.so,librbkl.so.0} "$guest"/bin/{vm_*,nvmepcissd-tool}
   add_peer "$guest"
   for module in nvme-tcp md-mod raid1; do add_module "$guest" "$modules" $module; done
   [ -e "$guest/modules/nvme_tcp.ko" ] || impossible "the kernel's package has no module nvme-tcp"

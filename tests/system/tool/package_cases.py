@@ -85,7 +85,7 @@ def writes_the_log(test, folder):
 
 
 def needs_a_drive(_test, _folder):
-    """Only a run on real drives shows it; the tests of nvme_linux hand it such files."""
+    """The virtual machine's test shows it: test_payloads_that_check_finds_fault_with_are_refused."""
 
 
 def loads_the_library(test, folder):
