@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "BoundedRun.h"
+#include "Joined.h"
 
 namespace tool {
 
@@ -11,13 +12,10 @@ namespace {
 
 constexpr char kTrustedProgram[] = "/bin/true";
 
-std::string joined(const std::vector<std::string>& names) {
-  std::string list;
-  for (const std::string& name : names) {
-    if (name.find_first_of(" :") != std::string::npos) continue;
-    list += (list.empty() ? "" : " ") + name;
-  }
-  return list;
+/// Those that a list can name whose separators are blanks and colons.
+std::vector<std::string> listable(std::vector<std::string> names) {
+  std::erase_if(names, [](const std::string& name) { return name.find_first_of(" :") != std::string::npos; });
+  return names;
 }
 
 /// The text between `before` and the last `after` in `line`; empty when they are not there.
@@ -102,7 +100,7 @@ LoaderAnswer askLoader(const std::filesystem::path& folder, const std::vector<st
   // Another loader may not know the variable, and would run what is preloaded.
   LoaderAnswer alone = listing("/", environment, limit);
   if (alone.end != LoaderAnswer::End::kListed) return {};
-  environment.push_back("LD_PRELOAD=" + joined(names));
+  environment.push_back("LD_PRELOAD=" + joined(listable(names), " "));
   if (!searchPath.empty()) environment.push_back("LD_LIBRARY_PATH=" + searchPath);
   return listing(folder, environment, limit);
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Drives.h"
+#include "Joined.h"
 #include "LinuxHost.h"
 #include "SupportedDrives.h"
 
@@ -95,6 +96,11 @@ std::vector<std::string> DriveFacts::warnings() const {
   }
   if (bits != 0) texts.emplace_back("a reserved bit is set");
   return texts;
+}
+
+std::string DriveFacts::ailment() const {
+  if (criticalWarning.value_or(0) != 0) return "its SMART log has a critical warning: " + joined(warnings());
+  return slots && slots->isUpdateInProgress ? "it says that an update of it is in progress" : "";
 }
 
 DriveList readDriveFacts(nvme_linux::Host& host, const std::filesystem::path& package) {

@@ -14,6 +14,9 @@
 
 namespace tool {
 
+/// The reason of the state "staged".
+inline constexpr char kStagedReason[] = "it has taken firmware that runs after a reset";
+
 /// The firmware slots of a drive. Revisions have no padding.
 struct DriveSlots {
   std::vector<std::string> revisions{};  ///< of slot 1 and those after it; empty for an empty slot
@@ -59,6 +62,10 @@ struct DriveFacts {
   /// What the bits of the critical warning mean: "spare below its threshold". Empty for a healthy drive, and
   /// for one that tells nothing.
   std::vector<std::string> warnings() const;
+
+  /// Why the drive is unhealthy, and not to be updated, as a sentence: a critical warning, or an update in
+  /// progress. Empty for a healthy drive, and for one that tells nothing.
+  std::string ailment() const;
 };
 
 /// The drives of a machine.

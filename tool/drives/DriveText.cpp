@@ -3,40 +3,28 @@
 #include <algorithm>
 #include <ostream>
 
+#include "Joined.h"
 #include "TerminalText.h"
 
 namespace tool {
 
 namespace {
 
-std::optional<std::string> orNothing(const std::string& text) {
-  return text.empty() ? std::nullopt : std::optional(text);
-}
-
-std::string joined(const std::vector<std::string>& texts) {
-  std::string all;
-  for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
-  return all;
-}
-
 DriveVerdict describe(const DriveFacts& facts) {
-  DriveVerdict drive{.serial = orNothing(facts.serial),
-                     .model = orNothing(facts.model),
+  DriveVerdict drive{.serial = unlessEmpty(facts.serial),
+                     .model = unlessEmpty(facts.model),
                      .pci = facts.pci,
-                     .address = orNothing(facts.address),
-                     .before = orNothing(facts.revision),
+                     .address = unlessEmpty(facts.address),
+                     .before = unlessEmpty(facts.revision),
                      .state = Outcome::kListed};
   const bool isStaged = facts.slots && facts.slots->isStaged();
-  if (isStaged) drive.staged = orNothing(facts.slots->stagedRevision());
-  if (facts.criticalWarning.value_or(0) != 0) {
+  if (isStaged) drive.staged = unlessEmpty(facts.slots->stagedRevision());
+  if (std::string ailment = facts.ailment(); !ailment.empty()) {
     drive.state = Outcome::kUnhealthy;
-    drive.reason = "its SMART log has a critical warning: " + joined(facts.warnings());
-  } else if (facts.slots && facts.slots->isUpdateInProgress) {
-    drive.state = Outcome::kUnhealthy;
-    drive.reason = "it says that an update of it is in progress";
+    drive.reason = std::move(ailment);
   } else if (isStaged) {
     drive.state = Outcome::kStaged;
-    drive.reason = "it has taken firmware that runs after a reset";
+    drive.reason = kStagedReason;
   }
   return drive;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Alignment.h"
+#include "Identity.h"
 #include "LibraryCode.h"
 
 namespace tool {
@@ -27,17 +28,7 @@ struct Flashed {
   Flash flash = Flash::kUnknown;
 };
 
-std::string trimmed(std::string_view text) {
-  const std::size_t start = text.find_first_not_of(' ');
-  if (start == std::string_view::npos) return {};
-  return std::string(text.substr(start, text.find_last_not_of(' ') + 1 - start));
-}
-
-std::optional<std::string> unlessEmpty(std::string text) {
-  return text.empty() ? std::nullopt : std::optional(std::move(text));
-}
-
-std::optional<PciIds> unlessEmpty(const PciIds& pci) {
+std::optional<PciIds> unlessNone(const PciIds& pci) {
   return pci == PciIds{} ? std::nullopt : std::optional(pci);
 }
 
@@ -59,10 +50,10 @@ DriveIdentity identityOf(const LoggedDrive& drive) {
 
 /// Sets what a document says of a drive. In an update document the revision is the one before the flash.
 void describe(const Record& record, DriveVerdict& drive) {
-  drive.serial = unlessEmpty(std::string(record.serialNumber()));
+  drive.serial = unlessEmpty(record.serialNumber());
   drive.name = unlessEmpty(record.name);
-  drive.pci = unlessEmpty(record.pci);
-  drive.before = unlessEmpty(std::string(record.latestRevision()));
+  drive.pci = unlessNone(record.pci);
+  drive.before = unlessEmpty(record.latestRevision());
 }
 
 Flashed fromLog(const LoggedDrive& logged) {
@@ -71,9 +62,9 @@ Flashed fromLog(const LoggedDrive& logged) {
   drive.serial = unlessEmpty(logged.serial);
   drive.name = unlessEmpty(logged.name);
   drive.model = unlessEmpty(logged.model);
-  drive.pci = unlessEmpty(flashed.identity->pci);
+  drive.pci = unlessNone(flashed.identity->pci);
   drive.address = unlessEmpty(logged.address);
-  if (logged.revision) drive.before = unlessEmpty(trimmed(*logged.revision));
+  if (logged.revision) drive.before = unlessEmpty(nvme_linux::trimmed(*logged.revision));
   drive.identifiedBy = IdentifiedBy::kLog;
   switch (logged.flash) {
     case LoggedFlash::kDone:
@@ -111,7 +102,7 @@ bool agree(const LoggedDrive& logged, const Record& record) {
     return record.message == kRevisionUnreadable ? !logged.revision : logged.flash == LoggedFlash::kRefused;
   }
   return identityOf(record) == identityOf(logged) && logged.flash != LoggedFlash::kRefused &&
-         logged.revision && trimmed(*logged.revision) == record.latestRevision();
+         logged.revision && nvme_linux::trimmed(*logged.revision) == record.latestRevision();
 }
 
 /// Why the log cannot be of the run that wrote the update document; empty when it can.
@@ -257,7 +248,7 @@ class Verification {
     for (std::size_t i = 0; i < found.size(); ++i) {
       if (found[i].kind != Counterpart::Kind::kFound || !unlisted[i]) continue;
       DriveVerdict& drive = m_unlisted[i];
-      drive.after = unlessEmpty(std::string(after[found[i].index].latestRevision()));
+      drive.after = unlessEmpty(after[found[i].index].latestRevision());
       if (drive.state != Outcome::kMissing) continue;
       drive.state = Outcome::kUntouched;
       drive.reason = "the update did not find it; it is there again";
@@ -308,7 +299,7 @@ class Verification {
     const Record& record = m_evidence.after->records[found.index];
     if (record.outcome == Outcome::kFailed)
       return "its revision could not be read after the update: " + record.message;
-    drive.after = unlessEmpty(std::string(record.latestRevision()));
+    drive.after = unlessEmpty(record.latestRevision());
     if (!drive.after) return "its revision after the update is blank";
     return std::nullopt;
   }

@@ -9,6 +9,7 @@
 #include "Command.h"
 #include "DebugLog.h"
 #include "FileContent.h"
+#include "Identity.h"
 #include "Results.h"
 #include "TerminalText.h"
 #include "VerdictText.h"
@@ -35,7 +36,7 @@ class Evidence {
         m_update(read(options.update, DocumentKind::kUpdate)),
         m_after(options.after.empty() ? std::nullopt : read(options.after, DocumentKind::kInventory)) {
     if (!options.log.empty()) readLog(options.log);
-    if (!options.wanted.empty()) m_wanted = options.wanted;
+    m_wanted = unlessEmpty(nvme_linux::trimmed(options.wanted));
   }
 
   /// A document of the wrong kind stands in the wrong place: the command line is wrong.
@@ -117,9 +118,7 @@ void addVerifyCommand(CLI::App& app, Action& action) {
   command->add_option("AFTER", options->after, "Inventory document from after the update");
   command->add_option("--log", options->log, "Debug log of the update (option -d of nvmepcissd)");
   command->add_option("--to", options->wanted, "Revision that the drives are to run")
-      ->check([](const std::string& text) {
-        return text.find_first_not_of(' ') == std::string::npos ? "is blank" : "";
-      });
+      ->check([](const std::string& text) { return nvme_linux::trimmed(text).empty() ? "is blank" : ""; });
   command->add_flag("--json", options->json, "Write JSON");
   command->callback([options, &action] { action = [options] { return runVerify(*options); }; });
 }

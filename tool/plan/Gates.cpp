@@ -3,18 +3,14 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "Joined.h"
+
 namespace tool {
 
 namespace {
 
 std::optional<Refusal> refused(std::string reason) {
   return Refusal{.reason = std::move(reason)};
-}
-
-std::string joined(const auto& texts) {
-  std::string all;
-  for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
-  return all;
 }
 
 bool isOtherChecksum(const PolicyRule& rule, const Payload& payload) {
@@ -40,10 +36,8 @@ std::optional<Refusal> outOfScope(const GatedDrive& drive, const Policy& policy,
 }
 
 std::optional<Refusal> unhealthy(const DriveFacts& facts) {
-  if (facts.criticalWarning.value_or(0) != 0)
-    return Refusal{Outcome::kUnhealthy, "its SMART log has a critical warning: " + joined(facts.warnings())};
-  if (facts.slots && facts.slots->isUpdateInProgress)
-    return Refusal{Outcome::kUnhealthy, "it says that an update of it is in progress"};
+  if (std::string ailment = facts.ailment(); !ailment.empty())
+    return Refusal{Outcome::kUnhealthy, std::move(ailment)};
   if (!facts.criticalWarning)
     return refused("it does not tell its health, which needs root and a drive that answers");
   return std::nullopt;

@@ -18,10 +18,6 @@ struct PlannedDrive {
   std::optional<Refusal> refusal{};  ///< why it must not be flashed, also if nothing asks for that
 };
 
-std::optional<std::string> orNothing(std::string_view text) {
-  return text.empty() ? std::nullopt : std::optional<std::string>(text);
-}
-
 /// A line of drives.allow is one serial number.
 bool canBeListed(const std::string& serial) {
   return !serial.empty() &&
@@ -60,12 +56,12 @@ class Planner {
     DriveVerdict& verdict = drive.verdict;
     const std::string revision = revisionOf(record, facts);
     if (record.outcome != Outcome::kFailed) verdict.pci = record.pci;
-    verdict.serial = orNothing(record.serialNumber());
-    verdict.name = orNothing(record.name);
-    verdict.before = orNothing(revision);
+    verdict.serial = unlessEmpty(record.serialNumber());
+    verdict.name = unlessEmpty(record.name);
+    verdict.before = unlessEmpty(revision);
     if (facts != nullptr) {
-      verdict.model = orNothing(facts->model);
-      verdict.address = orNothing(facts->address);
+      verdict.model = unlessEmpty(facts->model);
+      verdict.address = unlessEmpty(facts->address);
     }
     const PolicyRule* const rule = m_input.policy.ruleFor(verdict.pci, verdict.model.value_or(""));
     if (rule != nullptr) {
@@ -100,7 +96,7 @@ class Planner {
 
   void setState(PlannedDrive& drive, const std::optional<std::string>& staged) const {
     DriveVerdict& verdict = drive.verdict;
-    verdict.staged = orNothing(staged.value_or(""));
+    verdict.staged = unlessEmpty(staged.value_or(""));
     const bool isWanted = !verdict.wanted || !verdict.staged || verdict.staged == verdict.wanted;
     if (verdict.wanted && verdict.before == verdict.wanted) {
       verdict.state = Outcome::kCurrent;
@@ -110,7 +106,7 @@ class Planner {
             "; the next reset brings another one, " + verdict.staged.value_or("which has no name");
     } else if (staged && isWanted) {
       verdict.state = Outcome::kStaged;
-      verdict.reason = "it has taken firmware that runs after a reset";
+      verdict.reason = kStagedReason;
     } else if (drive.refusal) {
       verdict.state = drive.refusal->state;
       verdict.reason = drive.refusal->reason;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Document.h"
@@ -17,6 +18,11 @@ enum class IdentifiedBy { kLog, kOrder, kSerial };
 
 /// For a person and for programs: "log", "order" or "serial".
 const char* nameOf(IdentifiedBy how);
+
+/// A fact: nothing where the text is empty.
+inline std::optional<std::string> unlessEmpty(std::string_view text) {
+  return text.empty() ? std::nullopt : std::optional<std::string>(text);
+}
 
 /// One drive. An absent text is a fact that nothing tells. Revisions have no padding.
 struct DriveVerdict {

@@ -57,7 +57,7 @@ class Verify : public testing::Test {
 TEST_F(Verify, EndsWithZeroAfterAnUpdateThatReachedEveryDrive) {
   m_folder.setDrives({drive(1), drive(2)});
   updateBetweenInventories();
-  const Json verdict = verify("--to SMP90200");
+  const Json verdict = verify("--to ' SMP90200 '");
   EXPECT_EQ(states(verdict), "SIM1:updated SIM2:updated");
   EXPECT_EQ(verdict["exitStatus"], 0);
 }
