@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <string_view>
 
 namespace nvme_linux {
 
@@ -19,7 +18,7 @@ constexpr std::size_t kLongestImage = 128U << 20;  // an order of magnitude abov
 struct Signature {
   std::size_t offset;
   std::string_view bytes;
-  const char* kind;
+  std::string_view kind;
 };
 
 /// Makers ship images in archives and on bootable discs, and some drives take any bytes and fail at the next
@@ -70,11 +69,16 @@ Outcome readImage(Host& host, const std::string& subject, const std::string& pat
   return outcome;
 }
 
+std::string_view archiveKind(std::string_view bytes) {
+  const auto* const found = std::find_if(kArchives.begin(), kArchives.end(),
+                                         [bytes](const Signature& archive) { return has(archive, bytes); });
+  return found == kArchives.end() ? std::string_view() : found->kind;
+}
+
 std::string whyNoImage(std::span<const std::uint8_t> bytes) {
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  for (const Signature& archive : kArchives) {
-    if (has(archive, text)) return std::string("it is ") + archive.kind + "; unpack it";
-  }
+  if (const std::string_view kind = archiveKind(text); !kind.empty())
+    return "it is " + std::string(kind) + "; unpack it";
   // What an erased flash chip or a file with a hole reads as.
   for (const std::uint8_t blank : {std::uint8_t{0x00}, std::uint8_t{0xFF}}) {
     if (std::all_of(bytes.begin(), bytes.end(), [blank](std::uint8_t byte) { return byte == blank; }))

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "Host.h"
 
@@ -14,6 +15,10 @@ namespace nvme_linux {
 /// with `subject`. `image` is undefined on failure.
 Outcome readImage(Host& host, const std::string& subject, const std::string& path,
                   std::vector<std::uint8_t>& image);
+
+/// What kind of archive or disc image the bytes begin as: "a gzip archive". Empty for anything else. Disc
+/// images tell after the first 32 KiB.
+std::string_view archiveKind(std::string_view bytes);
 
 /// Why no drive can take these bytes: "it is a gzip archive", "it is blank". Empty when nothing speaks
 /// against them; only the drive can check more.

@@ -6,12 +6,15 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <ranges>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "Checks.h"
 #include "FileStart.h"
+#include "Image.h"
+#include "Joined.h"
 
 namespace fs = std::filesystem;
 
@@ -22,51 +25,26 @@ namespace {
 constexpr char kRefused[] =
     "an update flashes nothing; its document lists every drive as if it had succeeded, with exit status 0";
 constexpr char kRemedy[] = "put the one firmware file, and nothing else, into this folder";
+constexpr char kUnpack[] = "take the firmware file out of it";
+constexpr char kRefusedByLibrary[] = "the package's drive library refuses the file for every drive";
 constexpr char kFlashedAsItIs[] =
     "nobody checks its content: the drive library is told to flash it onto every drive";
 
-std::string joined(const std::vector<std::string>& names) {
+std::string listOf(const std::vector<std::string>& names) {
   constexpr std::size_t kShown = 8;
-  std::string text;
-  for (std::size_t i = 0; i < std::min(names.size(), kShown); ++i) text += (i == 0 ? "" : ", ") + names[i];
-  return names.size() > kShown ? text + ", ..." : text;
+  return joined(names | std::views::take(kShown)) + (names.size() > kShown ? ", ..." : "");
 }
 
-/// What no firmware looks like: how the file begins, and how many bytes before that.
-struct Archive {
-  std::string_view name;
+/// What the drive library is not sure of, since an image may begin with these few bytes by chance.
+struct LikelyArchive {
   std::string_view start;
-  std::size_t place = 0;
+  std::string_view kind;
 };
 using namespace std::string_view_literals;
-constexpr std::array<Archive, 19> kArchives{{{"a ZIP archive", "PK\3\4"},
-                                             {"an empty ZIP archive", "PK\5\6"},
-                                             {"a part of a ZIP archive", "PK\7\10"},
-                                             {"a gzip file", "\x1F\x8B"},
-                                             {"an xz file",
-                                              "\xFD"
-                                              "7zXZ"},
-                                             {"a bzip2 file", "BZh"},
-                                             {"an lzip file", "LZIP"},
-                                             {"an LZMA file", "\x5D\0\0"sv},
-                                             {"a file of compress", "\x1F\x9D"},
-                                             {"a Zstandard file", "\x28\xB5\x2F\xFD"},
-                                             {"an LZ4 file", "\x04\x22\x4D\x18"},
-                                             {"a 7z archive", "7z\xBC\xAF\x27\x1C"},
-                                             {"a RAR archive", "Rar!\x1A\x07"},
-                                             {"a tar archive", "ustar", 257},
-                                             {"the image of a disc", "CD001", 0x8001},
-                                             {"a cpio archive", "070701"},
-                                             {"an ar archive or Debian package", "!<arch>\n"},
-                                             {"an RPM package", "\xED\xAB\xEE\xDB"},
-                                             {"a cabinet file", "MSCF\0\0\0\0"sv}}};
-
-std::string_view archiveName(std::string_view start) {
-  const auto* const found = std::find_if(kArchives.begin(), kArchives.end(), [start](const Archive& archive) {
-    return start.size() > archive.place && start.substr(archive.place).starts_with(archive.start);
-  });
-  return found == kArchives.end() ? std::string_view() : found->name;
-}
+constexpr std::array kLikelyArchives{
+    LikelyArchive{"PK\7\10"sv, "a part of a zip archive"}, LikelyArchive{"\x1F\x9D"sv, "a file of compress"},
+    LikelyArchive{"BZh"sv, "a bzip2 archive"}, LikelyArchive{"LZIP"sv, "an lzip archive"},
+    LikelyArchive{"\x5D\0\0"sv, "an LZMA archive"}};
 
 /// The text without `start` and the blanks after it. Unchanged if it does not begin with `start`.
 std::string_view without(std::string_view start, std::string_view end, std::string_view text) {
@@ -128,9 +106,15 @@ bool isText(const std::string& start) {
 void checkContent(const Package& package, const fs::path& file, Findings& findings) {
   constexpr std::size_t kLongest = 0x9000;  // a disc image begins late
   const std::string start = startOf(file, kLongest);
-  if (const std::string_view archive = archiveName(start); !archive.empty()) {
-    findings.push_back({"payload-archive", file, 0, "payload is " + std::string(archive), kFlashedAsItIs,
-                        "take the firmware file out of it"});
+  const auto* const likely =
+      std::find_if(kLikelyArchives.begin(), kLikelyArchives.end(),
+                   [&start](const LikelyArchive& archive) { return start.starts_with(archive.start); });
+  if (const std::string_view archive = nvme_linux::archiveKind(start); !archive.empty()) {
+    findings.push_back({"payload-archive", file, 0, "payload is " + std::string(archive),
+                        package.hasOwnLibrary() ? kRefusedByLibrary : kFlashedAsItIs, kUnpack});
+  } else if (likely != kLikelyArchives.end()) {
+    findings.push_back(
+        {"payload-archive", file, 0, "payload is " + std::string(likely->kind), kFlashedAsItIs, kUnpack});
   } else if (isWebPage(start)) {
     findings.push_back({"payload-web-page", file, 0, "payload is a web page", kFlashedAsItIs,
                         "download the firmware file itself; this may be the page of an error or of a login"});
@@ -142,12 +126,10 @@ void checkContent(const Package& package, const fs::path& file, Findings& findin
   const std::uintmax_t size = fs::file_size(file, error);
   constexpr std::uintmax_t kUnit = 4;
   if (!error && package.hasOwnLibrary() && size % kUnit != 0) {
-    findings.push_back(
-        {"payload-size", file, 0,
-         "payload has " + std::to_string(size) + " bytes, which is not a multiple of 4",
-         "drives take firmware in units of 4 bytes: the package's drive library refuses the file "
-         "for every drive",
-         "check that the file is whole and unchanged"});
+    findings.push_back({"payload-size", file, 0,
+                        "payload has " + std::to_string(size) + " bytes, which is not a multiple of 4",
+                        std::string("drives take firmware in units of 4 bytes: ") + kRefusedByLibrary,
+                        "check that the file is whole and unchanged"});
   }
 }
 
@@ -171,7 +153,7 @@ Findings checkPayload(const Package& package) {
   if (names.size() > 1) {
     return {
         {"payload-several", payload, 0,
-         "payload folder holds " + std::to_string(names.size()) + " entries instead of one: " + joined(names),
+         "payload folder holds " + std::to_string(names.size()) + " entries instead of one: " + listOf(names),
          kRefused, kRemedy}};
   }
   const fs::path file = payload / names.front();
