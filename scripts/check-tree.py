@@ -18,7 +18,7 @@ import re
 import subprocess
 import sys
 
-MOST_FILES = 700  # generated files, such as the inputs that a fuzzer finds, belong in archives
+MOST_FILES = 750  # generated files, such as the inputs that a fuzzer finds, belong in archives
 MOST_TEST_LINES = 500
 MOST_FUNCTION_LINES = 60
 MOST_README_LINES = 120
