@@ -1,0 +1,120 @@
+"""The modules of the collection by themselves, on answers of the tool."""
+
+import importlib
+import json
+import os
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+from unittest import mock
+
+sys.path.insert(0, sys.argv[1])  # the folder of ansible_collections
+PLUGINS = "ansible_collections.nvmepcissd.fleet.plugins"
+tool = importlib.import_module(f"{PLUGINS}.module_utils.tool")
+report = importlib.import_module(f"{PLUGINS}.modules.nvme_firmware_report")
+BOOT, EARLIER = tool.boot_id(), "00000000-0000-0000-0000-000000000000"
+
+
+def drive(state, **keys):
+    return {"serial": f"SN-{state}", "name": "Sample", "model": None, "address": "1:0.0", "before": "REV1", "after": None,
+            "wanted": "REV2", "state": state, "reason": f"why {state}", **keys}
+
+
+def answer(*states, **keys):
+    return {"format": "nvmepcissd-verdict", "version": 1, "run": "one", "outcome": "done", "exitStatus": 0, "reasons": [],
+            "bootId": BOOT, "drives": [drive(state) for state in states], **keys}
+
+
+class StateTest(unittest.TestCase):
+    def test_a_server_is_in_the_worst_state_of_its_drives(self):
+        for states, expected in (
+                (["updated", "current"], "done"), (["updated", "staged"], "staged"), (["staged", "unchanged"], "undecided"),
+                (["unchanged", "refused"], "refused"), (["refused", "unhealthy"], "unhealthy"),
+                (["unhealthy", "untouched"], "interrupted"), (["untouched", "undecided"], "undecided"),
+                (["undecided", "stale"], "stale"), (["stale", "failed"], "failed"), (["updated", "missing"], "failed"),
+                (["flash", "current"], "waiting")):
+            with self.subTest(states):
+                self.assertEqual(tool.state_of(answer(*states)), expected)
+                self.assertEqual(tool.state_of(answer(*reversed(states))), expected)
+
+    def test_the_outcome_decides_where_drives_do_not(self):
+        self.assertEqual(tool.state_of(answer("updated", outcome="running")), "running")
+        self.assertEqual(tool.state_of(answer(outcome="refused")), "refused")
+        self.assertEqual(tool.state_of(answer(outcome="undecided")), "undecided")
+        self.assertEqual(tool.state_of(answer("current", outcome="refused")), "refused")
+
+    def test_what_was_unchanged_is_stale_after_its_reset(self):
+        self.assertEqual(tool.state_of(answer("unchanged", "updated", bootId=EARLIER)), "stale")
+        self.assertEqual(tool.state_of(answer("unchanged", "undecided", bootId=EARLIER)), "undecided")
+
+    def test_a_reboot_is_owed_only_in_the_boot_of_the_flash_and_when_nothing_failed(self):
+        for states, keys, owed in (
+                (["staged", "updated"], {}, True), (["unchanged"], {}, True), (["unchanged", "refused"], {}, True),
+                (["updated"], {}, False), (["staged", "failed"], {}, False), (["staged", "undecided"], {}, False),
+                (["staged"], {"bootId": EARLIER}, False), (["staged"], {"outcome": "running"}, False)):
+            with self.subTest(states, **keys):
+                self.assertEqual(tool.owes_reboot(answer(*states, **keys)), owed)
+
+    def test_the_reason_names_the_first_drive_and_leaves_warnings_out(self):
+        told = answer("updated", "failed", "failed", reasons=["warning: never mind", "a note", "b", "c"])
+        self.assertEqual(tool.summary(told)["reason"], "2 of 3 drives; SN-failed: why failed; a note; b; and 1 more")
+        self.assertEqual(tool.summary(answer("updated"))["reason"], "")
+        progress = {"drive": 2, "of": 8, "seconds": 40}
+        self.assertEqual(tool.summary(answer("flash", outcome="running", progress=progress))["reason"], "drive 2 of 8, 40 s")
+
+
+class CallTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.tool = Path(folder.name) / "tool"
+        self.enterContext(mock.patch("os.geteuid", return_value=0))
+
+    def call(self, script, **keys):
+        self.tool.write_text("#!/bin/sh\n" + script)
+        self.tool.chmod(stat.S_IRWXU)
+        return tool.call(str(self.tool), ["plan", "/component"], **keys)
+
+    def test_the_policy_goes_to_standard_input(self):
+        told = self.call(f"cat >$0.in; echo '{json.dumps(answer('current'))}'; exit 4", policy={"models": []})
+        self.assertEqual(told["drives"][0]["state"], "current")
+        self.assertEqual(json.loads(Path(f"{self.tool}.in").read_text()), {"models": []})
+
+    def test_what_is_no_answer_is_refused_with_a_remedy(self):
+        for script, expected in (
+                ("echo 'DIR: is missing' >&2; exit 2", "ended with 2 and without an answer: DIR: is missing"),
+                ("echo '-:7: to is missing' >&2; exit 2", "the policy: line 7 of it as JSON: to is missing"),
+                ("exit 1", "is it another release"), ("echo null", "without an answer"), ("echo '{}'", "without an answer"),
+                (f"echo '{json.dumps(answer(version=2))}'", "install the release")):
+            with self.subTest(script), self.assertRaisesRegex(tool.Refusal, expected):
+                self.call(script)
+        with self.assertRaisesRegex(tool.Refusal, "install the package nvmepcissd"):
+            tool.call("/nonexistent/tool", [])
+        with mock.patch("os.geteuid", return_value=1000), self.assertRaisesRegex(tool.Refusal, "ansible_become"):
+            tool.call("/bin/true", [])
+
+
+class ReportTest(unittest.TestCase):
+    def test_servers_are_counted_and_sorted(self):
+        servers = {"srv10": {"state": "lost"}, "srv2": {"state": "done", "drives": [drive("updated")]}}
+        self.assertEqual(report.counts_of(servers), [("done", 1), ("lost", 1)])
+        self.assertEqual(sorted(servers, key=report.natural), ["srv2", "srv10"])
+        self.assertEqual(sorted(["a", "1", "a1b", ""], key=report.natural), ["", "1", "a", "a1b"])
+
+    def test_metrics_hold_for_both_parsers(self):
+        from prometheus_client.openmetrics.parser import text_string_to_metric_families
+        text = report.metrics_of('a"b\\c\n', {"srv1": {"state": "done", "drives": [drive("updated"), drive(None)]},
+                                              "srv2": {"state": "lost"}})
+        families = {family.name: family.samples for family in text_string_to_metric_families(text)}
+        self.assertEqual({sample.labels["run"] for sample in families["nvmepcissd_fleet_server_state"]}, {'a"b\\c\n'})
+        self.assertEqual([sample.labels["state"] for sample in families["nvmepcissd_fleet_server_drives"]],
+                         ["listed", "updated"])
+        subprocess.run(["promtool", "check", "metrics"], input=text, text=True, check=True, capture_output=True)
+
+
+if __name__ == "__main__":
+    os.environ.setdefault("LC_ALL", "C.UTF-8")
+    unittest.main(argv=sys.argv[:1])
