@@ -1,0 +1,131 @@
+"""Rollouts in which something breaks: power, network, SSH, the engine, the control machine."""
+
+import os
+import signal
+import subprocess
+import time
+
+from fleet import COMPONENT, STOPPED, FleetTest, drive, main, policy
+from rack import until
+
+ALL_AT_ONCE = {"fleet_batches": [6]}
+# A maker's library flashes all drives again, so that those which run the new revision must be allowed to.
+AGAIN = {"update_policy": policy(**{"from": ["SMP10100", "SMP90200"]})}
+DEFAULTS = {"ANSIBLE_FORKS": "8"}
+WAITS = {"updateResult": 267, "activation": "reset"}
+
+
+class BreakageTest(FleetTest):
+    def test_a_dead_canary_stops_the_rollout(self):
+        self.server(1).cut()
+        play = self.play(fleet_batches=[1, "100%"])
+        self.assert_states(play, "lost", "waiting", status=STOPPED)
+        self.assertEqual([self.flashes(server) for server in self.rack.servers[1:]], [{}] * 5)
+
+    def test_a_server_lost_in_the_second_batch_spares_the_third(self):
+        self.hang(self.server(3))
+        process = self.start(fleet_batches=[1, 2, 3], **AGAIN)
+        self.await_flash(self.server(3), drives=2)
+        self.await_join(self.server(3))
+        self.server(3).cut()
+        play = self.finish(process)
+        self.assert_states(play, "done", "done", "interrupted", "waiting", status=STOPPED)
+        self.rack.boot(self.server(3))
+        self.set_drives(self.server(3), drive(1), drive(2))
+        resumed = self.play(fleet_batches=[1, 2, 3], **AGAIN)
+        self.assert_states(resumed, "done")
+        self.assertEqual(resumed.changed(), ["srv003", "srv004", "srv005", "srv006"])
+        self.assert_flashed_once_or_cut(3)
+
+    def assert_flashed_once_or_cut(self, cut):
+        """The drive that was being flashed when the power went is flashed again, and no other."""
+        for server in self.rack.servers:
+            most = 2 if server.number == cut else 1
+            self.assertEqual(len(self.flashes(server)), 2)
+            self.assertLessEqual(max(self.flashes(server).values()), most)
+
+    def break_in_mid_flash(self, settings):
+        """Power of 1, network of 2 for 10 s, network of 3 for good, SSH of 4; 5 and 6 stay well. Returns the play, and how
+        long after the power cut it ended."""
+        self.hang(*self.rack.servers)
+        process = self.start(settings=settings, **ALL_AT_ONCE, **AGAIN)
+        self.await_flash(*self.rack.servers, drives=2)
+        self.await_join(*self.rack.servers)
+        self.server(1).cut()
+        begun = time.monotonic()
+        self.server(2).unplug()
+        self.server(3).unplug()
+        self.server(4).kill_sshd()
+        time.sleep(10)
+        self.server(2).plug()
+        self.server(4).start_sshd()
+        self.release(*self.rack.servers[1:])
+        play = self.finish(process)
+        return play, time.monotonic() - begun
+
+    def check_breakage(self, settings):
+        play, _ = self.break_in_mid_flash(settings)
+        self.assert_states(play, "interrupted", "done", "interrupted", "done", status=STOPPED)
+        self.server(3).plug()
+        self.rack.boot(self.server(1))
+        self.set_drives(self.server(1), drive(1), drive(2))
+        told = self.play("report")
+        self.assertEqual(told.servers["srv003"]["state"], "done", told.text)
+        self.assertIn(told.servers["srv001"]["state"], ("interrupted", "undecided"), told.text)
+        again = self.play(**ALL_AT_ONCE, **AGAIN)
+        self.assert_states(again, "done")
+        self.assertEqual(again.changed(), ["srv001"])
+        self.assert_flashed_once_or_cut(1)
+
+    def test_what_breaks_in_mid_flash_with_default_settings(self):
+        self.check_breakage(DEFAULTS)
+
+    def test_what_breaks_in_mid_flash_with_pipelining(self):
+        self.check_breakage(None)
+
+    def test_the_engine_dies(self):
+        for number, settings in ((signal.SIGKILL, DEFAULTS), (signal.SIGINT, DEFAULTS), (signal.SIGINT, None)):
+            with self.subTest(number, settings=settings):
+                self.setUp()
+                self.hang(*self.rack.servers)
+                process = self.start(settings=settings, **ALL_AT_ONCE)
+                self.await_flash(*self.rack.servers, drives=2)
+                os.killpg(process.pid, number)
+                process.communicate()
+                self.release(*self.rack.servers)
+                self.assert_states(self.play(**ALL_AT_ONCE), "done")
+                self.assert_flashed(2, 2, 2, 2, 2, 2)
+
+    def test_the_engine_dies_at_any_moment(self):
+        for seconds in (2, 3.5, 5):
+            process = self.start(fleet_batches=[3])
+            time.sleep(seconds)
+            os.killpg(process.pid, signal.SIGKILL)
+            process.communicate()
+        self.assert_states(self.play(**ALL_AT_ONCE), "done")
+        self.assert_flashed(2, 2, 2, 2, 2, 2)
+
+    def test_not_back_after_the_reboot(self):
+        for server in self.rack.servers:
+            self.set_drives(server, drive(1, **WAITS))
+        self.server(2).write("/opt/at-boot", "#!/bin/sh\nsleep 1000\n", mode="0755")
+        lost = self.play(**ALL_AT_ONCE, update_reboot="owed", update_reboot_seconds=20)
+        self.assert_states(lost, "done", "lost", "done", status=STOPPED)
+        self.server(2).cut()
+        os.remove(self.server(2).folder / "upper/opt/at-boot")
+        self.rack.boot(self.server(2))
+        again = self.play(**ALL_AT_ONCE, update_reboot="owed")
+        self.assert_states(again, "done")
+        self.assertEqual(again.changed(), [])
+
+    def test_another_run_goes_on(self):
+        self.hang(self.server(1))
+        self.server(1).inside(f"nvmepcissd-tool update {COMPONENT} --yes --begin --run somebody --to SMP90200")
+        play = self.play(**ALL_AT_ONCE)
+        self.assert_states(play, "refused", "done", status=STOPPED)
+        self.assertIn("somebody", play.servers["srv001"]["reason"])
+        self.release(self.server(1))
+
+
+if __name__ == "__main__":
+    main()

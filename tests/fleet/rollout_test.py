@@ -1,0 +1,152 @@
+"""Rollouts in which the servers stay up: states, gates, reports, and what is refused."""
+
+import json
+import subprocess
+
+from fleet import COMPONENT, STOPPED, FleetTest, drive, main, policy
+from rack import until
+
+ALL_AT_ONCE = {"fleet_batches": [6]}
+
+
+class RolloutTest(FleetTest):
+    def test_canary_then_batches_and_a_second_run_changes_nothing(self):
+        checked = self.play("update", "--check", "--diff", **ALL_AT_ONCE)
+        self.assert_states(checked, "waiting")
+        self.assertIn("-SIM1 Sample NVMe SSD S1 400GB 2.5in SMP10100\n", checked.text)
+        self.assertIn("+SIM1 Sample NVMe SSD S1 400GB 2.5in SMP90200\n", checked.text)
+        self.assert_flashed(0, 0, 0, 0, 0, 0)
+        first = self.play(fleet_batches=[1, 2], fleet_soak=1)
+        self.assert_states(first, "done")
+        self.assertEqual([first.text.count("PLAY ["), first.text.count("Pausing for 1 sec")], [4, 3])
+        self.assertEqual(len(first.changed()), 6)
+        self.assert_flashed(2, 2, 2, 2, 2, 2)
+        second = self.play(**ALL_AT_ONCE)
+        self.assert_states(second, "done")
+        self.assertEqual(second.changed(), [])
+        self.assertEqual(self.play("update", "--check", **ALL_AT_ONCE).changed(), [])
+        self.check_reports(first)
+        self.check_other_playbooks()
+
+    def check_reports(self, play):
+        self.assertEqual(play.report["counts"], {"done": 6})
+        self.assertEqual([each["state"] for each in play.servers["srv004"]["drives"]], ["updated", "updated"])
+        page = (play.folder / "report.html").read_text()
+        self.assertTrue(all(server.name in page for server in self.rack.servers))
+        metrics = (play.folder / "metrics.prom").read_text()
+        self.assertIn(f'nvmepcissd_fleet_servers{{run="{self.run_name}",state="done"}} 6\n', metrics)
+        subprocess.run(["promtool", "check", "metrics"], input=metrics, text=True, check=True, capture_output=True)
+
+    def check_other_playbooks(self):
+        """From a control machine that knows nothing."""
+        subprocess.run(["rm", "-rf", self.rack.folder / "home", self.rack.folder / "fleet-reports"], check=True)
+        (self.rack.folder / "home").mkdir()
+        self.assert_states(self.play("report"), "done")
+        watched = self.play("watch", update_run=None)
+        self.assertIn('"srv006: done"', watched.text)
+        inventory = self.play("inventory", name="inventory")
+        self.assert_states(inventory, "done")
+        self.assertEqual(inventory.servers["srv001"]["drives"][0]["before"], "SMP90200")
+        self.assertEqual(inventory.changed(), [])
+
+    def test_firmware_that_waits_for_a_reset(self):
+        waits = {"updateResult": 267, "activation": "reset"}
+        for server in self.rack.servers:
+            self.set_drives(server, drive(1), drive(2, **waits))
+        self.set_drives(self.server(2), drive(1, **waits), drive(2, **waits, goneAfter="reset"))
+        self.set_drives(self.server(3), drive(1, **{**waits, "activation": "never"}), drive(2))
+        self.set_drives(self.server(4), drive(1, **waits), drive(2, updateResult=263))
+        boots = [server.boots for server in self.rack.servers]
+        never = self.play(fleet_batches=[1])
+        self.assert_states(never, "undecided", "waiting", status=STOPPED)
+        self.assertIn("STOPPED: 1 servers are ill", never.text)
+        owed = self.play(**ALL_AT_ONCE, update_reboot="owed")
+        self.assert_states(owed, "done", "failed", "stale", "failed", "done", status=STOPPED)
+        self.assertIn("it is not there any more since the reset", owed.servers["srv002"]["reason"])
+        self.assertIn("SIM2: 263 Invalid Firmware Image", owed.servers["srv004"]["reason"])
+        self.assertEqual([server.boots - before for server, before in zip(self.rack.servers, boots)], [1, 1, 1, 0, 1, 1])
+        again = self.play(**ALL_AT_ONCE, update_reboot="owed")
+        self.assert_states(again, "done", "failed", "stale", "failed", "done", status=STOPPED)
+        self.assertEqual(again.changed(), [])
+        self.assert_flashed(2, 2, 2, 2, 2, 2)
+
+    def test_the_gate_counts_ill_servers_of_all_batches(self):
+        for server in (self.server(1), self.server(3)):
+            self.set_drives(server, drive(1, updateResult=263), drive(2))
+        play = self.play(fleet_batches=[1, 2], fleet_tolerated=1)
+        self.assert_states(play, "failed", "done", "failed", "waiting", status=STOPPED)
+        self.assert_flashed(2, 2, 2, 0, 0, 0)
+
+    def test_what_the_policy_refuses_is_left_alone(self):
+        self.set_drives(self.server(1), drive(1, revision="SMP00001"), drive(2))
+        self.set_drives(self.server(2), drive(1, deviceId="a802"), drive(2))
+        self.set_drives(self.server(3), drive(1), drive(2), drive(3))
+        self.server(4).write(COMPONENT / "payload/Other.bin", "another payload")
+        self.server(5).write(COMPONENT / "payload/SampleFirmware.bin", "another content")
+        self.server(6).inside(f"rm -r {COMPONENT}/payload")
+        asked = policy()
+        asked["expectDrives"] = 2
+        play = self.play(**ALL_AT_ONCE, update_policy=asked)
+        self.assert_states(play, "refused", status=STOPPED)
+        self.assert_flashed(0, 0, 0, 0, 0, 0)
+        for number, reason in ((1, "SMP00001"), (2, "no rule for its model"), (3, "3"), (4, "payload"), (5, "SHA-256"), (6, "payload")):
+            self.assertIn(reason, play.servers[f"srv00{number}"]["reason"])
+
+    def test_servers_that_cannot_take_part(self):
+        self.server(1).inside("mount -t tmpfs -o size=1m none /var/lib")
+        self.server(2).inside("mount -t tmpfs -o ro none /var/lib")
+        self.server(3).inside(f"rm -r {COMPONENT}")
+        for number, answer in ((4, '"version": 2'), (5, '"version": 1')):
+            self.server(number).write("/opt/tool", f"#!/bin/sh\necho '{{\"format\": \"nvmepcissd-verdict\", {answer}"
+                                      ', "run": "x", "outcome": "refused", "exitStatus": 4, "reasons": [], "bootId": null,'
+                                      '"drives": [{"serial": "SIM1", "address": null, "state": "unhealthy", "reason": '
+                                      '"its SMART log has a critical warning"}]}\'\n', mode="0755")
+        self.server(6).inside("rm -f /opt/tool")
+        hosts = {f"srv00{number}": "/opt/tool" for number in (4, 5, 6)}
+        tool = "{{ %s[inventory_hostname] | default('/usr/bin/nvmepcissd-tool') }}" % hosts
+        play = self.play(**ALL_AT_ONCE, update_tool=tool)
+        for server in self.rack.servers[:2]:
+            server.inside("umount /var/lib")
+        self.server(3).inside("true")
+        self.assert_states(play, "refused", "refused", "refused", "refused", "unhealthy", "refused", status=STOPPED)
+        self.assert_flashed(0, 0, 0, 0, 0, 0)
+        for number, reason in ((1, "8 MiB"), (2, "/var/lib"), (3, "/usr/libexec/nvmepcissd"), (4, "install the release"),
+                               (5, "SIM1: its SMART log"), (6, "/opt/tool: No such file or directory: install")):
+            self.assertIn(reason, play.servers[f"srv00{number}"]["reason"])
+
+    def test_slips_are_refused_before_a_drive_is_touched(self):
+        twice = {"models": policy()["models"] * 2}
+        for reason, variables in (
+                ("sha256", {"update_policy": policy(sha256=None)}),
+                ("flavour", {"update_policy": policy(flavour="sweet")}),
+                ("the same model stands in line 3", {"update_policy": twice}),
+                ("64 hexadecimal", {"update_policy": policy(sha256="12")}),
+                ("update_inuse", {"update_inuse": "allow"}),
+                ("fleet_batch", {"fleet_batch": [1]}),
+                ("../x", {"update_run": "../x"}),
+                ("9:00-8", {"update_window": "9:00-8"}),
+                ("perhaps", {"update_reboot": "perhaps"}),
+                ("update_policy", {"update_policy": None})):
+            with self.subTest(reason):
+                play = self.play(**{"fleet_hosts": "srv001:srv002", "fleet_batches": [1], **variables})
+                self.assertEqual(play.status, STOPPED, play.text)
+                self.assertIn(reason, play.text)
+                self.assertNotIn("srv002                     : ok", play.text)
+        self.assert_flashed(0, 0, 0, 0, 0, 0)
+
+    def test_the_window_and_a_run_that_takes_long(self):
+        closed = self.play(**ALL_AT_ONCE, update_window="00:00-00:00")
+        self.assert_states(closed, "waiting")
+        self.hang(self.server(2))
+        running = self.play(**ALL_AT_ONCE, update_seconds=1, fleet_tolerated=6, update_window="00:00-23:59")
+        self.assert_states(running, "done", "running", "done")
+        watched = self.play("watch")
+        self.assertRegex(watched.text, r'"srv002: running: drive 2 of 2, \d+ s"')
+        self.release(self.server(2))
+        ended = self.play(**ALL_AT_ONCE, update_window="00:00-00:00")
+        self.assert_states(ended, "done")
+        self.assert_flashed(2, 2, 2, 2, 2, 2)
+
+
+if __name__ == "__main__":
+    main()
