@@ -44,9 +44,29 @@ void writeFamily(std::string& text, std::string_view name, std::string_view help
   }
 }
 
+void writeLastRun(std::string& text, const LastRun& run) {
+  const std::string prefix = "nvmepcissd_last_run_";
+  text += head(prefix + "info", "1 for the last run on this server, with how it ended.");
+  text += prefix + "info{run=\"" + escaped(run.name) + "\",kind=\"" + run.kind + "\",outcome=\"" +
+          run.outcome + "\"} 1\n";
+  text += head(prefix + "status", "Exit status of the last run: 0 when every drive is as it should be.");
+  text += prefix + "status " + std::to_string(run.status) + '\n';
+  const auto writeTime = [&](const char* name, const char* help, const std::optional<std::int64_t>& time) {
+    if (!time) return;
+    text += head(prefix + name, help);
+    text += prefix + name + ' ' + std::to_string(*time) + '\n';
+  };
+  writeTime("start_timestamp_seconds", "When the last run began.", run.began);
+  writeTime("end_timestamp_seconds", "When the last run ended.", run.ended);
+  text += head(prefix + "drives", "Number of drives of the last run by state.");
+  for (const auto& [state, count] : run.drives)
+    text += prefix + "drives{state=\"" + state + "\"} " + std::to_string(count) + '\n';
+}
+
 }  // namespace
 
-std::string metricsText(const std::vector<DriveFacts>& drives) {
+std::string metricsText(const std::vector<DriveFacts>& drives, std::size_t awaitingReset,
+                        const std::optional<LastRun>& last) {
   constexpr std::string_view kInfo = "nvmepcissd_drive_info";
   constexpr std::string_view kStaged = "nvmepcissd_drive_staged";
   std::string text = head("nvmepcissd_drives", "Number of NVMe PCIe controllers that the kernel knows.");
@@ -71,6 +91,9 @@ std::string metricsText(const std::vector<DriveFacts>& drives) {
       writeSample(text, kStaged, drive, {{"staged", drive.slots->stagedRevision()}},
                   drive.slots->isStaged() ? 1 : 0);
   }
+  text += head("nvmepcissd_drives_awaiting_reset", "Number of drives with firmware that waits for a reset.");
+  text += "nvmepcissd_drives_awaiting_reset " + std::to_string(awaitingReset) + '\n';
+  if (last) writeLastRun(text, *last);
   return text + "# EOF\n";
 }
 

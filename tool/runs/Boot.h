@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace tool {
@@ -15,5 +16,8 @@ std::int64_t secondsSinceBoot();
 
 /// The time of day in UTC, for people: "2026-01-31T12:00:00Z". It may jump, so nothing is ordered by it.
 std::string timeNow();
+
+/// The seconds since 1970 of such a text; nothing for any other text.
+std::optional<std::int64_t> secondsOf(const std::string& time);
 
 }  // namespace tool

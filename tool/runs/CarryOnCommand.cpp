@@ -41,7 +41,7 @@ std::optional<RunLock> takeOver() {
 void endUntouched(const StateFolder& state, Run& run, const std::string& reason) {
   Verdict verdict = endedBefore(run);
   verdict.outcome = RunOutcome::kRefused;
-  verdict.exitStatus = 4;
+  verdict.exitStatus = kRefusedStatus;
   verdict.reasons = {reason};
   run.record.hasFlashed = false;
   finish(state, run, std::move(verdict));

@@ -14,7 +14,6 @@ namespace tool {
 
 namespace {
 
-constexpr int kRunningStatus = 5;
 constexpr std::chrono::milliseconds kStep{200};
 
 using Clock = std::chrono::steady_clock;

@@ -10,10 +10,8 @@
 #include <vector>
 
 #include "Command.h"
-#include "Flash.h"
-#include "Follow.h"
-#include "RunLock.h"
 #include "RunOptions.h"
+#include "RunOverview.h"
 #include "TerminalText.h"
 #include "VerdictText.h"
 
@@ -26,17 +24,10 @@ struct Entry {
   Verdict verdict;
 };
 
-/// What each run comes to, without carrying any of them on.
 std::vector<Entry> entriesOf(const RunList& list) {
   std::vector<Entry> entries;
-  for (const Run& run : list.runs) {
-    Entry entry{run.record, storedVerdict(run)};
-    if (run.record.phase != RunPhase::kDone) {
-      entry.verdict.outcome = isRunInProgress() ? RunOutcome::kRunning : RunOutcome::kUndecided;
-      entry.verdict.exitStatus = isRunInProgress() ? 5 : 3;
-    }
-    entries.push_back(std::move(entry));
-  }
+  entries.reserve(list.runs.size());
+  for (const Run& run : list.runs) entries.push_back({run.record, overviewOf(run)});
   return entries;
 }
 

@@ -1,39 +1,66 @@
+// `metrics`: this machine's drives and its last run, for a Prometheus node exporter. Reads only.
+
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "AtomicFile.h"
 #include "Command.h"
 #include "DriveFacts.h"
 #include "Metrics.h"
+#include "RunOptions.h"
+#include "RunOverview.h"
 #include "TerminalText.h"
 
 namespace tool {
 
 namespace {
 
-int writeMetrics(const std::string& file) {
-  const std::string text = metricsText(readDriveFacts().drives);
-  if (file.empty() || file == "-") {
+struct Options {
+  std::string file;
+  std::string state;
+};
+
+/// Without runs that can be read there is none to tell of.
+std::string metricsOf(const Options& options) {
+  const std::vector<DriveFacts> drives = readDriveFacts().drives;
+  RunList runs;
+  std::optional<LastRun> last;
+  try {
+    runs = RunOptions{.state = options.state}.stateFolder().list();
+    last = lastRunOf(runs);
+  } catch (const std::exception& error) {
+    std::cerr << forTerminal(error.what()) << '\n';
+  }
+  return metricsText(drives, drivesAwaitingReset(drives, runs), last);
+}
+
+int writeMetrics(const Options& options) {
+  const std::string text = metricsOf(options);
+  if (options.file.empty() || options.file == "-") {
     std::cout << text;
     return kClean;
   }
-  const std::string problem = replaceOwnFile(file, text, kMetricsStart);
+  const std::string problem = replaceOwnFile(options.file, text, kMetricsStart);
   if (problem.empty()) return kClean;
-  std::cerr << forTerminal(file) << ": cannot be written: " << problem << '\n';
+  std::cerr << forTerminal(options.file) << ": cannot be written: " << problem << '\n';
   return kFindings;
 }
 
 }  // namespace
 
 void addMetricsCommand(CLI::App& app, Action& action) {
-  const auto file = std::make_shared<std::string>();
-  CLI::App* const command =
-      app.add_subcommand("metrics", "Write this machine's drives as metrics for a Prometheus node exporter");
+  const auto options = std::make_shared<Options>();
+  CLI::App* const command = app.add_subcommand(
+      "metrics", "Write this machine's drives and last run as metrics for a Prometheus node exporter");
   command->footer("Exit status: 0 written, 1 the file could not be written, 2 usage.");
-  command->add_option("-o,--output", *file, "File to write or replace, instead of standard output");
-  command->callback([file, &action] { action = [file] { return writeMetrics(*file); }; });
+  command->add_option("-o,--output", options->file, "File to write or replace, instead of standard output");
+  addStateOption(*command, options->state);
+  command->callback([options, &action] { action = [options] { return writeMetrics(*options); }; });
 }
 
 }  // namespace tool

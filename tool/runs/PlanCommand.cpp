@@ -69,8 +69,8 @@ FolderPlan planBy(const Policy& policy, const Options& options) {
   const TemporaryFolder scratch;
   const InventoryTaken inventory =
       takeInventory(folder, componentEnvironment(options.keepEnvironment), scratch.path() / "inventory");
-  FolderPlan planned =
-      planFolder(folder, inventory, policy, earlierFlashes(options.stateFolder(), ""), inspection.obeysList);
+  FolderPlan planned = planFolder(folder, inventory, policy, earlierFlashes(options.stateFolder().list(), ""),
+                                  inspection.obeysList);
   std::vector<std::string>& reasons = planned.plan.verdict.reasons;
   for (const std::string& warning : inspection.warnings) reasons.push_back("warning: " + warning);
   return planned;

@@ -116,10 +116,10 @@ std::size_t drivesToFlash(const Verdict& plan) {
                     [](const DriveVerdict& drive) { return drive.state == Outcome::kFlash; }));
 }
 
-std::vector<EarlierFlash> earlierFlashes(const StateFolder& state, const std::string& run) {
+std::vector<EarlierFlash> earlierFlashes(const RunList& runs, const std::string& run) {
   std::vector<EarlierFlash> flashes;
   const std::string thisBoot = bootId();
-  for (const Run& each : state.list().runs) {
+  for (const Run& each : runs.runs) {
     const RunRecord& record = each.record;
     if (!record.hasFlashed || record.bootId != thisBoot || record.phase != RunPhase::kDone) continue;
     for (const DriveVerdict& drive : storedVerdict(each).drives) {

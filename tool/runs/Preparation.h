@@ -16,8 +16,6 @@
 
 namespace tool {
 
-inline constexpr int kRefusedStatus = 4;
-
 /// A plan, and what it was made from and points into.
 struct FolderPlan {
   DriveList kernel{};
@@ -47,6 +45,6 @@ std::size_t drivesToFlash(const Verdict& plan);
 
 /// What runs of this boot have recorded of drives that took firmware: those that are staged, and in the run
 /// of that name those that the drive library called a success, too.
-std::vector<EarlierFlash> earlierFlashes(const StateFolder& state, const std::string& run);
+std::vector<EarlierFlash> earlierFlashes(const RunList& runs, const std::string& run);
 
 }  // namespace tool

@@ -1,7 +1,6 @@
 // `result`: joins the last run, or the one of that name, and tells how it ended.
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -12,6 +11,7 @@
 #include "Flash.h"
 #include "Follow.h"
 #include "RunOptions.h"
+#include "RunOverview.h"
 #include "TerminalText.h"
 
 namespace tool {
@@ -23,16 +23,8 @@ struct Options : RunOptions {
   long wait = 0;
 };
 
-/// The last update; without one the last inventory.
-std::optional<Run> lastRun(const RunList& list) {
-  const auto update = std::find_if(list.runs.rbegin(), list.runs.rend(),
-                                   [](const Run& run) { return run.record.kind == RunKind::kUpdate; });
-  if (update != list.runs.rend()) return *update;
-  return list.runs.empty() ? std::nullopt : std::optional(list.runs.back());
-}
-
 Verdict undecided(std::vector<std::string> reasons) {
-  return {.outcome = RunOutcome::kUndecided, .exitStatus = 3, .reasons = std::move(reasons)};
+  return {.outcome = RunOutcome::kUndecided, .exitStatus = kUndecidedStatus, .reasons = std::move(reasons)};
 }
 
 RunAnswer tell(const Options& options) {

@@ -37,14 +37,6 @@ nvme_linux::FileDescriptor openLock(const char* name) {
   return file;
 }
 
-bool isLocked(const char* name) {
-  const nvme_linux::FileDescriptor file = openLock(name);
-  struct flock range = wholeFile();
-  if (fcntl(file.get(), F_OFD_GETLK, &range) != 0)
-    throw std::system_error(errno, std::generic_category(), (lockFolder() / name).string());
-  return range.l_type != F_UNLCK;
-}
-
 /// Where lockFolder is to be.
 fs::path placeOfLocks() {
   if (geteuid() == 0) return "/run/nvmepcissd";
@@ -54,6 +46,17 @@ fs::path placeOfLocks() {
   const fs::path usual = fs::path("/run/user") / user;
   if (access(usual.c_str(), W_OK) == 0) return usual / "nvmepcissd";
   return fs::temp_directory_path() / ("nvmepcissd-" + user);
+}
+
+/// Changes nothing, so that it also works where /run cannot be written to.
+bool isLocked(const char* name) {
+  const fs::path path = placeOfLocks() / name;
+  const nvme_linux::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  if (!file.isOpen() && errno == ENOENT) return false;
+  struct flock range = wholeFile();
+  if (!file.isOpen() || fcntl(file.get(), F_OFD_GETLK, &range) != 0)
+    throw std::system_error(errno, std::generic_category(), path.string());
+  return range.l_type != F_UNLCK;
 }
 
 }  // namespace

@@ -9,8 +9,12 @@
 
 namespace tool {
 
+void addStateOption(CLI::App& command, std::string& state) {
+  command.add_option("--state", state, "Keep runs in this folder")->type_name("DIR");
+}
+
 void addRunOptions(CLI::App& command, RunOptions& options) {
-  command.add_option("--state", options.state, "Keep runs in this folder")->type_name("DIR");
+  addStateOption(command, options.state);
   command.add_flag("--json", options.json, "Write JSON");
 }
 

@@ -22,6 +22,9 @@ struct RunOptions {
   }
 };
 
+/// Adds --state. `state` must outlive the parsing.
+void addStateOption(CLI::App& command, std::string& state);
+
 /// Adds --state and --json. `options` must outlive the parsing.
 void addRunOptions(CLI::App& command, RunOptions& options);
 

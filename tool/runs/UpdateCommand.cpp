@@ -108,7 +108,7 @@ class Update {
 
   void beginRun() {
     if (m_run) {
-      m_earlier = earlierFlashes(m_state, m_run->record.name);
+      m_earlier = earlierFlashes(m_state.list(), m_run->record.name);
       m_run->load();
       ++m_run->record.attempts;
       m_run->setAside();
@@ -117,7 +117,7 @@ class Update {
       m_run->record.exitStatus.reset();
       m_run->record.ended.clear();
     } else {
-      m_earlier = earlierFlashes(m_state, "");
+      m_earlier = earlierFlashes(m_state.list(), "");
       m_run = m_state.create(RunKind::kUpdate, m_options.run);
     }
     RunRecord& record = m_run->record;

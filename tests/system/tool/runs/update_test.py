@@ -2,10 +2,11 @@
 
 import json
 import subprocess
+import time
 
 import jsonschema
 
-from server import SOURCE, RunsTest, drive, main
+from server import PATIENCE, SOURCE, TOOL, RunsTest, drive, main
 
 
 class UpdateTest(RunsTest):
@@ -138,6 +139,24 @@ class UpdateTest(RunsTest):
         self.update("--run", "two")
         runs = self.tool("history").json["runs"]
         self.assertEqual([(run["run"], run["outcome"]) for run in runs], [("one", "done"), ("two", "refused")])
+
+    def metrics(self):
+        text = subprocess.run([TOOL, "metrics", "--state", self.state], capture_output=True, text=True, check=True).stdout
+        self.assertTrue(text.endswith("# EOF\n"))
+        return text.splitlines()
+
+    def test_metrics_tell_of_the_last_run(self):
+        self.assertFalse([line for line in self.metrics() if "last_run" in line])
+        self.set_drives(drive(1), drive(2, updateResult=263))
+        self.update("--yes", "--run", "one")
+        self.tool("inventory", self.folder.path)
+        lines = self.metrics()
+        for line in ('nvmepcissd_last_run_info{run="one",kind="update",outcome="failed"} 1',
+                     "nvmepcissd_last_run_status 1", 'nvmepcissd_last_run_drives{state="updated"} 1',
+                     "nvmepcissd_drives_awaiting_reset 0"):
+            self.assertIn(line, lines)
+        ended = [float(line.split()[1]) for line in lines if line.startswith("nvmepcissd_last_run_end_timestamp")]
+        self.assertAlmostEqual(ended[0], time.time(), delta=PATIENCE)
 
     def test_a_damaged_record_is_named(self):
         self.update("--yes", "--run", "one")

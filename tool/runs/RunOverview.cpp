@@ -1,0 +1,58 @@
+#include "RunOverview.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include "Boot.h"
+#include "Flash.h"
+#include "Preparation.h"
+#include "RunLock.h"
+
+namespace tool {
+
+std::optional<Run> lastRun(const RunList& list) {
+  const auto update = std::find_if(list.runs.rbegin(), list.runs.rend(),
+                                   [](const Run& run) { return run.record.kind == RunKind::kUpdate; });
+  if (update != list.runs.rend()) return *update;
+  return list.runs.empty() ? std::nullopt : std::optional(list.runs.back());
+}
+
+Verdict overviewOf(const Run& run) {
+  Verdict verdict = storedVerdict(run);
+  if (run.record.phase == RunPhase::kDone) return verdict;
+  const bool isRunning = isRunInProgress();
+  verdict.outcome = isRunning ? RunOutcome::kRunning : RunOutcome::kUndecided;
+  verdict.exitStatus = isRunning ? kRunningStatus : kUndecidedStatus;
+  return verdict;
+}
+
+std::optional<LastRun> lastRunOf(const RunList& list) {
+  const std::optional<Run> run = lastRun(list);
+  if (!run) return std::nullopt;
+  const Verdict verdict = overviewOf(*run);
+  LastRun last{.name = run->record.name,
+               .kind = nameOf(run->record.kind),
+               .outcome = nameOf(verdict.outcome),
+               .status = verdict.exitStatus,
+               .began = secondsOf(run->record.began),
+               .ended = secondsOf(run->record.ended)};
+  for (const DriveVerdict& drive : verdict.drives) ++last.drives[outcomeName(drive.state)];
+  return last;
+}
+
+std::size_t drivesAwaitingReset(const std::vector<DriveFacts>& drives, const RunList& list) {
+  std::set<std::string> waiting;
+  std::set<std::string> known;
+  for (const DriveFacts& drive : drives) {
+    if (!drive.slots) continue;
+    known.insert(drive.serial);
+    if (drive.slots->isStaged()) waiting.insert(drive.serial);
+  }
+  for (const EarlierFlash& taken : earlierFlashes(list, "")) {
+    if (!known.contains(taken.serial)) waiting.insert(taken.serial);
+  }
+  return waiting.size();
+}
+
+}  // namespace tool
