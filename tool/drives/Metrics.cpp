@@ -59,8 +59,10 @@ void writeLastRun(std::string& text, const LastRun& run) {
   writeTime("start_timestamp_seconds", "When the last run began.", run.began);
   writeTime("end_timestamp_seconds", "When the last run ended.", run.ended);
   text += head(prefix + "drives", "Number of drives of the last run by state.");
-  for (const auto& [state, count] : run.drives)
-    text += prefix + "drives{state=\"" + state + "\"} " + std::to_string(count) + '\n';
+  for (const auto& [state, count] : run.drives) {
+    text.append(prefix).append("drives{state=\"").append(state).append("\"} ");
+    text.append(std::to_string(count)).append("\n");
+  }
 }
 
 }  // namespace
