@@ -1,14 +1,12 @@
 // The hidden commands that `update` starts in sessions of their own.
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "Boot.h"
 #include "Command.h"
@@ -27,17 +25,6 @@ struct Options {
   std::string run;
 };
 
-/// The process that has approved the run gives the lock up for this one.
-std::optional<RunLock> takeOver() {
-  constexpr std::chrono::milliseconds kStep{20};
-  const auto end = std::chrono::steady_clock::now() + kHandover / 2;
-  while (std::chrono::steady_clock::now() < end) {
-    if (auto lock = RunLock::tryAcquire()) return lock;
-    std::this_thread::sleep_for(kStep);
-  }
-  return std::nullopt;
-}
-
 void endUntouched(const StateFolder& state, Run& run, const std::string& reason) {
   Verdict verdict = endedBefore(run);
   verdict.outcome = RunOutcome::kRefused;
@@ -51,7 +38,7 @@ int carryOn(const Options& options) {
   ignoreEndingSignals();
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   const StateFolder state(options.state);
-  const std::optional<RunLock> lock = takeOver();
+  const std::optional<RunLock> lock = RunLock::takeOver(kHandover / 2);
   std::optional<Run> run = state.find(options.run);
   if (!lock || !run || run->record.phase != RunPhase::kApproved) {
     std::cerr << "the run cannot be taken over\n";

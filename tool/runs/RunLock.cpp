@@ -28,6 +28,7 @@ struct flock wholeFile() {
 
 constexpr char kRunLock[] = "run.lock";
 constexpr char kComponentLock[] = "component.lock";
+constexpr char kNextLock[] = "next.lock";
 
 nvme_linux::FileDescriptor openLock(const char* name) {
   const fs::path path = lockFolder() / name;
@@ -35,6 +36,15 @@ nvme_linux::FileDescriptor openLock(const char* name) {
       open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
   if (!file.isOpen()) throw std::system_error(errno, std::generic_category(), path.string());
   return file;
+}
+
+/// Nothing while another process has the lock.
+std::optional<nvme_linux::FileDescriptor> lockUnlessHeld(const char* name) {
+  nvme_linux::FileDescriptor file = openLock(name);
+  struct flock range = wholeFile();
+  if (fcntl(file.get(), F_OFD_SETLK, &range) == 0) return file;
+  if (errno == EAGAIN || errno == EACCES) return std::nullopt;
+  throw std::system_error(errno, std::generic_category(), (lockFolder() / name).string());
 }
 
 /// Where lockFolder is to be.
@@ -74,19 +84,31 @@ fs::path lockFolder() {
 }
 
 std::optional<RunLock> RunLock::tryAcquire() {
-  nvme_linux::FileDescriptor file = openLock(kRunLock);
-  struct flock range = wholeFile();
-  if (fcntl(file.get(), F_OFD_SETLK, &range) != 0) {
-    if (errno == EAGAIN || errno == EACCES) return std::nullopt;
-    throw std::system_error(errno, std::generic_category(), (lockFolder() / kRunLock).string());
+  auto file = lockUnlessHeld(kRunLock);
+  if (!file || isComponentRunning() || isLocked(kNextLock)) return std::nullopt;
+  return RunLock(*std::move(file));
+}
+
+std::optional<RunLock> RunLock::takeOver(std::chrono::seconds atMost) {
+  constexpr std::chrono::milliseconds kStep{20};
+  const auto end = std::chrono::steady_clock::now() + atMost;
+  std::optional<nvme_linux::FileDescriptor> next;
+  while (std::chrono::steady_clock::now() < end) {
+    if (!next) {
+      if (auto file = lockUnlessHeld(kNextLock)) next.emplace(*std::move(file));
+    }
+    if (next) {
+      auto file = lockUnlessHeld(kRunLock);
+      if (file && !isComponentRunning()) return RunLock(*std::move(file));
+    }
+    std::this_thread::sleep_for(kStep);
   }
-  if (isComponentRunning()) return std::nullopt;
-  return RunLock(std::move(file));
+  return std::nullopt;
 }
 
 std::optional<RunLock> RunLock::acquireSoon() {
   constexpr int kTries = 10;
-  constexpr std::chrono::milliseconds kPause{100};
+  constexpr std::chrono::milliseconds kPause{20};
   for (int i = 1; i < kTries; ++i) {
     if (auto lock = tryAcquire()) return lock;
     std::this_thread::sleep_for(kPause);
@@ -94,8 +116,18 @@ std::optional<RunLock> RunLock::acquireSoon() {
   return tryAcquire();
 }
 
+bool isHeirThere(std::chrono::seconds atMost) {
+  constexpr std::chrono::milliseconds kStep{10};
+  const auto end = std::chrono::steady_clock::now() + atMost;
+  while (!isLocked(kNextLock)) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(kStep);
+  }
+  return true;
+}
+
 bool isRunInProgress() {
-  return isLocked(kRunLock) || isLocked(kComponentLock);
+  return isLocked(kRunLock) || isLocked(kNextLock) || isLocked(kComponentLock);
 }
 
 bool isComponentRunning() {

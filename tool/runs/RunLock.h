@@ -1,11 +1,14 @@
 // Keeps runs on one server apart.
 //
-// Two files in one folder of this machine's /run carry kernel locks, which end with the processes that hold
-// them: "run.lock" for whoever carries a run on, "component.lock" for the component itself. A run whose tool
-// has died while the component goes on is therefore still seen to be running.
+// Three files in one folder of this machine's /run carry kernel locks, which end with the processes that hold
+// them: "run.lock" for whoever carries a run on, "component.lock" for the component itself, and "next.lock"
+// for the process that a run is handed over to. A run whose tool has died while the component goes on is
+// therefore still seen to be running, and nobody else gets in between while a run passes from one process to
+// the next.
 
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 
@@ -20,11 +23,15 @@ std::filesystem::path lockFolder();
 /// The right to carry on a run, held until the object goes.
 class RunLock {
  public:
-  /// Nothing while another process has the lock, or while a component runs. Throws as `lockFolder` does, and
-  /// std::system_error.
+  /// Nothing while another process has the lock or is to have it next, or while a component runs. Throws as
+  /// `lockFolder` does, and std::system_error.
   static std::optional<RunLock> tryAcquire();
 
-  /// Tries for a second. One look at the lock may meet a command that only looks at it itself.
+  /// For the process that a run is handed over to: from now on only it can get the lock, once the process
+  /// that has it lets go. Nothing after `atMost`.
+  static std::optional<RunLock> takeOver(std::chrono::seconds atMost);
+
+  /// Tries for a fifth of a second. One look at the lock may meet a command that only looks at it itself.
   static std::optional<RunLock> acquireSoon();
 
  private:
@@ -33,7 +40,11 @@ class RunLock {
   nvme_linux::FileDescriptor m_file;
 };
 
-/// True while a process carries on a run, or a component runs.
+/// For the process that hands a run over: waits until the other one is in `RunLock::takeOver`, and the lock
+/// may go. False when it is not there after `atMost`.
+bool isHeirThere(std::chrono::seconds atMost);
+
+/// True while a process carries on a run or is about to, or a component runs.
 bool isRunInProgress();
 
 /// True while a component runs that any run started.

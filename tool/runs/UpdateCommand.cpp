@@ -67,13 +67,12 @@ class Update {
       : m_options(options), m_state(options.stateFolder()), m_policy(std::move(policy)) {}
 
   RunAnswer run() {
-    if (!m_options.run.empty()) {
-      m_run = m_state.find(m_options.run);
-      if (m_run) {
-        if (const auto joined = join()) return *joined;
-      }
-    }
-    std::optional<RunLock> lock = RunLock::acquireSoon();
+    std::optional<RunLock> lock;
+    do {
+      lock.reset();
+      if (const auto joined = join()) return *joined;
+      if (auto acquired = RunLock::acquireSoon()) lock.emplace(std::move(*acquired));
+    } while (hasMovedOn());
     if (!lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
     m_lock.emplace(std::move(*lock));
     m_notes = endDeadRuns(m_state, m_options.run);
@@ -81,6 +80,7 @@ class Update {
       beginRun();
       return plan();
     } catch (const std::exception& error) {
+      if (!m_lock) return open(error.what());
       return refuse({error.what()});
     }
   }
@@ -88,6 +88,8 @@ class Update {
  private:
   /// The answer of the run of that name, when there is nothing left to do for it.
   std::optional<RunAnswer> join() {
+    m_run = m_options.run.empty() ? std::nullopt : m_state.find(m_options.run);
+    if (!m_run) return std::nullopt;
     if (m_run->record.kind != RunKind::kUpdate)
       return RunAnswer{refusal({"the run " + m_run->record.name + " is an inventory"})};
     const std::string folder = std::filesystem::canonical(m_options.folder).string();
@@ -96,6 +98,13 @@ class Update {
     RunAnswer found = wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
     if (isToBeAnswered(*m_run, found)) return found;
     return std::nullopt;
+  }
+
+  /// Another command has begun or ended the run of that name since `join`.
+  bool hasMovedOn() const {
+    if (m_options.run.empty()) return false;
+    const std::optional<Run> now = m_state.find(m_options.run);
+    return now && (!m_run || now->record != m_run->record);
   }
 
   std::string nameOfOther() const {
@@ -148,16 +157,32 @@ class Update {
     m_run->record.phase = RunPhase::kApproved;
     m_run->record.approved = secondsSinceBoot();
     m_run->save();
-    m_lock.reset();
     startInOwnSession("nvmepcissd-" + m_run->record.name,
                       {"carry-on", "--state", m_state.root().string(), m_run->record.name},
                       m_run->file("session.out"));
+    isHeirThere(kHandover / 2);
+    m_lock.reset();
     return wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
   }
 
   RunAnswer wait(std::chrono::seconds atMost) {
     ProgressDisplay display(m_run->record.name, m_options.json);
     return follow(m_state, *m_run, {atMost, std::chrono::seconds(m_options.secondsPerDrive)}, display);
+  }
+
+  /// The run goes on without this command, or can be concluded later; its record is not this command's any
+  /// more.
+  RunAnswer open(const std::string& problem) const {
+    Verdict verdict = storedVerdict(*m_run);
+    for (DriveVerdict& drive : verdict.drives) {
+      if (drive.state != Outcome::kFlash) continue;
+      drive.state = Outcome::kUndecided;
+      drive.reason = "nobody can tell at this moment how its flash goes";
+    }
+    verdict.outcome = RunOutcome::kUndecided;
+    verdict.exitStatus = kUndecidedStatus;
+    verdict.reasons = {problem, "nvmepcissd-tool result " + m_run->record.name + " concludes the run"};
+    return {std::move(verdict)};
   }
 
   void show(const Verdict& planned) const {
