@@ -1,10 +1,12 @@
 #include "StateFolder.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
@@ -35,9 +37,12 @@ void makeRoot(const fs::path& root) {
     throw std::system_error(errno, std::generic_category(), root.string());
 }
 
-/// False for a name that is taken.
-bool makeRunFolder(const fs::path& folder) {
-  if (mkdir(folder.c_str(), kPrivate) == 0) return true;
+/// Not the name of a run, so that nobody takes what is in it for one.
+constexpr char kDraft[] = ".draft";
+
+/// Gives a folder that is whole its name. False for a name that is taken.
+bool publish(const fs::path& draft, const fs::path& folder) {
+  if (renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, folder.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno == EEXIST) return false;
   throw std::system_error(errno, std::generic_category(), folder.string());
 }
@@ -114,27 +119,21 @@ bool StateFolder::isName(const std::string& name) {
 Run StateFolder::create(RunKind kind, const std::string& name) const {
   makeRoot(m_root);
   const RunList others = list();
-  Run run;
-  run.record.name = name;
-  for (unsigned int number = 1; run.folder.empty(); ++number) {
-    if (name.empty()) run.record.name = nameMadeOfTime(number);
-    if (makeRunFolder(m_root / run.record.name)) {
-      run.folder = m_root / run.record.name;
-    } else if (!name.empty()) {
-      throw std::system_error(EEXIST, std::generic_category(), (m_root / name).string());
-    }
-  }
+  Run run{.folder = m_root / kDraft};
+  fs::remove_all(run.folder);
+  if (mkdir(run.folder.c_str(), kPrivate) != 0)
+    throw std::system_error(errno, std::generic_category(), run.folder.string());
   run.record.kind = kind;
   run.record.sequence = others.runs.empty() ? 1 : others.runs.back().record.sequence + 1;
   run.record.began = timeNow();
   run.record.bootId = bootId();
-  try {
+  for (unsigned int number = 1;; ++number) {
+    run.record.name = name.empty() ? nameMadeOfTime(number) : name;
     run.save();
-  } catch (const std::system_error&) {
-    std::error_code ignored;
-    fs::remove(run.folder, ignored);
-    throw;
+    if (publish(run.folder, m_root / run.record.name)) break;
+    if (!name.empty()) throw std::system_error(EEXIST, std::generic_category(), (m_root / name).string());
   }
+  run.folder = m_root / run.record.name;
   return run;
 }
 

@@ -49,8 +49,9 @@ class StateFolder {
   /// 1 to 64 letters, digits, "-", "_" and ".", beginning with a letter or a digit.
   static bool isName(const std::string& name);
 
-  /// A new run in the phase kPlanning. An empty name stands for one made of the time. Throws
-  /// std::system_error: EEXIST for a name that is taken.
+  /// A new run in the phase kPlanning. An empty name stands for one made of the time. The run is there whole,
+  /// with its record, or not at all. The caller holds the RunLock. Throws std::system_error: EEXIST for a
+  /// name that is taken.
   Run create(RunKind kind, const std::string& name) const;
 
   /// Nothing for a name without a folder. Throws std::runtime_error for a run that cannot be read.
