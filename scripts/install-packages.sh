@@ -30,7 +30,7 @@ bench-large  bench time
 bench-documents bench gnuplot-nox libxml2-utils
 arm64        release g++-aarch64-linux-gnu qemu-user-static
 fleet        release ansible-core ansible-lint openssh-server openssh-client python3-voluptuous iproute2 util-linux
-fleet        systemd systemd-container prometheus python3-prometheus-client
+fleet        dpkg-dev python3-apt systemd systemd-container prometheus python3-prometheus-client
 vm           tests meson pkg-config libglib2.0-dev libpixman-1-dev libfdt-dev dpkg-dev
 '
 

@@ -24,9 +24,13 @@ def drive(number, **keys):
             "serial": f"SIM{number}", "revision": "SMP10100", **keys}
 
 
+def sha256_of(file):
+    return hashlib.sha256(file.read_bytes()).hexdigest()
+
+
 def policy(**keys):
     model = {"pci": PCI, "to": "SMP90200", "from": ["SMP10100"], "payload": PAYLOAD.name,
-             "sha256": hashlib.sha256(PAYLOAD.read_bytes()).hexdigest(), **keys}
+             "sha256": sha256_of(PAYLOAD), **keys}
     return {"models": [{key: value for key, value in model.items() if value is not None}]}
 
 
@@ -85,7 +89,8 @@ class FleetTest(unittest.TestCase):
     def words(self, playbook, arguments, variables):
         shared = {"update_run": self.run_name, "update_policy": policy(), **variables}
         shared = {key: value for key, value in shared.items() if value is not None}
-        return ["ansible-playbook", "-i", "inventory.json", f"nvmepcissd.fleet.{playbook}", "-e", json.dumps(shared),
+        name = playbook if playbook.endswith(".yml") else f"nvmepcissd.fleet.{playbook}"
+        return ["ansible-playbook", "-i", "inventory.json", name, "-e", json.dumps(shared),
                 *arguments]
 
     def start(self, playbook="update", *arguments, settings=None, **variables):

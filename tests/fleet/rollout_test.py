@@ -3,7 +3,7 @@
 import json
 import subprocess
 
-from fleet import COMPONENT, STOPPED, FleetTest, drive, main, policy
+from fleet import COMPONENT, STOPPED, FleetTest, drive, main, policy, sha256_of
 from rack import until
 
 ALL_AT_ONCE = {"fleet_batches": [6]}
@@ -76,6 +76,39 @@ class RolloutTest(FleetTest):
         play = self.play(fleet_batches=[1, 2], fleet_tolerated=1)
         self.assert_states(play, "failed", "done", "failed", "waiting", status=STOPPED)
         self.assert_flashed(2, 2, 2, 0, 0, 0)
+
+    def test_payloads_and_packages_are_installed_by_checksum(self):
+        self.server(2).write(COMPONENT / "payload/Old.bin", "what was there before")
+        self.hang(self.server(3))
+        self.server(3).inside(f"nvmepcissd-tool update {COMPONENT} --yes --begin --run somebody --to SMP90200")
+        package, firmware = self.make_package(), self.rack.folder / "New.bin"
+        firmware.write_text("new firmware")
+        variables = {"install_payload": {"file": str(firmware), "sha256": sha256_of(firmware)},
+                     "install_packages": [{"file": str(package), "sha256": sha256_of(package)}]}
+        wrong = {"install_payload": {"file": str(firmware), "sha256": "0" * 64}}
+        (self.rack.folder / "install.yml").write_text("- hosts: srv002:srv003\n  gather_facts: false\n"
+                                                      "  roles: [nvmepcissd.fleet.install]\n")
+        payloads = f"ls {COMPONENT}/payload"
+        self.assertEqual(self.play("install.yml", **wrong).recap["srv002"]["failed"], "1")
+        self.assertEqual(self.server(2).inside(payloads).stdout, "Old.bin\nSampleFirmware.bin\n")
+        self.assertEqual(self.play("install.yml", "--check", **variables).recap["srv002"]["failed"], "0")
+        installed = self.play("install.yml", **variables)
+        self.assertEqual([installed.recap[name]["failed"] for name in ("srv002", "srv003")], ["0", "1"], installed.text)
+        self.assertEqual(self.server(2).inside(payloads).stdout, "New.bin\n")
+        self.assertEqual(self.server(3).inside(payloads).stdout, "SampleFirmware.bin\n")
+        self.assertEqual(self.server(2).inside("cat /usr/share/sample-tool").stdout, "sample\n")
+        self.assertEqual(self.play("install.yml", **variables).recap["srv002"]["changed"], "0")
+        self.release(self.server(3))
+
+    def make_package(self):
+        folder = self.rack.folder / "sample-tool"
+        for name, text in (("DEBIAN/control", "Package: sample-tool\nVersion: 1\nArchitecture: all\n"
+                            "Maintainer: nobody <nobody@sample.example>\nDescription: sample\n"),
+                           ("usr/share/sample-tool", "sample\n")):
+            (folder / name).parent.mkdir(parents=True)
+            (folder / name).write_text(text)
+        subprocess.run(["dpkg-deb", "--build", folder], check=True, stdout=subprocess.DEVNULL)
+        return self.rack.folder / "sample-tool.deb"
 
     def test_what_the_policy_refuses_is_left_alone(self):
         self.set_drives(self.server(1), drive(1, revision="SMP00001"), drive(2))
