@@ -29,6 +29,7 @@ set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /usr/libexec /usr/share/pkgcon
   /usr/share/man /usr/share/man/man1 /usr/share/man/man8
   /usr/share/bash-completion /usr/share/bash-completion/completions
   /usr/share/zsh /usr/share/zsh/vendor-completions /usr/share/fish /usr/share/fish/vendor_completions.d
+  /usr/share/ansible /usr/share/ansible/collections /usr/share/ansible/collections/ansible_collections
   /usr/lib/systemd /usr/lib/systemd/system
   /usr/lib/debug /usr/lib/debug/.build-id)
 # The rollback library is the platform's, which need not have it in a package. The time of the sources stands for that

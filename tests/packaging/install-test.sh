@@ -11,7 +11,8 @@ try_component "$scratch/moved"
 
 for file in libexec/nvmepcissd/drive_library/libnvme.so share/man/man8/nvmepcissd.8.gz \
   share/man/man1/nvmepcissd-tool.1.gz share/nvmepcissd/schema/package.xsd share/nvmepcissd/sample-package/package.xml share/nvmepcissd/sample-package/fwkitinstall.sh \
-  share/bash-completion/completions/nvmepcissd-tool share/doc/nvmepcissd/README.md; do
+  share/bash-completion/completions/nvmepcissd-tool share/doc/nvmepcissd/README.md \
+  share/ansible/collections/ansible_collections/nvmepcissd/fleet/plugins/modules/nvme_firmware.py; do
   [ -f "$scratch/first/$file" ] || fail "$file is not installed"
 done
 grep -q 'No licence has been chosen' "$scratch/first/share/doc/nvmepcissd/copyright" || fail "copyright file"
