@@ -44,7 +44,9 @@ class StateTest(unittest.TestCase):
         self.assertEqual(tool.state_of(answer("updated", outcome="running")), "running")
         self.assertEqual(tool.state_of(answer(outcome="refused")), "refused")
         self.assertEqual(tool.state_of(answer(outcome="undecided")), "undecided")
-        self.assertEqual(tool.state_of(answer("current", outcome="refused")), "refused")
+        for states, expected in ((["current"], "refused"), (["flash", "staged"], "refused"), (["untouched"], "refused"),
+                                 (["untouched", "refused"], "interrupted"), (["untouched", "failed"], "failed")):
+            self.assertEqual(tool.state_of(answer(*states, outcome="refused")), expected)
 
     def test_what_was_unchanged_is_stale_after_its_reset(self):
         self.assertEqual(tool.state_of(answer("unchanged", "updated", bootId=EARLIER)), "stale")

@@ -78,7 +78,9 @@ def state_of(answer):
     state = next(name for name, members in STATES if any(each in members for each in found))
     if state == "undecided" and flashed_before and "undecided" not in found:
         return "stale"  # what was unchanged had its reset
-    if answer["outcome"] == "refused" and state in ("waiting", "done", "staged"):
+    # The whole run was refused, for a reason that is no drive's.
+    no_drives = not any(each in ("refused", "unhealthy") for each in found)
+    if answer["outcome"] == "refused" and (no_drives and state == "interrupted" or state in ("waiting", "done", "staged")):
         return "refused"
     return state
 
