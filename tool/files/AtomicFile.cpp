@@ -38,12 +38,19 @@ void syncFolder(const std::filesystem::path& folder) {
   close(descriptor);
 }
 
+/// Replaces what a process of this number has left that died before.
+int openNew(const std::filesystem::path& path) {
+  const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  const int descriptor = open(path.c_str(), flags, 0666);
+  if (descriptor >= 0 || errno != EEXIST || unlink(path.c_str()) != 0) return descriptor;
+  return open(path.c_str(), flags, 0666);
+}
+
 /// A new file in the folder of another one, which goes unless it is moved there.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::filesystem::path& target)
-      : m_path(temporaryName(target)),
-        m_descriptor(open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+      : m_path(temporaryName(target)), m_descriptor(openNew(m_path)) {
     if (m_descriptor < 0) throwErrno();
   }
   ~TemporaryFile() {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <system_error>
@@ -44,6 +45,14 @@ TEST_F(AtomicFile, KeepsWhatIsThereAndLeavesNothingBehind) {
   EXPECT_EQ(errorOf("page", tool::Existing::kKeep), EEXIST);
   EXPECT_EQ(readFile("page"), "old");
   EXPECT_EQ(errorOf("missing/page", tool::Existing::kReplace), ENOENT);
+  EXPECT_EQ(filesHere(), 1);
+}
+
+TEST_F(AtomicFile, ReplacesWhatADeadProcessOfItsNumberHasLeft) {
+  const std::string left = ".file." + std::to_string(getpid()) + ".new";
+  writeFile(left, "half");
+  EXPECT_EQ(errorOf("file", tool::Existing::kKeep), 0);
+  EXPECT_EQ(readFile("file"), "new");
   EXPECT_EQ(filesHere(), 1);
 }
 
