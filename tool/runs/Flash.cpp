@@ -1,5 +1,8 @@
 #include "Flash.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <system_error>
@@ -9,6 +12,7 @@
 #include "Boot.h"
 #include "Component.h"
 #include "ComponentFiles.h"
+#include "FileDescriptor.h"
 #include "Judgement.h"
 
 namespace tool {
@@ -65,6 +69,13 @@ ComponentProcess startFlash(Run& run, const ComponentCall& call) {
   }
 }
 
+/// The component leaves it to the kernel when its log reaches the disk. What is not there when the power goes
+/// is lost, and with it which drives took the firmware.
+void putOnDisk(const std::filesystem::path& file) {
+  const nvme_linux::FileDescriptor log(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  if (log.isOpen()) static_cast<void>(fdatasync(log.get()));
+}
+
 InventoryTaken inventoryOf(const Run& run, const char* stem) {
   return takeInventory(run.record.component, run.record.environment, run.file(stem));
 }
@@ -81,7 +92,10 @@ void flash(const StateFolder& state, Run& run) {
   run.save();
   ComponentProcess process = startFlash(run, call);
   // However long it takes: a flash is never cut short.
-  while (!run.record.exitStatus) run.record.exitStatus = process.wait(std::chrono::hours(1));
+  while (!run.record.exitStatus) {
+    run.record.exitStatus = process.wait(std::chrono::seconds(1));
+    putOnDisk(run.file(kUpdateLog));
+  }
   run.record.phase = RunPhase::kVerifying;
   run.save();
   concludeFlash(state, run);

@@ -93,6 +93,27 @@ DriveVerdict merged(DriveVerdict judged, const DriveVerdict& planned) {
   return judged;
 }
 
+/// The inventory that a plan was made from, for when it is lost itself.
+Document inventoryOf(const std::vector<DriveVerdict>& planned) {
+  Document inventory;
+  for (const DriveVerdict& drive : planned) {
+    inventory.records.push_back({.outcome = identityOf(drive) ? Outcome::kListed : Outcome::kFailed,
+                                 .pci = drive.pci.value_or(PciIds{}),
+                                 .name = drive.name.value_or(""),
+                                 .enumId = drive.serial.value_or(""),
+                                 .revision = drive.before.value_or("")});
+  }
+  return inventory;
+}
+
+/// A new revision shows that a drive was flashed, even if nothing has kept how that ended.
+void believeRevision(DriveVerdict& drive) {
+  const bool isOpen = drive.state == Outcome::kUndecided || drive.state == Outcome::kUntouched;
+  if (!isOpen || !drive.before || !drive.after || drive.before == drive.after) return;
+  if (drive.wanted && drive.wanted != drive.after) return;
+  set(drive, Outcome::kUpdated, "nothing tells how its flash ended, and it runs the new firmware");
+}
+
 class Judgement {
  public:
   Judgement(const Verdict& plan, RunEvidence evidence)
@@ -100,6 +121,7 @@ class Judgement {
     for (const DriveVerdict& drive : m_planned) {
       if (wasOffered(drive)) m_offered.push_back(drive);
     }
+    if (!m_evidence.before && !m_planned.empty()) m_evidence.before = inventoryOf(m_planned);
   }
 
   Verdict judge() {
@@ -112,6 +134,7 @@ class Judgement {
                               .wanted = commonlyWanted(m_planned)});
     verdict.drives = inPlanOrder(std::move(verdict.drives));
     if (m_evidence.after) noteRevisions(verdict.drives, *m_evidence.after);
+    for (DriveVerdict& drive : verdict.drives) believeRevision(drive);
     conclude(verdict);
     return verdict;
   }

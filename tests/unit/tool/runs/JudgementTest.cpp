@@ -104,6 +104,25 @@ TEST(JudgeFlash, WithoutAnyRecordNothingIsGuessed) {
   EXPECT_EQ(verdict.exitStatus, 3);
 }
 
+TEST(JudgeFlash, ThePlanStandsInForALostInventory) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kFlash), planned("S2", Outcome::kFlash)};
+  for (DriveVerdict& drive : plan.drives) drive.before = "OLD";
+  const Verdict verdict =
+      tool::judgeFlash(plan, {.after = inventory({record("S1", "NEW"), record("S2", "OLD")})});
+  EXPECT_THAT(serialsOf(verdict), ElementsAre("S1", "S2"));
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUpdated, Outcome::kUndecided));
+  EXPECT_EQ(verdict.exitStatus, 3);
+}
+
+TEST(JudgeFlash, ANewRevisionThatIsNotTheWantedOneStaysOpen) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kFlash, "NEW")};
+  const Verdict verdict = tool::judgeFlash(
+      plan, {.before = inventory({record("S1", "OLD")}), .after = inventory({record("S1", "OTHER")})});
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUndecided));
+}
+
 struct ResetCase {
   Outcome before;
   std::optional<std::string> wanted;
