@@ -1,5 +1,6 @@
 #include "ComponentFiles.h"
 
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -40,6 +41,9 @@ ComponentCall callLeaving(const fs::path& stem, const fs::path& folder, const ch
 
 std::optional<std::string> contentOf(const fs::path& path, std::vector<std::string>& problems) {
   try {
+    // A pipe would keep the reader waiting.
+    if (std::error_code error; fs::is_fifo(path, error))
+      throw std::system_error(EINVAL, std::generic_category());
     return contentOf(path.string());
   } catch (const std::system_error& error) {
     problems.push_back(path.string() + ": cannot be read: " + error.code().message());

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "Flash.h"
 #include "RunOptions.h"
 #include "RunOverview.h"
 #include "TerminalText.h"
@@ -31,6 +32,11 @@ std::vector<Entry> entriesOf(const RunList& list) {
   return entries;
 }
 
+/// A run that cannot be read may be any run.
+int statusFor(const std::vector<std::string>& problems) {
+  return problems.empty() ? kClean : kUndecidedStatus;
+}
+
 void writeJson(const std::vector<Entry>& entries, const std::vector<std::string>& problems) {
   auto runs = nlohmann::ordered_json::array();
   for (const auto& [record, verdict] : entries) {
@@ -46,15 +52,16 @@ void writeJson(const std::vector<Entry>& entries, const std::vector<std::string>
                     {"exitStatus", verdict.exitStatus},
                     {"drives", verdict.drives.size()}});
   }
-  const nlohmann::ordered_json document{{"format", "nvmepcissd-history"},
-                                        {"version", 1},
-                                        {"run", nullptr},
-                                        {"outcome", "done"},
-                                        {"exitStatus", 0},
-                                        {"reasons", problems},
-                                        {"bootId", nullptr},
-                                        {"drives", nlohmann::ordered_json::array()},
-                                        {"runs", runs}};
+  const nlohmann::ordered_json document{
+      {"format", "nvmepcissd-history"},
+      {"version", 1},
+      {"run", nullptr},
+      {"outcome", nameOf(problems.empty() ? RunOutcome::kDone : RunOutcome::kUndecided)},
+      {"exitStatus", statusFor(problems)},
+      {"reasons", problems},
+      {"bootId", nullptr},
+      {"drives", nlohmann::ordered_json::array()},
+      {"runs", runs}};
   std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
 }
 
@@ -78,7 +85,7 @@ int history(const RunOptions& options) {
     for (const std::string& problem : list.problems) std::cerr << forTerminal(problem) << '\n';
     writeText(entries);
   }
-  return kClean;
+  return statusFor(list.problems);
 }
 
 }  // namespace
@@ -86,7 +93,7 @@ int history(const RunOptions& options) {
 void addHistoryCommand(CLI::App& app, Action& action) {
   const auto options = std::make_shared<RunOptions>();
   CLI::App* const command = app.add_subcommand("history", "List the runs that are kept");
-  command->footer("Exit status: 0 done, 1 a failure, 2 usage.");
+  command->footer("Exit status: 0 done, 1 a failure, 2 usage, 3 a run cannot be read.");
   addRunOptions(*command, *options);
   command->callback([options, &action] { action = [options] { return history(*options); }; });
 }

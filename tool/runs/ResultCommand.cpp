@@ -37,6 +37,11 @@ RunAnswer tell(const Options& options) {
     reasons.push_back("there is " + which + " in " + state.root().string());
     return {undecided(std::move(reasons))};
   }
+  if (options.run.empty() && !list.problems.empty()) {
+    list.problems.push_back("so nobody can tell which run is the last one; the last that can be read is " +
+                            run->record.name + ": name it to see it");
+    return {undecided(std::move(list.problems))};
+  }
   ProgressDisplay display(run->record.name, options.json);
   const std::chrono::seconds wait(options.wait);
   return follow(state, *run, {.all = wait, .perDrive = wait + std::chrono::seconds(1)}, display);

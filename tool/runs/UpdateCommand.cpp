@@ -75,7 +75,8 @@ class Update {
     } while (hasMovedOn());
     if (!lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
     m_lock.emplace(std::move(*lock));
-    m_notes = endDeadRuns(m_state, m_options.run);
+    m_notes = m_state.list().problems;
+    for (std::string& note : endDeadRuns(m_state, m_options.run)) m_notes.push_back(std::move(note));
     try {
       beginRun();
       return plan();
@@ -116,7 +117,7 @@ class Update {
   }
 
   void beginRun() {
-    if (m_run) {
+    if (m_run && !m_options.dryRun) {
       m_earlier = earlierFlashes(m_state.list(), m_run->record.name);
       m_run->load();
       ++m_run->record.attempts;
@@ -126,8 +127,9 @@ class Update {
       m_run->record.exitStatus.reset();
       m_run->record.ended.clear();
     } else {
-      m_earlier = earlierFlashes(m_state.list(), "");
-      m_run = m_state.create(RunKind::kUpdate, m_options.run);
+      m_earlier = earlierFlashes(m_state.list(), m_options.run);
+      m_run.reset();  // a dry run leaves the run of that name as it is
+      m_run = m_state.create(RunKind::kUpdate, m_options.dryRun ? "" : m_options.run);
     }
     RunRecord& record = m_run->record;
     record.component = std::filesystem::canonical(m_options.folder).string();
@@ -212,7 +214,7 @@ class Update {
   /// Ends the run without a flash. A dry run leaves nothing.
   RunAnswer end(Verdict verdict) {
     if (!m_run) return {std::move(verdict)};
-    if (m_options.dryRun && m_run->record.attempts == 0) {
+    if (m_options.dryRun) {
       std::error_code ignored;
       std::filesystem::remove_all(m_run->folder, ignored);
       verdict.run.reset();

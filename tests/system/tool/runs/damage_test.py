@@ -1,0 +1,63 @@
+"""State folders that a power cut, a person or a disk has damaged, and what commands tell of them."""
+
+import os
+
+from server import RunsTest, drive, main
+
+
+class DamageTest(RunsTest):
+    def cut_off(self):
+        """The run "one", all of whose processes die while it flashes the second drive."""
+        self.set_drives(drive(1), drive(2, updateHangs=True), drive(3))
+        self.update("--yes", "--run", "one", "--begin")
+        self.await_flash(number=2)
+        self.kill(self.carrier() + self.component())
+        self.release()
+
+    def test_what_never_reached_the_disk_is_told_by_what_drives_run(self):
+        for lost in (["update.log"], ["update.log", "before.xml"]):
+            with self.subTest(lost):
+                self.folder.remove("nvme-release")
+                self.folder.remove("nvme-state.json")
+                self.cut_off()
+                for name in lost:
+                    (self.state / "one" / name).write_text("")
+                self.reboot()
+                answer = self.tool("result", "one")
+                self.assertEqual((answer.status, answer.states()), (3, ["updated", "undecided", "undecided"]), answer.text)
+                self.assertEqual([one["serial"] for one in answer.json["drives"]], ["SIM1", "SIM2", "SIM3"])
+                again = self.update("--yes", "--run", "one", "--to", "REV2")
+                self.assertEqual((again.status, again.states()), (0, ["current", "updated", "updated"]), again.text)
+                (self.state / "one").rename(self.scratch / f"without-{len(lost)}")
+
+    def test_a_dry_run_leaves_the_run_of_its_name_as_it_is(self):
+        self.cut_off()
+        told = self.tool("result", "one").json
+        answer = self.update("--dry-run", "--run", "one", "--to", "REV2")
+        self.assertEqual(answer.states(), ["current", "flash", "flash"], answer.text)
+        self.assertEqual(self.tool("result", "one").json, told)
+        self.assertEqual(len(self.tool("history").json["runs"]), 1)
+
+    def test_a_run_that_cannot_be_read_is_named(self):
+        self.update("--yes", "--run", "one")
+        self.update("--yes", "--run", "two", "--to", "REV2")
+        (self.state / "two/run.json").write_text("{")
+        for arguments in (["history"], ["result"], ["result", "two"]):
+            answer = self.tool(*arguments)
+            self.assertEqual((answer.status, answer.json["outcome"]), (3, "undecided"), answer.text)
+            self.assertIn("two/run.json", " ".join(answer.json["reasons"]))
+        self.assertEqual(self.tool("result", "one").status, 0)
+        self.assertIn("two/run.json", " ".join(self.update("--dry-run").json["reasons"]))
+
+    def test_a_pipe_keeps_nobody_waiting(self):
+        self.update("--yes", "--run", "one")
+        verdict = self.state / "one/verdict.json"
+        verdict.unlink()
+        os.mkfifo(verdict)
+        answer = self.tool("result", "one")
+        self.assertEqual(answer.status, 3, answer.text)
+        self.assertIn("verdict.json", " ".join(answer.json["reasons"]))
+
+
+if __name__ == "__main__":
+    main()
