@@ -55,7 +55,7 @@ void writeFindingsAsJson(std::ostream& out, const Findings& findings) {
                     {"consequence", finding.consequence},
                     {"remedy", finding.remedy}});
   }
-  const nlohmann::ordered_json document{{"findings", list}};
+  const nlohmann::ordered_json document{{"format", "nvmepcissd-check"}, {"version", 1}, {"findings", list}};
   out << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }
 

@@ -148,7 +148,7 @@ void writeSummary(std::ostream& out, const Results& results, bool colour) {
 
 void writeJson(std::ostream& out, const Results& results, bool failuresOnly) {
   // Written piece by piece: as a JSON value, the records of a whole fleet would take many times their memory.
-  out << "{\n  \"documents\": [";
+  out << "{\n  \"format\": \"nvmepcissd-show\",\n  \"version\": 1,\n  \"documents\": [";
   const char* newFile = "\n";
   for (const ResultFile& file : results.files) {
     out << std::exchange(newFile, ",\n") << "    {\"document\": " << jsonString(file.source)

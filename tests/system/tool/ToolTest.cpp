@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "TestSupport.h"
+#include "ToolProcess.h"
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -96,7 +97,9 @@ TEST_F(Tool, CheckReportsPlaceConsequenceAndRemedy) {
       "    to fix: write the four digits of the drive's id; when it is below 1000 (hexadecimal), no entry can "
       "name the drive: remove this one\n"
       "1 warning\n");
-  const nlohmann::json json = nlohmann::json::parse(run(std::string(kOnlyTraps) + "--json component").output);
+  const std::string text = run(std::string(kOnlyTraps) + "--json component").output;
+  EXPECT_EQ(schemaComplaint(text, "check.json"), "");
+  const nlohmann::json json = nlohmann::json::parse(text);
   ASSERT_EQ(json["findings"].size(), 1U);
   EXPECT_EQ(json["findings"][0]["file"], "component/package.xml");
   EXPECT_EQ(json["findings"][0]["line"], 68);
@@ -123,6 +126,7 @@ TEST_F(Tool, ShowEndsWithOneWhenADocumentCannotBeRead) {
                                         HasSubstr("\nmissing.xml: cannot be read: ")));
   EXPECT_THAT(outcome.output,
               AllOf(HasSubstr("good.xml  1  listed"), HasSubstr("; 2 documents unreadable;")));
+  EXPECT_EQ(schemaComplaint(run("show --json good.xml bad.xml missing.xml").output, "show.json"), "");
 }
 
 TEST_F(Tool, ShowFitsTheTerminal) {

@@ -15,6 +15,8 @@ TOOL = os.environ.get("TOOL", str(BUILD / "nvmepcissd-tool"))
 sys.path.insert(0, str(SOURCE / "tests/system/tool"))
 from package_folder import DRIVE, Folder  # noqa: E402
 
+import jsonschema  # noqa: E402
+
 BOOT_ID = Path("/proc/sys/kernel/random/boot_id")
 PATIENCE = 120
 
@@ -37,12 +39,26 @@ def drive(number, **keys):
     return {**DRIVE, "serial": f"SIM{number}", "address": f"{number + 64:x}:00.0", **keys}
 
 
+def validated(text):
+    """The JSON of a text, held against the schema of its form."""
+    value = json.loads(text)
+    name = value["format"].removeprefix("nvmepcissd-")
+    jsonschema.validate(value, json.loads((SOURCE / f"docs/schema/{name}.json").read_text()))
+    return value
+
+
 class Answer:
+    """With JSON, standard output has one object and nothing else, and standard error a line for each step."""
+
     def __init__(self, process):
         self.status = process.returncode
         self.errors = process.stderr
-        self.json = json.loads(process.stdout) if process.stdout.startswith("{") else None
         self.text = process.stdout
+        self.json = None
+        if "--json" in process.args and self.status >= 0 and self.status != 2:
+            self.json = validated(self.text)
+            assert self.json["exitStatus"] == self.status, self.text
+        self.progress = [validated(line) for line in self.errors.splitlines() if line.startswith("{")]
 
     def states(self):
         return [one["state"] for one in self.json["drives"]]
@@ -105,7 +121,7 @@ class RunsTest(unittest.TestCase):
 
     def finish(self, process):
         process.stdout_text, process.stderr_text = process.communicate(timeout=PATIENCE)
-        return Answer(subprocess.CompletedProcess([], process.returncode, process.stdout_text, process.stderr_text))
+        return Answer(subprocess.CompletedProcess(process.args, process.returncode, process.stdout_text, process.stderr_text))
 
     def release(self):
         (self.folder.path / "nvme-release").touch()
