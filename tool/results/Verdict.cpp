@@ -148,10 +148,19 @@ std::vector<DriveVerdict> readDrives(const json& values) {
   return drives;
 }
 
+/// A command that passes the verdict on ends with it.
+int readStatus(const json& object) {
+  constexpr int kGreatest = 5;
+  const std::int32_t status = number(object, "exitStatus").value_or(0);
+  if (status < 0 || status > kGreatest)
+    throw std::runtime_error("exitStatus is " + std::to_string(status) + ", with which nothing ends");
+  return status;
+}
+
 Verdict read(const json& object) {
   return {.run = text(object, "run"),
           .outcome = named<RunOutcome>(object, "outcome", kOutcomes).value_or(RunOutcome::kUndecided),
-          .exitStatus = number(object, "exitStatus").value_or(0),
+          .exitStatus = readStatus(object),
           .reasons = readReasons(object),
           .bootId = text(object, "bootId"),
           .drives = readDrives(member(object, "drives"))};

@@ -117,6 +117,8 @@ Environment componentEnvironment(bool keepsLibraryPath) {
 
 ComponentProcess ComponentProcess::start(const ComponentCall& call, bool blocksShutdown) {
   fillStandardStreams();
+  if (access(call.workingFolder.c_str(), X_OK) != 0)
+    throw std::system_error(errno, std::generic_category(), call.workingFolder.string());
   const FileDescriptor input = openFile("/dev/null", O_RDONLY);
   const FileDescriptor output = openFile(call.output.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
   const FileDescriptor lock = openComponentLock();

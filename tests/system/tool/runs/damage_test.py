@@ -49,6 +49,26 @@ class DamageTest(RunsTest):
         self.assertEqual(self.tool("result", "one").status, 0)
         self.assertIn("two/run.json", " ".join(self.update("--dry-run").json["reasons"]))
 
+    def test_a_verdict_with_a_status_that_nothing_ends_with_is_no_verdict(self):
+        self.update("--yes", "--run", "one")
+        verdict = self.state / "one/verdict.json"
+        verdict.write_text(verdict.read_text().replace('"exitStatus": 0', '"exitStatus": 77'))
+        answer = self.tool("result", "one")
+        self.assertEqual((answer.status, answer.json["outcome"]), (3, "undecided"), answer.text)
+        self.assertIn("exitStatus is 77", " ".join(answer.json["reasons"]))
+
+    def test_a_component_that_is_gone_is_named_after_the_reboot(self):
+        self.set_drives(drive(1, revision="REV2"), drive(2), drive(3))
+        told = self.update("--yes", "--run", "one")
+        self.assertEqual(told.states(), ["unchanged", "updated", "updated"])
+        environment = self.environment()
+        self.folder.path.rename(self.scratch / "elsewhere")
+        self.environment = lambda: environment
+        self.reboot()
+        answer = self.tool("result", "one")
+        self.assertEqual((answer.status, answer.states()), (3, told.states()), answer.text)
+        self.assertIn("component: No such file or directory", " ".join(answer.json["reasons"]))
+
     def test_a_pipe_keeps_nobody_waiting(self):
         self.update("--yes", "--run", "one")
         verdict = self.state / "one/verdict.json"
