@@ -100,6 +100,10 @@ Verdict endedBefore(const Run& run) {
     drive.reason = "the run ended before anything was flashed";
   }
   conclude(verdict);
+  if (record.kind == RunKind::kInventory) {
+    verdict.reasons = {"the inventory was cut off: take another one"};
+    return verdict;
+  }
   verdict.reasons = {std::string("the run ended while it was ") + nameOf(record.phase) +
                      ", before anything was flashed: nvmepcissd-tool update " + record.component + " --run " +
                      record.name + " plans it anew"};
@@ -110,8 +114,7 @@ std::vector<std::string> endDeadRuns(const StateFolder& state, const std::string
   std::vector<std::string> notes;
   for (Run& run : state.list().runs) {
     const RunPhase phase = run.record.phase;
-    if (phase == RunPhase::kDone || run.record.kind != RunKind::kUpdate || run.record.name == except)
-      continue;
+    if (phase == RunPhase::kDone || run.record.name == except) continue;
     conclude(state, run);
     if (run.record.phase != RunPhase::kDone) finish(state, run, endedBefore(run));
     notes.push_back("the run " + run.record.name + " had ended while it was " + nameOf(phase) + ": " +

@@ -29,7 +29,7 @@ RunAnswer follow(const StateFolder& state, Run& run, const Patience& patience, P
 /// The answer for a run that ended before anything was flashed: all drives that were to be are untouched.
 Verdict endedBefore(const Run& run);
 
-/// Ends every update that no process carries on any more, as `follow` does, but for the one of that name. One
+/// Ends every run that no process carries on any more, as `follow` does, but for the one of that name. One
 /// line for each of them, for a person. The caller holds the RunLock.
 std::vector<std::string> endDeadRuns(const StateFolder& state, const std::string& except);
 

@@ -69,6 +69,22 @@ class DamageTest(RunsTest):
         self.assertEqual((answer.status, answer.states()), (3, told.states()), answer.text)
         self.assertIn("component: No such file or directory", " ".join(answer.json["reasons"]))
 
+    def test_an_inventory_that_was_cut_off_does_not_go_on_with_the_next_run(self):
+        self.set_drives(drive(1), drive(2), drive(3), discoveryHangs=True)
+        process = self.start("inventory", self.folder.path)
+        self.until(lambda: self.processes("/nvmepcissd", "-i"))
+        self.kill([process.pid, *self.processes("/nvmepcissd", "-i")])
+        self.finish(process)
+        name = self.tool("history").json["runs"][0]["run"]
+        self.assertIn("cut off", self.tool("result", name).json["reasons"][0])
+        self.set_drives(drive(1), drive(2, updateHangs=True), drive(3))
+        self.update("--yes", "--run", "one", "--begin")
+        self.await_flash(number=2)
+        self.assertEqual([run["outcome"] for run in self.tool("history").json["runs"]], ["undecided", "running"])
+        self.assertEqual(self.tool("result", name).status, 3)
+        self.release()
+        self.assertEqual(self.tool("result", "one", "--wait", "60").status, 0)
+
     def test_a_pipe_keeps_nobody_waiting(self):
         self.update("--yes", "--run", "one")
         verdict = self.state / "one/verdict.json"
