@@ -70,7 +70,12 @@ class Planner {
     }
     drive.refusal =
         refusalOf({record, match, rule, revision}, m_input.policy, m_input.payload, m_input.obeysList);
-    setState(drive, stagedOf(record, facts));
+    if (!verdict.wanted && isUpdatedAlready(record, revision)) {
+      verdict.state = Outcome::kCurrent;
+      verdict.reason = "this run has updated it before";
+    } else {
+      setState(drive, stagedOf(record, facts));
+    }
     return drive;
   }
 
@@ -86,12 +91,24 @@ class Planner {
       if (!facts->slots->isStaged()) return std::nullopt;
       return facts->slots->stagedRevision();
     }
+    const EarlierFlash* const taken = earlierFlashOf(record);
+    return taken == nullptr || taken->isRunning ? std::nullopt : std::optional(taken->revision);
+  }
+
+  /// Null for a drive that has not taken this payload.
+  const EarlierFlash* earlierFlashOf(const Record& record) const {
     const auto taken =
         std::find_if(m_input.earlier.begin(), m_input.earlier.end(), [&](const EarlierFlash& flash) {
           return flash.serial == record.serialNumber() && flash.pci == record.pci && !flash.serial.empty() &&
                  flash.sha256 == m_input.payload.sha256;
         });
-    return taken == m_input.earlier.end() ? std::nullopt : std::optional(taken->revision);
+    return taken == m_input.earlier.end() ? nullptr : &*taken;
+  }
+
+  /// The payload was flashed already, and the drive still runs what that has brought.
+  bool isUpdatedAlready(const Record& record, const std::string& revision) const {
+    const EarlierFlash* const taken = earlierFlashOf(record);
+    return taken != nullptr && taken->isRunning && taken->revision == revision;
   }
 
   void setState(PlannedDrive& drive, const std::optional<std::string>& staged) const {

@@ -16,12 +16,13 @@
 
 namespace tool {
 
-/// A drive that took firmware earlier in this boot, as an own run has recorded it.
+/// A drive that took firmware earlier, as an own run has recorded it: in this boot, or in this run.
 struct EarlierFlash {
   std::string serial{};
   PciIds pci{};
   std::string sha256{};    ///< of the payload that it took
   std::string revision{};  ///< that waits for the reset; empty when nobody knows it
+  bool isRunning = false;  ///< `revision` has run since the flash: nothing waits
 };
 
 /// Everything that the decision is made from.

@@ -63,14 +63,25 @@ void layOut(Run& run, const Plan& plan, const Payload& payload, bool obeysList) 
   record.workingFolder = copy.string();
 }
 
-/// A drive that took the payload in an earlier attempt of this run, and runs it, waits for nothing.
-void keepUpdated(Verdict& plan) {
-  for (DriveVerdict& drive : plan.drives) {
-    if (drive.state != Outcome::kStaged || !drive.staged || drive.staged != drive.before) continue;
-    drive.state = Outcome::kCurrent;
-    drive.staged.reset();
-    drive.reason = "this run has updated it before";
+/// The drives of a run, or of an earlier attempt of it, that took firmware.
+std::vector<EarlierFlash> flashesOf(const Run& run, bool isThisRun) {
+  std::vector<EarlierFlash> flashes;
+  const RunRecord& record = run.record;
+  if (!record.hasFlashed || record.phase != RunPhase::kDone) return flashes;
+  const bool isThisBoot = record.bootId == bootId();
+  for (const DriveVerdict& drive : storedVerdict(run).drives) {
+    const bool isDone = drive.state == Outcome::kUpdated || drive.state == Outcome::kCurrent;
+    const bool isRunning = isThisRun && isDone && drive.after;
+    const bool isWaiting =
+        isThisBoot && (drive.state == Outcome::kStaged || (isThisRun && drive.state == Outcome::kUnchanged));
+    if (!isRunning && !isWaiting) continue;
+    flashes.push_back({.serial = drive.serial.value_or(""),
+                       .pci = drive.pci.value_or(PciIds{}),
+                       .sha256 = record.payload,
+                       .revision = (isRunning ? drive.after : drive.staged).value_or(""),
+                       .isRunning = isRunning});
   }
+  return flashes;
 }
 
 }  // namespace
@@ -96,7 +107,6 @@ Verdict prepare(Run& run, const Policy& policy, const std::vector<EarlierFlash>&
   const InventoryTaken before = takeInventory(record.component, record.environment, run.file("before"));
   FolderPlan planned = planFolder(record.component, before, policy, earlier, obeysList);
   Verdict& verdict = planned.plan.verdict;
-  keepUpdated(verdict);
   verdict.run = record.name;
   verdict.bootId = record.bootId = bootId();
   record.payload = planned.payload.sha256;
@@ -118,19 +128,14 @@ std::size_t drivesToFlash(const Verdict& plan) {
 
 std::vector<EarlierFlash> earlierFlashes(const RunList& runs, const std::string& run) {
   std::vector<EarlierFlash> flashes;
-  const std::string thisBoot = bootId();
+  const auto take = [&flashes](const std::vector<EarlierFlash>& more) {
+    flashes.insert(flashes.end(), more.begin(), more.end());
+  };
   for (const Run& each : runs.runs) {
-    const RunRecord& record = each.record;
-    if (!record.hasFlashed || record.bootId != thisBoot || record.phase != RunPhase::kDone) continue;
-    for (const DriveVerdict& drive : storedVerdict(each).drives) {
-      const bool isTaken =
-          drive.state == Outcome::kStaged ||
-          (record.name == run && (drive.state == Outcome::kUnchanged || drive.state == Outcome::kUpdated));
-      if (!isTaken) continue;
-      const std::string revision =
-          drive.state == Outcome::kUpdated ? drive.after.value_or("") : drive.staged.value_or("");
-      flashes.push_back({drive.serial.value_or(""), drive.pci.value_or(PciIds{}), record.payload, revision});
-    }
+    const bool isThisRun = each.record.name == run;
+    take(flashesOf(each, isThisRun));
+    if (!isThisRun) continue;
+    for (const Run& attempt : each.attempts()) take(flashesOf(attempt, isThisRun));
   }
   return flashes;
 }

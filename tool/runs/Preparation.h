@@ -43,8 +43,9 @@ Verdict refusal(std::vector<std::string> reasons);
 /// How many drives of a plan are to be flashed.
 std::size_t drivesToFlash(const Verdict& plan);
 
-/// What runs of this boot have recorded of drives that took firmware: those that are staged, and in the run
-/// of that name those that the drive library called a success, too.
+/// What runs have recorded of drives that took firmware: those that are staged since this boot, and in the
+/// run of that name those that were updated in any boot, or that the drive library called a success in this
+/// one.
 std::vector<EarlierFlash> earlierFlashes(const RunList& runs, const std::string& run);
 
 }  // namespace tool

@@ -24,6 +24,7 @@ namespace tool {
 namespace {
 
 constexpr char kRecordName[] = "run.json";
+constexpr char kAttempt[] = "attempt-";  // and its number
 constexpr mode_t kPrivate = 0700;
 
 bool isLetterOrDigit(char c) {
@@ -88,11 +89,26 @@ void Run::setAside() const {
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(folder)) {
     const std::string name = entry.path().filename().string();
-    if (name != kRecordName && !name.starts_with("attempt-")) files.push_back(entry.path());
+    if (name != kRecordName && !name.starts_with(kAttempt)) files.push_back(entry.path());
   }
-  const fs::path aside = file(("attempt-" + std::to_string(record.attempts)).c_str());
+  const fs::path aside = file((kAttempt + std::to_string(record.attempts)).c_str());
   fs::create_directory(aside);
+  // The record first: with it, what is put aside counts at once.
+  fs::copy_file(file(kRecordName), aside / kRecordName, fs::copy_options::overwrite_existing);
   for (const fs::path& each : files) fs::rename(each, aside / each.filename());
+}
+
+std::vector<Run> Run::attempts() const {
+  std::vector<Run> attempts;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (!entry.path().filename().string().starts_with(kAttempt)) continue;
+    try {
+      attempts.push_back({entry.path(), readRunRecord(contentOf((entry.path() / kRecordName).string()))});
+    } catch (const std::exception&) {
+      continue;
+    }
+  }
+  return attempts;
 }
 
 StateFolder::StateFolder(const fs::path& root) : m_root(fs::absolute(root).lexically_normal()) {

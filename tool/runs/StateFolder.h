@@ -24,8 +24,12 @@ struct Run {
   /// The record as it is on the disk now. Throws std::runtime_error for one that cannot be read.
   void load();
 
-  /// Puts the files of an attempt that failed aside, so that the next one begins without them.
+  /// Puts the files of an attempt that failed aside, with the record as it is on the disk, so that the next
+  /// one begins without them.
   void setAside() const;
+
+  /// What was put aside, as runs of their own. An attempt that cannot be read is left out.
+  std::vector<Run> attempts() const;
 };
 
 /// What stands in a state folder.

@@ -54,9 +54,11 @@ std::map<std::string, std::string> textsOf(const PolicyOptions& policy) {
   return texts;
 }
 
-/// A finished run that has flashed is not repeated, unless it was cut off before it was over.
+/// A finished run that has flashed is not repeated, unless it was cut off before it was over. One that goes
+/// on, or whose outcome could not be found out yet, is never begun again.
 bool isToBeAnswered(const Run& run, const RunAnswer& answer) {
-  if (answer.progress) return true;
+  const bool mayBePlanned = run.record.phase == RunPhase::kDone || run.record.phase == RunPhase::kPlanning;
+  if (answer.progress || !mayBePlanned) return true;
   return run.record.phase == RunPhase::kDone && run.record.hasFlashed &&
          (!run.record.wasInterrupted || answer.verdict.exitStatus == 0);
 }
@@ -79,11 +81,13 @@ class Update {
     for (std::string& note : endDeadRuns(m_state, m_options.run)) m_notes.push_back(std::move(note));
     try {
       beginRun();
-      return plan();
+      if (const auto answered = plan()) return *answered;
+      startFlash();
     } catch (const std::exception& error) {
-      if (!m_lock) return open(error.what());
       return refuse({error.what()});
     }
+    // From here on a failure is no refusal: drives may be flashed.
+    return wait(patience());
   }
 
  private:
@@ -96,7 +100,7 @@ class Update {
     const std::string folder = std::filesystem::canonical(m_options.folder).string();
     if (m_run->record.component != folder && !m_run->record.component.empty())
       return RunAnswer{refusal({"the run " + m_run->record.name + " is for " + m_run->record.component})};
-    RunAnswer found = wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
+    RunAnswer found = wait(patience());
     if (isToBeAnswered(*m_run, found)) return found;
     return std::nullopt;
   }
@@ -116,6 +120,7 @@ class Update {
     return name;
   }
 
+  /// A dry run is a run of its own, which goes when it has ended, whatever name it was given.
   void beginRun() {
     if (m_run && !m_options.dryRun) {
       m_earlier = earlierFlashes(m_state.list(), m_run->record.name);
@@ -137,9 +142,11 @@ class Update {
     record.policy = textsOf(m_options.policy);
     record.bootId = bootId();
     m_run->save();
+    m_isBegun = true;
   }
 
-  RunAnswer plan() {
+  /// The answer, unless the plan was approved.
+  std::optional<RunAnswer> plan() {
     FolderInspection folder = inspectFolder(m_run->record.component);
     if (!folder.errors.empty()) return refuse(std::move(folder.errors));
     for (const std::string& warning : folder.warnings) m_notes.push_back("warning: " + warning);
@@ -152,10 +159,10 @@ class Update {
     if (!m_options.yes && isatty(STDIN_FILENO) != 1)
       return refuse({"there is no terminal to ask, and --yes is not given"}, planned.drives);
     if (!m_options.yes && !isConfirmed(count)) return refuse({"it was not confirmed"}, planned.drives);
-    return flashApproved();
+    return std::nullopt;
   }
 
-  RunAnswer flashApproved() {
+  void startFlash() {
     m_run->record.phase = RunPhase::kApproved;
     m_run->record.approved = secondsSinceBoot();
     m_run->save();
@@ -164,12 +171,23 @@ class Update {
                       m_run->file("session.out"));
     isHeirThere(kHandover / 2);
     m_lock.reset();
-    return wait(m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes);
   }
 
+  std::chrono::seconds patience() const {
+    constexpr std::chrono::seconds kAsLongAsItTakes = std::chrono::hours(24 * 365);
+    return m_options.begin ? std::chrono::seconds{0} : kAsLongAsItTakes;
+  }
+
+  /// An outcome that cannot be found out, as on a full disk, is undecided; a later call may know it.
   RunAnswer wait(std::chrono::seconds atMost) {
     ProgressDisplay display(m_run->record.name, m_options.json);
-    return follow(m_state, *m_run, {atMost, std::chrono::seconds(m_options.secondsPerDrive)}, display);
+    try {
+      return follow(m_state, *m_run, {atMost, std::chrono::seconds(m_options.secondsPerDrive)}, display);
+    } catch (const std::exception& error) {
+      const std::string reason = error.what();
+      m_run->load();
+      return open(reason);
+    }
   }
 
   /// The run goes on without this command, or can be concluded later; its record is not this command's any
@@ -213,7 +231,7 @@ class Update {
 
   /// Ends the run without a flash. A dry run leaves nothing.
   RunAnswer end(Verdict verdict) {
-    if (!m_run) return {std::move(verdict)};
+    if (!m_isBegun) return {std::move(verdict)};
     if (m_options.dryRun) {
       std::error_code ignored;
       std::filesystem::remove_all(m_run->folder, ignored);
@@ -229,12 +247,11 @@ class Update {
     return {std::move(verdict)};
   }
 
-  static constexpr std::chrono::seconds kAsLongAsItTakes = std::chrono::hours(24 * 365);
-
   const Options& m_options;
   StateFolder m_state;
   Policy m_policy;
   std::optional<Run> m_run;
+  bool m_isBegun = false;  // the run on the disk is this attempt, and not an earlier one
   std::optional<RunLock> m_lock;
   std::vector<EarlierFlash> m_earlier;
   std::vector<std::string> m_notes;

@@ -83,6 +83,9 @@ class DeathTest(RunsTest):
         self.assertEqual(answer.status, 3, answer.text)
         self.assertEqual(answer.states(), ["updated", "undecided", "untouched"], answer.text)
         self.release()
+        plan = self.update("--dry-run", "--run", "one")
+        self.assertEqual((plan.status, plan.states()), (0, ["current", "flash", "flash"]), plan.text)
+        self.assertEqual(self.tool("result", "one").json, answer.json)
         again = self.update("--yes", "--run", "one")
         self.assertEqual((again.status, again.states()), (0, ["current", "updated", "updated"]), again.text)
 

@@ -141,6 +141,16 @@ TEST_F(PlanTest, AnOwnRecordOfThisBootTellsOfDrivesWithoutSlots) {
   EXPECT_EQ(states(plan()), "staged flash") << "the second one took another payload";
 }
 
+TEST_F(PlanTest, WhatThisRunHasUpdatedIsCurrentWhileItRunsThat) {
+  policy().to.reset();
+  m_kernel.clear();
+  m_earlier = {
+      {.serial = "S1", .pci = kModelA, .sha256 = m_payload.sha256, .revision = "OLD", .isRunning = true},
+      {.serial = "S2", .pci = kModelA, .sha256 = m_payload.sha256, .revision = "NEW", .isRunning = true}};
+  EXPECT_EQ(states(plan()), "current flash") << "the second one runs something else now";
+  EXPECT_EQ(plan().verdict.drives.at(0).reason, "this run has updated it before");
+}
+
 TEST_F(PlanTest, TheSlotsKnowBetterThanAnOwnRecord) {
   m_earlier = {{.serial = "S1", .pci = kModelA, .sha256 = m_payload.sha256, .revision = "NEW"}};
   EXPECT_EQ(states(plan()), "flash flash") << "a reset does not end the boot";

@@ -180,6 +180,9 @@ TEST_F(StateFolderTest, FilesOfAnAttemptArePutAside) {
   EXPECT_EQ(readFile(run.folder / "attempt-1/update.xml"), "first");
   EXPECT_EQ(readFile(run.folder / "attempt-2/update.xml"), "second");
   EXPECT_TRUE(fs::exists(run.folder / "run.json"));
+  writeFile(run.folder / "attempt-2/run.json", "{");
+  ASSERT_EQ(run.attempts().size(), 1U) << "the second one cannot be read";
+  EXPECT_EQ(run.attempts()[0].folder, run.folder / "attempt-1");
 }
 
 TEST(PackageCopy, HasTheListAndNotTheMarker) {
