@@ -44,15 +44,15 @@ class CheckTree(unittest.TestCase):
         self.assertEqual(self.check("functions"), [], text)
 
     def test_too_many_files(self):
-        for number in range(699):
+        for number in range(749):
             self.write(f"file{number}", "")
         self.assertEqual(self.check("files"), [])
         self.write("one-more", "")
-        self.assertEqual(self.check("files"), ["700 tracked files; fewer than 700 are allowed"])
+        self.assertEqual(self.check("files"), ["750 tracked files; fewer than 750 are allowed"])
 
     def test_only_tracked_files_count(self):
         subprocess.run(["git", "init", "-q", self.root], check=True)
-        for number in range(700):
+        for number in range(750):
             self.write(f"file{number}", "")
         subprocess.run(["git", "-C", self.root, "add", "file1"], check=True)
         self.assertEqual(self.check("files"), [])
