@@ -69,14 +69,12 @@ class Update {
       : m_options(options), m_state(options.stateFolder()), m_policy(std::move(policy)) {}
 
   RunAnswer run() {
-    std::optional<RunLock> lock;
     do {
-      lock.reset();
+      m_lock.reset();
       if (const auto joined = join()) return *joined;
-      if (auto acquired = RunLock::acquireSoon()) lock.emplace(std::move(*acquired));
+      if (auto acquired = RunLock::acquireSoon()) m_lock.emplace(std::move(*acquired));
     } while (hasMovedOn());
-    if (!lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
-    m_lock.emplace(std::move(*lock));
+    if (!m_lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
     m_notes = m_state.list().problems;
     for (std::string& note : endDeadRuns(m_state, m_options.run)) m_notes.push_back(std::move(note));
     try {
