@@ -12,6 +12,7 @@ from pathlib import Path
 from unittest import mock
 
 sys.path.insert(0, sys.argv[1])  # the folder of ansible_collections
+COLLECTION = Path(sys.argv[1]) / "ansible_collections/nvmepcissd/fleet"
 PLUGINS = "ansible_collections.nvmepcissd.fleet.plugins"
 tool = importlib.import_module(f"{PLUGINS}.module_utils.tool")
 report = importlib.import_module(f"{PLUGINS}.modules.nvme_firmware_report")
@@ -63,6 +64,8 @@ class StateTest(unittest.TestCase):
     def test_the_reason_names_the_first_drive_and_leaves_warnings_out(self):
         told = answer("updated", "failed", "failed", reasons=["warning: never mind", "a note", "b", "c"])
         self.assertEqual(tool.summary(told)["reason"], "2 of 3 drives; SN-failed: why failed; a note; b; and 1 more")
+        told = answer("failed", reasons=["y failed", "a note", "note"])
+        self.assertEqual(tool.summary(told)["reason"], "1 of 1 drives; SN-failed: why failed; a note", "nothing is told twice")
         self.assertEqual(tool.summary(answer("updated"))["reason"], "")
         progress = {"drive": 2, "of": 8, "seconds": 40}
         self.assertEqual(tool.summary(answer("flash", outcome="running", progress=progress))["reason"], "drive 2 of 8, 40 s")
@@ -97,6 +100,30 @@ class CallTest(unittest.TestCase):
             tool.call("/nonexistent/tool", [])
         with mock.patch("os.geteuid", return_value=1000), self.assertRaisesRegex(tool.Refusal, "ansible_become"):
             tool.call("/bin/true", [])
+
+
+class InstallTest(unittest.TestCase):
+    def test_packages_go_to_the_package_manager_of_their_kind(self):
+        """What the tasks of the role make of a list of packages, without a machine that has dnf."""
+        # Only now: these change where collections are imported from.
+        from ansible.parsing.dataloader import DataLoader
+        from ansible.template import Templar
+        tasks = DataLoader().load_from_file(str(COLLECTION / "roles/install/tasks/main.yml"))
+        packages = [{"file": f"/files/{name}"} for name in ("a.deb", "b.rpm", "deb.rpm", "c.rpm")]
+        given = {}
+        for task in tasks:
+            templar = Templar(DataLoader(), variables={"install_packages": packages, "install_staging": "/staging"})
+            for manager in ("ansible.builtin.apt", "ansible.builtin.dnf"):
+                for item in templar.template(task["loop"]) if manager in task else []:
+                    templar.available_variables["item"] = item
+                    given.setdefault(manager, []).append(templar.template(task[manager]))
+        self.assertEqual(given, {
+            "ansible.builtin.apt": [{"deb": "/staging/a.deb"}],
+            "ansible.builtin.dnf": [{"name": f"/staging/{name}", "disable_gpg_check": True}
+                                    for name in ("b.rpm", "deb.rpm", "c.rpm")]})
+        documented = subprocess.run(["ansible-doc", "-j", "ansible.builtin.dnf"], check=True, capture_output=True).stdout
+        options = json.loads(documented)["ansible.builtin.dnf"]["doc"]["options"]
+        self.assertLessEqual(set(given["ansible.builtin.dnf"][0]), set(options))
 
 
 class ReportTest(unittest.TestCase):

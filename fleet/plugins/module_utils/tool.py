@@ -104,7 +104,10 @@ def reason_of(answer, state):
     drives = [drive for drive in answer["drives"] if drive["state"] in members]
     told = ["%s: %s" % (drive["serial"] or drive["address"] or "a drive", drive["reason"])
             for drive in drives if drive["reason"]]
-    told = told[:1] + [line for line in answer["reasons"] if not line.startswith("warning: ")]
+    told = told[:1]
+    for line in answer["reasons"]:
+        if not line.startswith("warning: ") and not any(line in each for each in told):
+            told.append(line)
     more = ["and %d more" % (len(told) - 3)] if len(told) > 3 else []
     count = ["%d of %d drives" % (len(drives), len(answer["drives"]))] if drives else []
     return "; ".join(count + told[:3] + more)

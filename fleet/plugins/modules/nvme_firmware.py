@@ -101,6 +101,11 @@ options:
         description: Only the drives with these serial numbers are flashed.
         type: list
         elements: str
+  objections:
+    description: What speaks against the run from where it is called. With any of them, the run is refused.
+    type: list
+    elements: str
+    default: []
   wait:
     description: How many seconds V(join) waits for the end of the run.
     type: int
@@ -183,12 +188,14 @@ progress:
 """
 
 import os
+import re
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.nvmepcissd.fleet.plugins.module_utils.tool import (
     Refusal, call, revisions, summary)
 
 RUNS = "/var/lib/nvmepcissd/runs"
+NAME = re.compile(r"[A-Za-z0-9][A-Za-z0-9._-]{0,63}\Z")
 
 
 def without_nothing(value):
@@ -198,6 +205,14 @@ def without_nothing(value):
     if isinstance(value, list):
         return [without_nothing(each) for each in value]
     return value
+
+
+def objections_of(parameters):
+    found = list(parameters["objections"])
+    if parameters["run"] is not None and not NAME.match(parameters["run"]):
+        found.append('the name of the run is "%s", and must have up to 64 letters, digits, "-", "_" and ".", and begin with '
+                     "a letter or a digit" % parameters["run"])
+    return found
 
 
 def plan(parameters):
@@ -254,17 +269,20 @@ def main():
             "run": {"type": "str"},
             "component": {"type": "path", "default": "/usr/libexec/nvmepcissd"},
             "policy": {"type": "dict", "options": policy},
+            "objections": {"type": "list", "elements": "str", "default": []},
             "wait": {"type": "int", "default": 0},
             "tool": {"type": "path", "default": "/usr/bin/nvmepcissd-tool"},
         },
         required_if=[("action", "plan", ["policy"]), ("action", "begin", ["policy", "run"])],
         supports_check_mode=True)
-    action = module.params["action"]
+    action, objections = module.params["action"], objections_of(module.params)
     try:
+        if objections:
+            raise Refusal("; ".join(objections))
         does_plan = action == "plan" or (action == "begin" and module.check_mode)
         result = plan(module.params) if does_plan else {"begin": begin, "join": join}[action](module.params)
     except Refusal as refusal:
-        state = "undecided" if action == "join" else "refused"
+        state = "undecided" if action == "join" and not objections else "refused"
         module.fail_json(msg=str(refusal), state=state, reason=str(refusal), drives=[], reasons=[str(refusal)],
                          reboot_owed=False, run=module.params["run"], boot_id=None, outcome=state, progress=None)
     module.exit_json(**(with_diff(result) if does_plan else result))

@@ -64,6 +64,10 @@ counts:
   returned: always
   type: dict
   sample: {done: 5, lost: 1}
+ill:
+  description: How many servers are in a state that is not in O(well).
+  returned: always
+  type: int
 summary:
   description: The counts in one line, and then a line for each server that needs a look.
   returned: always
@@ -104,7 +108,7 @@ def natural(name):
 
 
 def line_of(name, server):
-    return ": ".join(each for each in (name, server["state"], server.get("reason")) if each)
+    return ": ".join(each for each in (name, server["state"], " ".join((server.get("reason") or "").split())) if each)
 
 
 def label(text):
@@ -190,6 +194,7 @@ def main():
         supports_check_mode=True)
     servers, name = module.params["servers"], module.params["name"]
     counts = counts_of(servers)
+    ill = sum(number for state, number in counts if state not in module.params["well"])
     summary = ["%s: %d servers: %s" % (name, len(servers), ", ".join("%d %s" % (n, state) for state, n in counts))]
     summary += [line_of(each, servers[each]) for each in sorted(servers, key=natural)
                 if servers[each]["state"] not in module.params["well"]]
@@ -204,8 +209,9 @@ def main():
             report.write("metrics.prom", metrics_of(name, servers))
             summary += [line for line in [report.write_page(servers)] if line]
         except (IOError, OSError) as error:
-            module.fail_json(msg="the report cannot be written into %s: %s" % (report.folder, error), summary=summary)
-    module.exit_json(changed=False, counts=dict(counts), summary=summary, files=report.files)
+            module.fail_json(msg="the report cannot be written into %s: %s" % (report.folder, error), counts=dict(counts),
+                             ill=ill, summary=summary, files=report.files)
+    module.exit_json(changed=False, counts=dict(counts), ill=ill, summary=summary, files=report.files)
 
 
 if __name__ == "__main__":
