@@ -6,15 +6,18 @@ import os
 import re
 import subprocess
 import sys
+import time
 import unittest
 from pathlib import Path
 
 from rack import COMPONENT, Rack, enter_namespaces, run, until
 
 SOURCE, BUILD = (Path(each) for each in sys.argv[1:3])
+COLLECTION = Path(os.environ.get("FLEET_COLLECTION", SOURCE / "fleet"))
 PAYLOAD = SOURCE / "simulator/payload/SampleFirmware.bin"
 PCI = {"vendor": "f101", "device": "a801", "subVendor": "f1a0", "subDevice": "1001"}
 STOPPED = 2
+SHOWN = []
 FAST = {"ANSIBLE_PIPELINING": "1", "ANSIBLE_FORKS": "8"}
 
 
@@ -62,12 +65,24 @@ class FleetTest(unittest.TestCase):
             FleetTest.rack = rack = Rack(BUILD, cls.servers, cls.systemd)
             built = rack.folder / "built"
             (rack.folder / "home").mkdir()
-            run("ansible-galaxy", "collection", "build", SOURCE / "fleet", "--output-path", built, env=rack.environment(),
+            run("ansible-galaxy", "collection", "build", COLLECTION, "--output-path", built, env=rack.environment(),
                 stdout=subprocess.DEVNULL)
             run("ansible-galaxy", "collection", "install", "--offline", *built.iterdir(), "-p", rack.folder / "collections",
                 env=rack.environment(), stdout=subprocess.DEVNULL)
 
     def setUp(self):
+        self.begun = time.monotonic()
+        self.reset()
+
+    def tearDown(self):
+        print(f"{time.monotonic() - self.begun:.0f} s, ", end="", file=sys.stderr, flush=True)
+
+    @staticmethod
+    def shows(*scenarios):
+        """Counts what a test has shown, once its assertions have passed."""
+        SHOWN.extend(scenarios)
+
+    def reset(self):
         for server in self.rack.servers:
             if server.process.poll() is not None:
                 server.boot()
@@ -95,12 +110,14 @@ class FleetTest(unittest.TestCase):
 
     def start(self, playbook="update", *arguments, settings=None, **variables):
         environment = self.rack.environment(**(FAST if settings is None else settings))
-        return subprocess.Popen(self.words(playbook, arguments, variables), env=environment, cwd=self.rack.folder,
-                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                                start_new_session=True)
+        self.log = self.rack.folder / "play.log"
+        with open(self.log, "w") as output:
+            return subprocess.Popen(self.words(playbook, arguments, variables), env=environment, cwd=self.rack.folder,
+                                    stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
 
     def finish(self, process, name=None):
-        text, _ = process.communicate(timeout=200)
+        process.wait(timeout=200)
+        text = self.log.read_text()
         if os.environ.get("RACK_VERBOSE"):
             print(text)
         return Play(process.returncode, text, self.rack.folder / "fleet-reports", name or self.run_name)
@@ -157,5 +174,8 @@ class FleetTest(unittest.TestCase):
 
 
 def main():
+    """Runs the tests of the calling program, and prints the scenarios that passed."""
     enter_namespaces()
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    result = unittest.main(argv=[sys.argv[0], *sys.argv[3:]], exit=False).result
+    print("".join(f"scenario: {each}\n" for each in SHOWN), end="")
+    sys.exit(0 if result.wasSuccessful() else 1)

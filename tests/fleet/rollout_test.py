@@ -1,10 +1,11 @@
 """Rollouts in which the servers stay up: states, gates, reports, and what is refused."""
 
 import json
+import os
+import shutil
 import subprocess
 
 from fleet import COMPONENT, STOPPED, FleetTest, drive, main, policy, sha256_of
-from rack import until
 
 ALL_AT_ONCE = {"fleet_batches": [6]}
 
@@ -27,6 +28,8 @@ class RolloutTest(FleetTest):
         self.assertEqual(self.play("update", "--check", **ALL_AT_ONCE).changed(), [])
         self.check_reports(first)
         self.check_other_playbooks()
+        self.shows("check mode", "a canary and batches", "a second run", "check mode after the rollout",
+                   "the control machine is reinstalled", "watch without a name", "inventory")
 
     def check_reports(self, play):
         self.assertEqual(play.report["counts"], {"done": 6})
@@ -69,6 +72,25 @@ class RolloutTest(FleetTest):
         self.assert_states(again, "done", "failed", "stale", "failed", "done", status=STOPPED)
         self.assertEqual(again.changed(), [])
         self.assert_flashed(2, 2, 2, 2, 2, 2)
+        self.shows("firmware waits for a reset and no reboot is allowed", "a reboot is owed", "a drive is gone after the reboot",
+                   "a drive runs the old revision after the reboot", "a server with a failed drive is not rebooted",
+                   "a second run after reboots")
+
+    def test_the_report_tells_what_each_server_needs(self):
+        self.set_drives(self.server(2), drive(1), drive(2, updateResult=263))
+        self.set_drives(self.server(3), drive(1, revision="SMP00001"), drive(2))
+        self.answer(self.server(4), "staged", "done")
+        self.server(5).cut()
+        play = self.play(fleet_batches=[5, 1], update_tool=self.tools(4))
+        self.assert_states(play, "done", "failed", "refused", "staged", "lost", "waiting", status=STOPPED)
+        self.assertIn('"srv005: lost: ', play.text)
+        self.assertIn('"srv003: refused: ', play.text)
+        self.assertNotIn('"srv006: ', play.text)
+        page = (play.folder / "report.html").read_text()
+        self.assertEqual([server.name for server in self.rack.servers if server.name not in page], [])
+        if "PICTURES" in os.environ:
+            shutil.copy(play.folder / "report.html", os.environ["PICTURES"])
+        self.shows("a report with six states")
 
     def test_the_gate_counts_ill_servers_of_all_batches(self):
         for server in (self.server(1), self.server(3)):
@@ -76,6 +98,7 @@ class RolloutTest(FleetTest):
         play = self.play(fleet_batches=[1, 2], fleet_tolerated=1)
         self.assert_states(play, "failed", "done", "failed", "waiting", status=STOPPED)
         self.assert_flashed(2, 2, 2, 0, 0, 0)
+        self.shows("ill servers of several batches add up", "a server more is ill than is tolerated")
 
     def test_payloads_and_packages_are_installed_by_checksum(self):
         self.server(2).write(COMPONENT / "payload/Old.bin", "what was there before")
@@ -99,6 +122,8 @@ class RolloutTest(FleetTest):
         self.assertEqual(self.server(2).inside("cat /usr/share/sample-tool").stdout, "sample\n")
         self.assertEqual(self.play("install.yml", **variables).recap["srv002"]["changed"], "0")
         self.release(self.server(3))
+        self.shows("a payload with a wrong checksum is not installed", "payload and package are installed",
+                   "nothing is installed while a server updates", "check mode of the installation", "a second installation")
 
     def make_package(self):
         folder = self.rack.folder / "sample-tool"
@@ -124,28 +149,39 @@ class RolloutTest(FleetTest):
         self.assert_flashed(0, 0, 0, 0, 0, 0)
         for number, reason in ((1, "SMP00001"), (2, "no rule for its model"), (3, "3"), (4, "payload"), (5, "SHA-256"), (6, "payload")):
             self.assertIn(reason, play.servers[f"srv00{number}"]["reason"])
+        self.shows("a revision that is not in from", "a model that is not in the policy", "a drive too many", "two payloads",
+                   "a payload with another checksum", "no payload")
+
+    @staticmethod
+    def answer(server, state, outcome, version=1):
+        """Puts a tool on the server that gives one answer, for what the drives of this rack cannot bring about."""
+        told = {"serial": "SIM1", "address": None, "name": "Sample", "model": None, "before": "SMP10100", "after": None,
+                "wanted": "SMP90200", "state": state, "reason": f"it is {state}"}
+        answer = {"format": "nvmepcissd-verdict", "version": version, "run": "x", "outcome": outcome, "exitStatus": 0,
+                  "reasons": [], "bootId": None, "drives": [told]}
+        server.write("/opt/tool", f"#!/bin/sh\necho '{json.dumps(answer)}'\n", mode="0755")
+
+    @staticmethod
+    def tools(*numbers):
+        hosts = {f"srv00{number}": "/opt/tool" for number in numbers}
+        return "{{ %s[inventory_hostname] | default('/usr/bin/nvmepcissd-tool') }}" % hosts
 
     def test_servers_that_cannot_take_part(self):
         self.server(1).inside("mount -t tmpfs -o size=1m none /var/lib")
         self.server(2).inside("mount -t tmpfs -o ro none /var/lib")
         self.server(3).inside(f"rm -r {COMPONENT}")
-        for number, answer in ((4, '"version": 2'), (5, '"version": 1')):
-            self.server(number).write("/opt/tool", f"#!/bin/sh\necho '{{\"format\": \"nvmepcissd-verdict\", {answer}"
-                                      ', "run": "x", "outcome": "refused", "exitStatus": 4, "reasons": [], "bootId": null,'
-                                      '"drives": [{"serial": "SIM1", "address": null, "state": "unhealthy", "reason": '
-                                      '"its SMART log has a critical warning"}]}\'\n', mode="0755")
-        self.server(6).inside("rm -f /opt/tool")
-        hosts = {f"srv00{number}": "/opt/tool" for number in (4, 5, 6)}
-        tool = "{{ %s[inventory_hostname] | default('/usr/bin/nvmepcissd-tool') }}" % hosts
-        play = self.play(**ALL_AT_ONCE, update_tool=tool)
+        self.answer(self.server(4), "current", "done", version=2)
+        self.answer(self.server(5), "unhealthy", "refused")
+        play = self.play(**ALL_AT_ONCE, update_tool=self.tools(4, 5, 6))
         for server in self.rack.servers[:2]:
             server.inside("umount /var/lib")
         self.server(3).inside("true")
         self.assert_states(play, "refused", "refused", "refused", "refused", "unhealthy", "refused", status=STOPPED)
         self.assert_flashed(0, 0, 0, 0, 0, 0)
         for number, reason in ((1, "8 MiB"), (2, "/var/lib"), (3, "/usr/libexec/nvmepcissd"), (4, "install the release"),
-                               (5, "SIM1: its SMART log"), (6, "/opt/tool: No such file or directory: install")):
+                               (5, "SIM1: it is unhealthy"), (6, "/opt/tool: No such file or directory: install")):
             self.assertIn(reason, play.servers[f"srv00{number}"]["reason"])
+        self.shows("a full disk", "a read-only disk", "no component", "another version of the tool", "an unhealthy drive", "no tool")
 
     def test_slips_are_refused_before_a_drive_is_touched(self):
         twice = {"models": policy()["models"] * 2}
@@ -165,6 +201,7 @@ class RolloutTest(FleetTest):
                 self.assertEqual(play.status, STOPPED, play.text)
                 self.assertIn(reason, play.text)
                 self.assertNotIn("srv002                     : ok", play.text)
+                self.shows(f"a slip: {reason}")
         self.assert_flashed(0, 0, 0, 0, 0, 0)
 
     def test_the_window_and_a_run_that_takes_long(self):
@@ -179,6 +216,8 @@ class RolloutTest(FleetTest):
         ended = self.play(**ALL_AT_ONCE, update_window="00:00-00:00")
         self.assert_states(ended, "done")
         self.assert_flashed(2, 2, 2, 2, 2, 2)
+        self.shows("a closed window", "an open window", "a flash that takes longer than one waits", "watch during a flash",
+                   "a flash that ends outside the window")
 
 
 if __name__ == "__main__":

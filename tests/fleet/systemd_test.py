@@ -30,6 +30,7 @@ class SystemdTest(FleetTest):
         self.assert_flashed(2, 2)
         self.assertIn(play.servers["srv001"]["state"], ("done", "interrupted"), play.text)
         until(lambda: self.unit(self.server(1)) == "inactive", "the unit goes when the run has ended")
+        self.shows("a run is a unit of systemd", "sshd of a server with systemd dies in mid-flash")
 
 
 if __name__ == "__main__":
