@@ -67,6 +67,12 @@ class StateTest(unittest.TestCase):
         told = answer("failed", reasons=["y failed", "a note", "note"])
         self.assertEqual(tool.summary(told)["reason"], "1 of 1 drives; SN-failed: why failed; a note", "nothing is told twice")
         self.assertEqual(tool.summary(answer("updated"))["reason"], "")
+        told = dict(answer(), drives=[drive("failed", serial=None), drive("failed", serial=None, address=None)])
+        self.assertEqual(tool.summary(told)["reason"], "2 of 2 drives; 1:0.0: why failed")
+        told = dict(answer(), drives=[drive("failed", serial=None, address=None)])
+        self.assertEqual(tool.summary(told)["reason"], "1 of 1 drives; a drive: why failed")
+        told = answer("unchanged", "updated", bootId=EARLIER)
+        self.assertEqual(tool.summary(told)["reason"], "1 of 2 drives; SN-unchanged: why unchanged", "it is stale")
         progress = {"drive": 2, "of": 8, "seconds": 40}
         self.assertEqual(tool.summary(answer("flash", outcome="running", progress=progress))["reason"], "drive 2 of 8, 40 s")
 
@@ -100,6 +106,94 @@ class CallTest(unittest.TestCase):
             tool.call("/nonexistent/tool", [])
         with mock.patch("os.geteuid", return_value=1000), self.assertRaisesRegex(tool.Refusal, "ansible_become"):
             tool.call("/bin/true", [])
+
+
+class ModuleTest(unittest.TestCase):
+    """The modules as Ansible runs them, with a tool that notes its arguments and gives one answer."""
+
+    MODEL = {"pci": {"vendor": "1", "device": "2", "subVendor": "3", "subDevice": "4"}, "to": "REV2", "payload": "P",
+             "sha256": "0" * 64}
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def module(self, module, told=None, **arguments):
+        tool_path = self.folder / "tool"
+        tool_path.write_text(f"#!/bin/sh\necho \"$*\" >$0.words\ncat >$0.in\necho '{json.dumps(told)}'\n")
+        tool_path.chmod(stat.S_IRWXU)
+        (self.folder / "tool.words").unlink(missing_ok=True)
+        arguments.setdefault("tool", str(tool_path))
+        given = self.folder / "arguments"
+        given.write_text(json.dumps({"ANSIBLE_MODULE_ARGS": arguments}))
+        ended = subprocess.run(["/usr/bin/python3", COLLECTION / f"plugins/modules/{module}.py", given], check=False,
+                               capture_output=True, text=True, env={**os.environ, "PYTHONPATH": sys.argv[1]})
+        words = self.folder / "tool.words"
+        return json.loads(ended.stdout or "{}"), words.read_text().strip() if words.exists() else None
+
+    def test_a_plan_shows_revisions_and_begins_nothing(self):
+        drives = [drive("flash", serial="S1"), drive("current", serial=None, name=None, model="M", wanted=None),
+                  drive("refused", serial=None, address=None, name=None, before=None)]
+        for keys in ({"action": "plan"}, {"action": "begin", "run": "r", "_ansible_check_mode": True}):
+            told, words = self.module("nvme_firmware", dict(answer(), drives=drives), policy={"models": [self.MODEL]}, **keys)
+            self.assertEqual(words, "plan /usr/libexec/nvmepcissd --policy - --json")
+            self.assertEqual((told["state"], told["changed"]), ("refused", True))
+            self.assertEqual(told["diff"], {"before": "S1 Sample REV1\n1:0.0 M REV1\nNone unknown\n",
+                                            "after": "S1 Sample REV2\n1:0.0 M REV1\nNone unknown\n"})
+            self.assertEqual(json.loads((self.folder / "tool.in").read_text()),
+                             {"models": [self.MODEL], "inUse": "redundant"}, "what is not given is not told")
+        told, _ = self.module("nvme_firmware", answer("current"), action="plan", policy={"models": [self.MODEL]})
+        self.assertFalse(told["changed"])
+
+    def test_a_run_is_begun_and_joined(self):
+        begin = {"action": "begin", "run": "r", "policy": {"models": [dict(self.MODEL, **{"from": ["REV1"]})]}}
+        told, words = self.module("nvme_firmware", answer("flash", outcome="running"), **begin)
+        self.assertEqual(words, "update /usr/libexec/nvmepcissd --run r --policy - --yes --begin --json")
+        self.assertEqual((told["state"], told["changed"], "diff" in told), ("running", True, False))
+        self.assertFalse(self.module("nvme_firmware", answer("updated"), **begin)[0]["changed"])
+        told, words = self.module("nvme_firmware", answer("updated"), action="join", run="no-such-run", wait=7)
+        self.assertEqual((words, told["state"]), ("result no-such-run --wait 7 --json", "done"))
+        told, words = self.module("nvme_firmware", answer(run=None, outcome="undecided"), action="join", run="no-such-run")
+        self.assertEqual((told["state"], told["reason"]), ("waiting", "it has not begun"))
+        self.assertEqual(self.module("nvme_firmware", answer("updated"), action="join")[1], "result --wait 0 --json")
+
+    def test_objections_are_told_before_the_tool_is_called(self):
+        for keys, expected in (({"run": "../x"}, '"../x"'), ({"run": "a\n"}, "64 letters"),
+                               ({"run": "r", "objections": ["one", "two"]}, "one; two")):
+            for action in ("begin", "join"):
+                told, words = self.module("nvme_firmware", answer("updated"), action=action,
+                                          policy={"models": [self.MODEL]}, **keys)
+                self.assertEqual((told["failed"], told["state"], words), (True, "refused", None))
+                self.assertIn(expected, told["msg"])
+        told, _ = self.module("nvme_firmware", None, action="join", run="r")
+        self.assertEqual((told["failed"], told["state"]), (True, "undecided"))
+
+    def test_drives_are_listed_by_the_component_or_the_kernel(self):
+        self.assertEqual(self.module("nvme_firmware_info", answer("current"))[1], "drives --json")
+        self.assertEqual(self.module("nvme_firmware_info", answer("current"), component="/c")[1], "inventory /c --json")
+
+    def test_a_report_is_written_whatever_is_missing(self):
+        servers = {"b": {"state": "lost", "reason": "no\r\n answer "}, "a": {"state": "failed", "drives": [drive("failed")]},
+                   "c": dict(answer("updated"), state="done")}
+        keys = {"name": "n", "servers": servers}
+        new = self.folder / "new"
+        told, _ = self.module("nvme_firmware_report", folder=str(new), _ansible_check_mode=True, **keys)
+        self.assertEqual((told["ill"], told["files"], new.exists()), (2, [], False))
+        for tool_path, expected in (("/no/tool", "is not installed"), (None, "no page: ")):
+            told, _ = self.module("nvme_firmware_report", folder=str(new), **keys, **({"tool": tool_path} if tool_path else {}))
+            self.assertEqual(told["summary"][:3], ["n: 3 servers: 1 done, 1 failed, 1 lost", "a: failed", "b: lost: no answer"])
+            self.assertIn(expected, told["summary"][3])
+            self.assertEqual([Path(file).name for file in told["files"]], ["report.json", "metrics.prom"])
+        told, _ = self.module("nvme_firmware_report", folder=str(self.folder / "tool/below"), **keys)
+        self.assertEqual((told["failed"], told["ill"], told["counts"]["lost"]), (True, 2, 1))
+
+    def test_a_server_without_an_answer_has_its_place_on_the_page(self):
+        self.assertEqual(report.verdict_of({"state": "lost", "reason": ""}), {
+            "format": "nvmepcissd-verdict", "version": 1, "run": None, "bootId": None, "outcome": "undecided", "exitStatus": 3,
+            "reasons": ["lost"], "drives": []})
+        told = report.verdict_of(dict(answer("failed", outcome="failed"), state="failed", reason="why"))
+        self.assertEqual((told["outcome"], told["reasons"], len(told["drives"])), ("failed", ["failed: why"], 1))
 
 
 class InstallTest(unittest.TestCase):
