@@ -2,13 +2,9 @@
 
 #pragma once
 
-#include <functional>
-
-namespace CLI {
-class App;
-}
-
 namespace tool {
+
+class CommandLine;
 
 /// The tool's exit statuses. A subcommand may add statuses of its own above these.
 enum ExitStatus {
@@ -17,27 +13,23 @@ enum ExitStatus {
   kUsage = 2,
 };
 
-/// What a subcommand does after the command line has been parsed; returns the exit status.
-using Action = std::function<int()>;
-
-/// Each adds one subcommand to the command line of `app`. When the user chooses it, parsing sets `action` to
-/// what it does. Both must outlive the parsing.
-void addCheckCommand(CLI::App& app, Action& action);
-void addDrivesCommand(CLI::App& app, Action& action);
-void addHistoryCommand(CLI::App& app, Action& action);
-void addInitCommand(CLI::App& app, Action& action);
-void addInventoryCommand(CLI::App& app, Action& action);
-void addLogCommand(CLI::App& app, Action& action);
-void addMetricsCommand(CLI::App& app, Action& action);
-void addPlanCommand(CLI::App& app, Action& action);
-void addReportCommand(CLI::App& app, Action& action);
-void addResultCommand(CLI::App& app, Action& action);
-void addShowCommand(CLI::App& app, Action& action);
-void addUpdateCommand(CLI::App& app, Action& action);
-void addVerifyCommand(CLI::App& app, Action& action);
+/// Each adds one subcommand to the command line.
+void addCheckCommand(CommandLine& line);
+void addDrivesCommand(CommandLine& line);
+void addHistoryCommand(CommandLine& line);
+void addInitCommand(CommandLine& line);
+void addInventoryCommand(CommandLine& line);
+void addLogCommand(CommandLine& line);
+void addMetricsCommand(CommandLine& line);
+void addPlanCommand(CommandLine& line);
+void addReportCommand(CommandLine& line);
+void addResultCommand(CommandLine& line);
+void addShowCommand(CommandLine& line);
+void addUpdateCommand(CommandLine& line);
+void addVerifyCommand(CommandLine& line);
 
 /// Hidden: what other commands start in processes of their own.
-void addAwaitComponentCommand(CLI::App& app, Action& action);
-void addCarryOnCommand(CLI::App& app, Action& action);
+void addAwaitComponentCommand(CommandLine& line);
+void addCarryOnCommand(CommandLine& line);
 
 }  // namespace tool

@@ -1,53 +1,24 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <iostream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "Command.h"
-#include "TerminalText.h"
+#include "CommandLine.h"
 
 namespace {
 
-/// Hidden commands are of no group.
-bool isShown(const CLI::App* command) {
-  return !command->get_group().empty();
-}
-
-/// Describes what is wrong with the command line. Names an unknown subcommand and lists the known ones.
-std::string explain(const CLI::App* app, const CLI::Error& error) {
-  const std::vector<std::string> unexpected = app->remaining();
-  const bool isUnknown =
-      app->get_subcommands().empty() && !unexpected.empty() && !unexpected[0].starts_with('-');
-  if (!isUnknown) return CLI::FailureMessage::simple(app, error);
-  std::string message = '"' + tool::forTerminal(unexpected[0]) + "\" is no subcommand; there are";
-  const char* separator = " ";
-  for (const CLI::App* command : app->get_subcommands(isShown))
-    message += std::exchange(separator, ", ") + command->get_name();
-  return message + ".\nRun with --help for more information.\n";
-}
-
 int run(int argc, char** argv) {
-  CLI::App app("Checks component folders and shows result documents of nvmepcissd.", "nvmepcissd-tool");
-  app.set_version_flag("--version", "nvmepcissd-tool " TOOL_VERSION);
-  app.require_subcommand(1);
-  tool::Action action;
+  tool::CommandLine line("nvmepcissd-tool",
+                         "Checks component folders and shows result documents of nvmepcissd.",
+                         "nvmepcissd-tool " TOOL_VERSION);
   for (const auto addCommand :
        {tool::addCheckCommand, tool::addInitCommand, tool::addShowCommand, tool::addReportCommand,
         tool::addVerifyCommand, tool::addLogCommand, tool::addMetricsCommand, tool::addDrivesCommand,
         tool::addPlanCommand, tool::addInventoryCommand, tool::addUpdateCommand, tool::addResultCommand,
         tool::addHistoryCommand, tool::addCarryOnCommand, tool::addAwaitComponentCommand})
-    addCommand(app, action);
+    addCommand(line);
 
-  app.failure_message(explain);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? tool::kClean : tool::kUsage;
-  }
-  const int status = action();
+  const int status = line.run(argc, argv);
   std::cout.flush();
   if (std::cout) return status;
   std::cerr << "standard output: cannot be written\n";

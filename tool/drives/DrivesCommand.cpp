@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "DriveFacts.h"
 #include "DriveJson.h"
 #include "DriveText.h"
@@ -36,14 +36,14 @@ int showDrives(const Options& options) {
 
 }  // namespace
 
-void addDrivesCommand(CLI::App& app, Action& action) {
+void addDrivesCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("drives", "Show every NVMe PCIe drive that the kernel knows");
-  command->footer("Exit status: 0 whatever the drives are like; 2 usage.");
-  command->add_option("DIR", options->folder, "Component folder whose package is to name the drives")
-      ->check(CLI::ExistingDirectory);
-  command->add_flag("--json", options->json, "Write JSON");
-  command->callback([options, &action] { action = [options] { return showDrives(*options); }; });
+  const Command command = line.addCommand("drives", "Show every NVMe PCIe drive that the kernel knows",
+                                          [options] { return showDrives(*options); });
+  command.footer("Exit status: 0 whatever the drives are like; 2 usage.");
+  command.addOption("DIR", options->folder, "Component folder whose package is to name the drives")
+      .existingFolder();
+  command.addFlag("--json", options->json, "Write JSON");
 }
 
 }  // namespace tool

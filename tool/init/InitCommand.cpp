@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "ComponentLayout.h"
 #include "FindingText.h"
 #include "PackageCheck.h"
@@ -23,12 +23,12 @@ int init(const std::string& folder) {
 
 }  // namespace
 
-void addInitCommand(CLI::App& app, Action& action) {
+void addInitCommand(CommandLine& line) {
   const auto folder = std::make_shared<std::string>();
-  CLI::App* const command = app.add_subcommand("init", "Lay out a component folder to be filled in");
-  command->footer("Exit status: 0 the folder is laid out, 1 it could not be, 2 usage.");
-  command->add_option("DIR", *folder, "Folder to make; it may exist if it is empty")->required();
-  command->callback([folder, &action] { action = [folder] { return init(*folder); }; });
+  const Command command = line.addCommand("init", "Lay out a component folder to be filled in",
+                                          [folder] { return init(*folder); });
+  command.footer("Exit status: 0 the folder is laid out, 1 it could not be, 2 usage.");
+  command.addOption("DIR", *folder, "Folder to make; it may exist if it is empty").required();
 }
 
 }  // namespace tool

@@ -1,10 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "DebugLog.h"
 #include "FileContent.h"
 #include "VerdictText.h"
@@ -58,14 +58,14 @@ int runLog(const Options& options) {
 
 }  // namespace
 
-void addLogCommand(CLI::App& app, Action& action) {
+void addLogCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("log", "Tell from a debug log what happened to every drive");
-  command->footer(
+  const Command command = line.addCommand("log", "Tell from a debug log what happened to every drive",
+                                          [options] { return runLog(*options); });
+  command.footer(
       "Exit status: 1 a drive failed; 2 usage; 3 otherwise: a log alone does not show what a drive runs.");
-  command->add_option("LOG", options->log, "Debug log, - for standard input")->required();
-  command->add_flag("--json", options->json, "Write JSON");
-  command->callback([options, &action] { action = [options] { return runLog(*options); }; });
+  command.addOption("LOG", options->log, "Debug log, - for standard input").required();
+  command.addFlag("--json", options->json, "Write JSON");
 }
 
 }  // namespace tool

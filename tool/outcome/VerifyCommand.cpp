@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -7,6 +6,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "DebugLog.h"
 #include "FileContent.h"
 #include "Identity.h"
@@ -106,21 +106,20 @@ int runVerify(const Options& options) {
 
 }  // namespace
 
-void addVerifyCommand(CLI::App& app, Action& action) {
+void addVerifyCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      app.add_subcommand("verify", "Tell from documents what an update did to every drive");
-  command->footer(
+  const Command command = line.addCommand("verify", "Tell from documents what an update did to every drive",
+                                          [options] { return runVerify(*options); });
+  command.footer(
       "Exit status: 0 every drive is updated, staged or current; 1 one failed, is missing or stale;\n"
       "2 usage; 3 anything else is open.");
-  command->add_option("BEFORE", options->before, "Inventory document from before the update")->required();
-  command->add_option("UPDATE", options->update, "Update document")->required();
-  command->add_option("AFTER", options->after, "Inventory document from after the update");
-  command->add_option("--log", options->log, "Debug log of the update (option -d of nvmepcissd)");
-  command->add_option("--to", options->wanted, "Revision that the drives are to run")
-      ->check([](const std::string& text) { return nvme_linux::trimmed(text).empty() ? "is blank" : ""; });
-  command->add_flag("--json", options->json, "Write JSON");
-  command->callback([options, &action] { action = [options] { return runVerify(*options); }; });
+  command.addOption("BEFORE", options->before, "Inventory document from before the update").required();
+  command.addOption("UPDATE", options->update, "Update document").required();
+  command.addOption("AFTER", options->after, "Inventory document from after the update");
+  command.addOption("--log", options->log, "Debug log of the update (option -d of nvmepcissd)");
+  command.addOption("--to", options->wanted, "Revision that the drives are to run")
+      .check([](const std::string& text) { return nvme_linux::trimmed(text).empty() ? "is blank" : ""; });
+  command.addFlag("--json", options->json, "Write JSON");
 }
 
 }  // namespace tool

@@ -1,10 +1,10 @@
 #include "PolicyOptions.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <limits>
 #include <system_error>
 
+#include "CommandLine.h"
 #include "FileContent.h"
 #include "Identity.h"
 #include "LocatedJson.h"
@@ -14,7 +14,7 @@ namespace tool {
 
 namespace {
 
-// For CLI11: an empty text when the value is one.
+// A complaint for an option: an empty text when the value is one.
 
 std::string complaintAboutRevision(const std::string& text) {
   return parseRevision(text) ? "" : "\"" + text + "\" is no revision of one to eight characters";
@@ -44,29 +44,29 @@ Policy policyOf(const PolicyOptions& options) {
 
 }  // namespace
 
-void addPolicyOptions(CLI::App& command, PolicyOptions& options) {
-  CLI::Option* const file = command.add_option("--policy", options.file, "Policy file, - for standard input");
+void addPolicyOptions(const Command& command, PolicyOptions& options) {
+  const CommandOption file = command.addOption("--policy", options.file, "Policy file, - for standard input");
   const auto addOption = [&](const char* name, auto& value, const char* what) {
-    return command.add_option(name, value, what)->excludes(file)->allow_extra_args(false);
+    return command.addOption(name, value, what).excludes(file).oneValueEach();
   };
   addOption("--to", options.to, "Revision that the drives are to run")
-      ->type_name("REVISION")
-      ->check(complaintAboutRevision);
+      .typeName("REVISION")
+      .check(complaintAboutRevision);
   addOption("--from", options.from, "Flash only drives that run this revision; may be repeated")
-      ->type_name("REVISION")
-      ->check(complaintAboutRevision);
+      .typeName("REVISION")
+      .check(complaintAboutRevision);
   addOption("--payload-sha256", options.sha256, "Checksum that the payload must have")
-      ->type_name("SHA256")
-      ->check(complaintAboutSha256);
+      .typeName("SHA256")
+      .check(complaintAboutSha256);
   addOption("--expect-drives", options.expectDrives, "How many drives there must be")
-      ->type_name("NUMBER")
-      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{std::numeric_limits<std::uint32_t>::max()}));
+      .typeName("NUMBER")
+      .range(std::uint64_t{1}, std::uint64_t{std::numeric_limits<std::uint32_t>::max()});
   addOption("--in-use", options.inUse, "What becomes of drives in use: refuse, redundant (default) or allow")
-      ->type_name("RULE")
-      ->check(CLI::IsMember({"refuse", "redundant", "allow"}));
+      .typeName("RULE")
+      .oneOf({"refuse", "redundant", "allow"});
   addOption("--serial", options.serials, "Flash only this drive; may be repeated")
-      ->type_name("SERIAL")
-      ->check(complaintAboutSerial);
+      .typeName("SERIAL")
+      .check(complaintAboutSerial);
 }
 
 std::optional<Policy> readPolicy(const PolicyOptions& options) {

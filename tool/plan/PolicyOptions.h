@@ -7,11 +7,9 @@
 
 #include "Policy.h"
 
-namespace CLI {
-class App;
-}
-
 namespace tool {
+
+class Command;
 
 /// A policy on the command line: the name of a file, or what stands for one.
 struct PolicyOptions {
@@ -26,7 +24,7 @@ struct PolicyOptions {
 
 /// Adds --policy and the options that stand in its place; both together are wrong usage, and so is a value
 /// that cannot be one. `options` must outlive the parsing.
-void addPolicyOptions(CLI::App& command, PolicyOptions& options);
+void addPolicyOptions(const Command& command, PolicyOptions& options);
 
 /// The policy of options that were parsed. Nothing, and a line on standard error, for a policy file that
 /// cannot be read or is not as it should be.

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -7,6 +6,7 @@
 
 #include "AtomicFile.h"
 #include "Command.h"
+#include "CommandLine.h"
 #include "ReportPage.h"
 #include "ResultText.h"
 #include "TerminalText.h"
@@ -48,18 +48,18 @@ int report(const Options& options) {
 
 }  // namespace
 
-void addReportCommand(CLI::App& app, Action& action) {
+void addReportCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand(
-      "report", "Write a page about the drives of many servers from documents and verdicts");
-  command->footer(
+  const Command command =
+      line.addCommand("report", "Write a page about the drives of many servers from documents and verdicts",
+                      [options] { return report(*options); });
+  command.footer(
       "Exit status: 0 all documents read, 1 one could not be read or the page not written, 2 usage.");
   command
-      ->add_option("DOCUMENT", options->documents,
-                   "Documents, verdicts, folders that hold them, - for standard input")
-      ->required();
-  command->add_option("-o,--output", options->page, "HTML file to write, - for standard output")->required();
-  command->callback([options, &action] { action = [options] { return report(*options); }; });
+      .addOption("DOCUMENT", options->documents,
+                 "Documents, verdicts, folders that hold them, - for standard input")
+      .required();
+  command.addOption("-o,--output", options->page, "HTML file to write, - for standard output").required();
 }
 
 }  // namespace tool

@@ -1,10 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "ResultText.h"
 #include "Results.h"
 #include "Table.h"
@@ -54,33 +54,33 @@ int show(const Options& options) {
 
 }  // namespace
 
-void addShowCommand(CLI::App& app, Action& action) {
+void addShowCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   const std::vector<std::string> names(columnNames().begin(), columnNames().end());
-  CLI::App* const command = app.add_subcommand("show", "Show inventories, updates and verdicts as a table");
-  command->footer(
+  const Command command = line.addCommand("show", "Show inventories, updates and verdicts as a table",
+                                          [options] { return show(*options); });
+  command.footer(
       "Exit status: 0 all documents read, 1 one could not be read or --fail-on-failed found a failure, 2 usage.");
   command
-      ->add_option("DOCUMENT", options->documents,
-                   "Documents, verdicts, folders that hold them, - for standard input")
-      ->required();
-  CLI::Option* const json = command->add_flag("--json", options->json, "Write JSON");
-  CLI::Option* const csv = command->add_flag("--csv", options->csv, "Write CSV")->excludes(json);
-  command->add_option("--columns", options->columns, "Show these columns, separated by commas")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(CLI::IsMember(names))
-      ->excludes(json)
-      ->excludes(csv);
-  command->add_option("--sort", options->sort, "Sort by this column, instead of failures first")
-      ->check(CLI::IsMember(names))
-      ->excludes(json);
-  command->add_flag("--full", options->full, "Shorten nothing to fit the terminal")
-      ->excludes(json)
-      ->excludes(csv);
-  command->add_flag("--failed", options->failuresOnly, "Show failed, missing and stale records only");
-  command->add_flag("--fail-on-failed", options->failOnFailed, "End with 1 when there is such a record");
-  command->callback([options, &action] { action = [options] { return show(*options); }; });
+      .addOption("DOCUMENT", options->documents,
+                 "Documents, verdicts, folders that hold them, - for standard input")
+      .required();
+  const CommandOption json = command.addFlag("--json", options->json, "Write JSON");
+  const CommandOption csv = command.addFlag("--csv", options->csv, "Write CSV").excludes(json);
+  command.addOption("--columns", options->columns, "Show these columns, separated by commas")
+      .delimiter(',')
+      .oneValueEach()
+      .oneOf(names)
+      .excludes(json)
+      .excludes(csv);
+  command.addOption("--sort", options->sort, "Sort by this column, instead of failures first")
+      .oneOf(names)
+      .excludes(json);
+  command.addFlag("--full", options->full, "Shorten nothing to fit the terminal")
+      .excludes(json)
+      .excludes(csv);
+  command.addFlag("--failed", options->failuresOnly, "Show failed, missing and stale records only");
+  command.addFlag("--fail-on-failed", options->failOnFailed, "End with 1 when there is such a record");
 }
 
 }  // namespace tool

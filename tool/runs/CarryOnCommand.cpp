@@ -1,6 +1,5 @@
 // The hidden commands that `update` starts in sessions of their own.
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -10,6 +9,7 @@
 
 #include "Boot.h"
 #include "Command.h"
+#include "CommandLine.h"
 #include "Flash.h"
 #include "Follow.h"
 #include "Payload.h"
@@ -61,18 +61,17 @@ int carryOn(const Options& options) {
 
 }  // namespace
 
-void addCarryOnCommand(CLI::App& app, Action& action) {
+void addCarryOnCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("carry-on", "Flash an approved run")->group("");
-  command->add_option("--state", options->state)->required();
-  command->add_option("RUN", options->run)->required();
-  command->callback([options, &action] { action = [options] { return carryOn(*options); }; });
+  const Command command =
+      line.addCommand("carry-on", "Flash an approved run", [options] { return carryOn(*options); });
+  command.hide();
+  command.addOption("--state", options->state).required();
+  command.addOption("RUN", options->run).required();
 }
 
-void addAwaitComponentCommand(CLI::App& app, Action& action) {
-  app.add_subcommand(kAwaitComponent, "Wait until no component runs")->group("")->callback([&action] {
-    action = awaitComponent;
-  });
+void addAwaitComponentCommand(CommandLine& line) {
+  line.addCommand(kAwaitComponent, "Wait until no component runs", awaitComponent).hide();
 }
 
 }  // namespace tool

@@ -1,6 +1,5 @@
 // `history`: lists the runs that are kept.
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
 #include <iostream>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "Flash.h"
 #include "RunOptions.h"
 #include "RunOverview.h"
@@ -90,12 +90,12 @@ int history(const RunOptions& options) {
 
 }  // namespace
 
-void addHistoryCommand(CLI::App& app, Action& action) {
+void addHistoryCommand(CommandLine& line) {
   const auto options = std::make_shared<RunOptions>();
-  CLI::App* const command = app.add_subcommand("history", "List the runs that are kept");
-  command->footer("Exit status: 0 done, 1 a failure, 2 usage, 3 a run cannot be read.");
-  addRunOptions(*command, *options);
-  command->callback([options, &action] { action = [options] { return history(*options); }; });
+  const Command command =
+      line.addCommand("history", "List the runs that are kept", [options] { return history(*options); });
+  command.footer("Exit status: 0 done, 1 a failure, 2 usage, 3 a run cannot be read.");
+  addRunOptions(command, *options);
 }
 
 }  // namespace tool

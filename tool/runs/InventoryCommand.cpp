@@ -1,12 +1,12 @@
 // `inventory`: has the component take an inventory, and keeps what it left.
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "ComponentFiles.h"
 #include "Flash.h"
 #include "Preparation.h"
@@ -75,15 +75,15 @@ int inventory(const Options& options) {
 
 }  // namespace
 
-void addInventoryCommand(CLI::App& app, Action& action) {
+void addInventoryCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("inventory", "List the drives that a component finds");
-  command->footer(
+  const Command command = line.addCommand("inventory", "List the drives that a component finds",
+                                          [options] { return inventory(*options); });
+  command.footer(
       "Exit status: 0 done; 2 usage; 3 a drive does not tell its revision, or there is no document; 4 refused.");
-  command->add_option("DIR", options->folder, "Component folder")->required()->check(CLI::ExistingDirectory);
-  command->add_flag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
-  addRunOptions(*command, *options);
-  command->callback([options, &action] { action = [options] { return inventory(*options); }; });
+  command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
+  command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  addRunOptions(command, *options);
 }
 
 }  // namespace tool

@@ -1,6 +1,5 @@
 // `metrics`: this machine's drives and its last run, for a Prometheus node exporter. Reads only.
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -10,6 +9,7 @@
 
 #include "AtomicFile.h"
 #include "Command.h"
+#include "CommandLine.h"
 #include "DriveFacts.h"
 #include "Metrics.h"
 #include "RunOptions.h"
@@ -53,14 +53,14 @@ int writeMetrics(const Options& options) {
 
 }  // namespace
 
-void addMetricsCommand(CLI::App& app, Action& action) {
+void addMetricsCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand(
-      "metrics", "Write this machine's drives and last run as metrics for a Prometheus node exporter");
-  command->footer("Exit status: 0 written, 1 the file could not be written, 2 usage.");
-  command->add_option("-o,--output", options->file, "File to write or replace, instead of standard output");
-  addStateOption(*command, options->state);
-  command->callback([options, &action] { action = [options] { return writeMetrics(*options); }; });
+  const Command command = line.addCommand(
+      "metrics", "Write this machine's drives and last run as metrics for a Prometheus node exporter",
+      [options] { return writeMetrics(*options); });
+  command.footer("Exit status: 0 written, 1 the file could not be written, 2 usage.");
+  command.addOption("-o,--output", options->file, "File to write or replace, instead of standard output");
+  addStateOption(command, options->state);
 }
 
 }  // namespace tool

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "DriveJson.h"
 #include "FolderInspection.h"
 #include "PolicyOptions.h"
@@ -96,18 +96,17 @@ int runPlan(const Options& options) {
 
 }  // namespace
 
-void addPlanCommand(CLI::App& app, Action& action) {
+void addPlanCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      app.add_subcommand("plan", "Tell what an update would do to every drive, and why");
-  command->footer(
+  const Command command = line.addCommand("plan", "Tell what an update would do to every drive, and why",
+                                          [options] { return runPlan(*options); });
+  command.footer(
       "Exit status: 0 nothing is refused; 2 usage, or a policy that cannot be read; 4 the run or a drive is\n"
       "refused, or a drive is unhealthy.");
-  command->add_option("DIR", options->folder, "Component folder")->required()->check(CLI::ExistingDirectory);
-  addPolicyOptions(*command, options->policy);
-  command->add_flag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
-  addRunOptions(*command, *options);
-  command->callback([options, &action] { action = [options] { return runPlan(*options); }; });
+  command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
+  addPolicyOptions(command, options->policy);
+  command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  addRunOptions(command, *options);
 }
 
 }  // namespace tool

@@ -1,6 +1,5 @@
 // `result`: joins the last run, or the one of that name, and tells how it ended.
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -8,6 +7,7 @@
 #include <string>
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "Flash.h"
 #include "Follow.h"
 #include "RunOptions.h"
@@ -57,20 +57,20 @@ int result(const Options& options) {
 
 }  // namespace
 
-void addResultCommand(CLI::App& app, Action& action) {
+void addResultCommand(CommandLine& line) {
   constexpr long kLongest = 31536000;
   const auto options = std::make_shared<Options>();
-  CLI::App* const command = app.add_subcommand("result", "Join a run and tell how it ended");
-  command->footer(
+  const Command command =
+      line.addCommand("result", "Join a run and tell how it ended", [options] { return result(*options); });
+  command.footer(
       "Exit status: 0 every drive is updated, staged or current; 1 one failed, is missing or stale;\n"
       "2 usage; 3 anything else is open; 4 refused, or drives were left alone; 5 it goes on.");
-  command->add_option("RUN", options->run, "Name of the run; the last one if none is given")
-      ->check(complaintAboutRun);
-  command->add_option("--wait", options->wait, "Wait so long for its end")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0L, kLongest));
-  addRunOptions(*command, *options);
-  command->callback([options, &action] { action = [options] { return result(*options); }; });
+  command.addOption("RUN", options->run, "Name of the run; the last one if none is given")
+      .check(complaintAboutRun);
+  command.addOption("--wait", options->wait, "Wait so long for its end")
+      .typeName("SECONDS")
+      .range(0L, kLongest);
+  addRunOptions(command, *options);
 }
 
 }  // namespace tool

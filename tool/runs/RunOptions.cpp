@@ -1,21 +1,21 @@
 #include "RunOptions.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "CommandLine.h"
 #include "TerminalText.h"
 #include "VerdictText.h"
 
 namespace tool {
 
-void addStateOption(CLI::App& command, std::string& state) {
-  command.add_option("--state", state, "Keep runs in this folder")->type_name("DIR");
+void addStateOption(const Command& command, std::string& state) {
+  command.addOption("--state", state, "Keep runs in this folder").typeName("DIR");
 }
 
-void addRunOptions(CLI::App& command, RunOptions& options) {
+void addRunOptions(const Command& command, RunOptions& options) {
   addStateOption(command, options.state);
-  command.add_flag("--json", options.json, "Write JSON");
+  command.addFlag("--json", options.json, "Write JSON");
 }
 
 std::string complaintAboutRun(const std::string& name) {

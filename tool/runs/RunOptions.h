@@ -7,11 +7,9 @@
 #include "Progress.h"
 #include "StateFolder.h"
 
-namespace CLI {
-class App;
-}
-
 namespace tool {
+
+class Command;
 
 struct RunOptions {
   std::string state;  ///< empty: the usual place
@@ -23,12 +21,12 @@ struct RunOptions {
 };
 
 /// Adds --state. `state` must outlive the parsing.
-void addStateOption(CLI::App& command, std::string& state);
+void addStateOption(const Command& command, std::string& state);
 
 /// Adds --state and --json. `options` must outlive the parsing.
-void addRunOptions(CLI::App& command, RunOptions& options);
+void addRunOptions(const Command& command, RunOptions& options);
 
-/// For CLI11: an empty text when `name` can name a run.
+/// A complaint for an option: an empty text when `name` can name a run.
 std::string complaintAboutRun(const std::string& name);
 
 /// Writes the answer of a command to standard output, and returns its exit status.

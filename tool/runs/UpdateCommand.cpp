@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <iostream>
 #include <map>
@@ -12,6 +11,7 @@
 
 #include "Boot.h"
 #include "Command.h"
+#include "CommandLine.h"
 #include "Component.h"
 #include "Flash.h"
 #include "FolderInspection.h"
@@ -267,29 +267,29 @@ int update(const Options& options) {
 
 }  // namespace
 
-void addUpdateCommand(CLI::App& app, Action& action) {
+void addUpdateCommand(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  CLI::App* const command =
-      app.add_subcommand("update", "Update the drives of this server, and tell what became of each");
-  command->footer(
+  const Command command =
+      line.addCommand("update", "Update the drives of this server, and tell what became of each",
+                      [options] { return update(*options); });
+  command.footer(
       "Exit status: 0 every drive is updated, staged or current; 1 one failed, is missing or stale;\n"
       "2 usage; 3 anything else is open; 4 refused, or drives were left alone; 5 it goes on.");
-  command->add_option("DIR", options->folder, "Component folder")->required()->check(CLI::ExistingDirectory);
-  addPolicyOptions(*command, options->policy);
-  command->add_option("--run", options->run, "Name of the run; the same name again joins or resumes it")
-      ->type_name("NAME")
-      ->check(complaintAboutRun);
-  command->add_flag("--yes", options->yes, "Do not ask");
-  command->add_flag("--dry-run", options->dryRun, "End after the plan");
-  command->add_flag("--begin", options->begin, "Return once flashing has been started");
-  command->add_flag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
+  addPolicyOptions(command, options->policy);
+  command.addOption("--run", options->run, "Name of the run; the same name again joins or resumes it")
+      .typeName("NAME")
+      .check(complaintAboutRun);
+  command.addFlag("--yes", options->yes, "Do not ask");
+  command.addFlag("--dry-run", options->dryRun, "End after the plan");
+  command.addFlag("--begin", options->begin, "Return once flashing has been started");
+  command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
   command
-      ->add_option("--seconds-per-drive", options->secondsPerDrive,
-                   "Wait so long for a drive, then leave the run to itself (900)")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0L, 31536000L));
-  addRunOptions(*command, *options);
-  command->callback([options, &action] { action = [options] { return update(*options); }; });
+      .addOption("--seconds-per-drive", options->secondsPerDrive,
+                 "Wait so long for a drive, then leave the run to itself (900)")
+      .typeName("SECONDS")
+      .range(0L, 31536000L);
+  addRunOptions(command, *options);
 }
 
 }  // namespace tool
