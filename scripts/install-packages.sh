@@ -16,10 +16,10 @@ tool         nlohmann-json3-dev libcli11-dev libelf-dev nettle-dev
 release      component simulator tool
 demo         release libxml2-utils
 tests        release libgtest-dev libgmock-dev libxml2-utils binutils python3 clang-format
-tests        python3-jsonschema prometheus python3-prometheus-client
+tests        python3-jsonschema python3-prometheus-client
 coverage     tests gcovr
 packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc bash-completion bsdextrautils
-packaging    zsh fish pkgconf make chromium chromium-driver systemd
+packaging    zsh fish pkgconf make chromium chromium-driver systemd prometheus
 pictures     demo packaging
 analysis     tests clang clang-tidy cppcheck shellcheck
 fuzz         release python3 clang llvm

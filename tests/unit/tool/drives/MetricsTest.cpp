@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "TestSupport.h"
@@ -87,19 +88,26 @@ TEST(Metrics, ShowACriticalWarning) {
             std::string::npos);
 }
 
-/// Both parsers are the distribution's: the exporter's format is that of promtool, the other one is Python's.
-TEST(Metrics, AreAcceptedByBothParsersWhateverTheDrivesSay) {
-  const ScratchFolder folder;
+/// Drives and a run whose names hold what either format might stumble over.
+std::string oddMetrics() {
   DriveFacts odd = fullDrive();
   odd.controller = "nvme1";
   odd.serial = "a\"b\\c\n{}\xFF\x1b,=#";
   odd.model = "\xE2\x80\xAE \xC3\xA9 # EOF";
-  for (const std::string& text : {metricsText({}, 0, fullRun()),
-                                  metricsText({fullDrive(), odd, {.controller = "nvme2"}}, 1, fullRun())}) {
+  return metricsText({fullDrive(), odd, {.controller = "nvme2"}}, 1, fullRun());
+}
+
+/// The format of the exporter itself is checked on this file, by the packaging tests with promtool.
+TEST(Metrics, EscapeWhateverTheDrivesSay) {
+  EXPECT_EQ(oddMetrics(), readFile(std::filesystem::path(TEST_DATA_DIRECTORY) / "metrics.prom"));
+}
+
+TEST(Metrics, AreAcceptedByAnOpenMetricsParser) {
+  const ScratchFolder folder;
+  for (const std::string& text : {metricsText({}, 0, fullRun()), oddMetrics()}) {
     EXPECT_TRUE(text.starts_with(kMetricsStart));
     const std::string file = (folder / "drives.prom").string();
     writeFile(file, text);
-    EXPECT_EQ(std::system(("promtool check metrics <" + file).c_str()), 0) << text;
     const std::string parse =
         "/usr/bin/python3 -c 'import sys; from prometheus_client.openmetrics.parser import "
         "text_string_to_metric_families as parse; families = list(parse(sys.stdin.read())); "
