@@ -1,5 +1,6 @@
 """Runs that are cut off at any moment, that lose their disk, that are many drives long, or whose clock jumps."""
 
+import contextlib
 import json
 import os
 import signal
@@ -16,11 +17,10 @@ class MomentsTest(RunsTest):
         process = self.start("update", self.folder.path, "--yes", "--run", run)
         time.sleep(seconds)
         process.poll()
-        for each in {process.pid, *self.component(), *self.carrier(), *self.processes("/nvmepcissd", "-i")}:
-            try:
-                os.kill(each, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+        while left := [*self.processes("/nvmepcissd-tool", run), *self.component(), *self.processes("/nvmepcissd", "-i")]:
+            for each in left:
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(each, signal.SIGKILL)
         return self.finish(process)
 
     def test_whenever_everything_dies_the_next_call_knows(self):
