@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes the pictures of the pages: docs/images/demo.svg from the demo's output, docs/images/report-{light,dark}.png from the
-# report page of several simulated servers in a headless browser.
+# report page of several simulated servers in a headless browser, docs/images/fleet.png from the page of a rollout to a rack.
+# That needs root.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,6 +11,13 @@ mkdir -p docs/images build/pictures
 
 PICTURES=$PWD/build/pictures scripts/test-packaging.sh -R packaging.report
 cp build/pictures/report-light.png build/pictures/report-dark.png docs/images/
+
+cmake --preset release >/dev/null
+cmake --build --preset release --target nvmepcissd-tool nvmepcissd simulator_stage >/dev/null
+PICTURES=$PWD/build/pictures /usr/bin/python3 tests/fleet/rollout_test.py "$PWD" build/release \
+  RolloutTest.test_the_report_tells_what_each_server_needs
+chromium --headless --no-sandbox --disable-gpu --hide-scrollbars --window-size=1200,1250 \
+  --screenshot=docs/images/fleet.png "file://$PWD/build/pictures/report.html"
 
 # On a terminal of its own, so that the colours are there.
 TERM=xterm script -qec scripts/demo.sh build/pictures/demo.typescript >/dev/null

@@ -189,11 +189,14 @@ class ModuleTest(unittest.TestCase):
         self.assertEqual((told["failed"], told["ill"], told["counts"]["lost"]), (True, 2, 1))
 
     def test_a_server_without_an_answer_has_its_place_on_the_page(self):
-        self.assertEqual(report.verdict_of({"state": "lost", "reason": ""}), {
+        self.assertEqual(report.verdict_of({"state": "lost", "reason": ""}, []), {
             "format": "nvmepcissd-verdict", "version": 1, "run": None, "bootId": None, "outcome": "undecided", "exitStatus": 3,
             "reasons": ["lost"], "drives": []})
-        told = report.verdict_of(dict(answer("failed", outcome="failed"), state="failed", reason="why"))
+        told = report.verdict_of(dict(answer("failed", outcome="failed"), state="failed", reason="why"), ["done", "waiting"])
         self.assertEqual((told["outcome"], told["reasons"], len(told["drives"])), ("failed", ["failed: why"], 1))
+        told = report.verdict_of(dict(answer("updated"), state="done", reason=""), ["done", "waiting"])
+        self.assertEqual((told["reasons"], len(told["drives"])), ([], 1))
+        self.assertEqual(report.verdict_of({"state": "waiting"}, ["done", "waiting"])["reasons"], ["waiting"])
 
 
 class InstallTest(unittest.TestCase):

@@ -88,9 +88,19 @@ class RolloutTest(FleetTest):
         self.assertNotIn('"srv006: ', play.text)
         page = (play.folder / "report.html").read_text()
         self.assertEqual([server.name for server in self.rack.servers if server.name not in page], [])
+        self.assertNotIn("ansible-tmp", page)
         if "PICTURES" in os.environ:
             shutil.copy(play.folder / "report.html", os.environ["PICTURES"])
         self.shows("a report with six states")
+
+    def test_the_role_is_called_twice_in_one_play(self):
+        calls = "".join(f"    - {{role: nvmepcissd.fleet.update, update_run: {name}}}\n" for name in ("first", "second"))
+        (self.rack.folder / "twice.yml").write_text("- hosts: srv001\n  gather_facts: false\n  roles:\n" + calls +
+                                                    "  post_tasks: [{debug: {msg: 'last: {{ update_verdict.run }}'}}]\n")
+        play = self.play("twice.yml", update_run=None, update_policy=policy(**{"from": ["SMP10100", "SMP90200"]}))
+        self.assertIn("last: second", play.text)
+        self.assertEqual((play.changed(), self.flashes(self.server(1))), (["srv001"], {"41:00.0": 1, "42:00.0": 1}), play.text)
+        self.shows("the role is called twice in one play")
 
     def test_the_gate_counts_ill_servers_of_all_batches(self):
         for server in (self.server(1), self.server(3)):

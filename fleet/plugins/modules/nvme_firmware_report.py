@@ -137,11 +137,13 @@ def metrics_of(run, servers):
     return "\n".join(lines + ["# EOF", ""])
 
 
-def verdict_of(server):
+def verdict_of(server, well):
     """What the page is made of. A server that did not answer still has its place in it."""
-    reasons = [line for line in (server["state"], server.get("reason")) if line]
+    reasons = []
+    if server["state"] not in well or not server.get("drives"):
+        reasons.append(": ".join(each for each in (server["state"], server.get("reason")) if each))
     return {"format": "nvmepcissd-verdict", "version": 1, "run": server.get("run"), "bootId": server.get("boot_id"),
-            "outcome": server.get("outcome") or "undecided", "exitStatus": 3, "reasons": [": ".join(reasons)],
+            "outcome": server.get("outcome") or "undecided", "exitStatus": 3, "reasons": reasons,
             "drives": server.get("drives") or []}
 
 
@@ -171,9 +173,9 @@ class Report:
         try:
             for name, server in servers.items():
                 with open(os.path.join(scratch, name.replace("/", "_") + ".json"), "w") as target:
-                    json.dump(verdict_of(server), target)
+                    json.dump(verdict_of(server, self.module.params["well"]), target)
             page = os.path.join(self.module.tmpdir, "report.html")
-            status, output, errors = self.module.run_command([tool, "report", scratch, "-o", page])
+            status, output, errors = self.module.run_command([tool, "report", ".", "-o", page], cwd=scratch)
             if not os.path.exists(page):
                 return "no page: %s report ended with %d: %s" % (tool, status, errors.strip())
             self.keep(page, "report.html")
