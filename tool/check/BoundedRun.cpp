@@ -13,6 +13,8 @@
 #include <system_error>
 #include <thread>
 
+#include "ExecPointers.h"
+
 namespace tool {
 
 namespace {
@@ -20,14 +22,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kOutputLimit = 1U << 20U;
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
 
 /// A pipe whose ends no other program inherits.
 class Pipe {

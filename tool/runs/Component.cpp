@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "ExecPointers.h"
 #include "FileDescriptor.h"
 #include "RunLock.h"
 #include "Session.h"
@@ -27,15 +28,6 @@ using nvme_linux::FileDescriptor;
 
 constexpr const char* kSearchPath = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 constexpr std::array<std::string_view, 3> kStandIns{"NVME_SIMULATOR_", "RBKL_SIMULATOR_", "FWKIT_"};
-
-/// Pointers to texts that must outlive them, with a null pointer at the end, as exec wants them.
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
 
 std::pair<FileDescriptor, FileDescriptor> makePipe() {
   std::array<int, 2> ends{};

@@ -15,6 +15,7 @@
 #include <system_error>
 #include <thread>
 
+#include "ExecPointers.h"
 #include "FileDescriptor.h"
 #include "RunLock.h"
 
@@ -33,9 +34,7 @@ fs::path ownProgram() {
 
 /// In a child: replaces it by the program, which the shell's search path finds. Returns only on failure.
 void execute(Arguments& arguments) {
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
+  const std::vector<char*> pointers = pointersTo(arguments);
   execvp(pointers.front(), pointers.data());
 }
 
