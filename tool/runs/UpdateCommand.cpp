@@ -16,6 +16,7 @@
 #include "Flash.h"
 #include "FolderInspection.h"
 #include "Follow.h"
+#include "Joined.h"
 #include "PolicyOptions.h"
 #include "Preparation.h"
 #include "RunLock.h"
@@ -41,11 +42,6 @@ struct Options : RunOptions {
 
 /// What was asked for, for people who read the record.
 std::map<std::string, std::string> textsOf(const PolicyOptions& policy) {
-  const auto joined = [](const std::vector<std::string>& texts) {
-    std::string all;
-    for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
-    return all;
-  };
   std::map<std::string, std::string> texts{{"policy", policy.file},       {"to", policy.to},
                                            {"from", joined(policy.from)}, {"payload-sha256", policy.sha256},
                                            {"in-use", policy.inUse},      {"serial", joined(policy.serials)}};
@@ -71,7 +67,7 @@ class Update {
   RunAnswer run() {
     do {
       m_lock.reset();
-      if (const auto joined = join()) return *joined;
+      if (const auto answered = join()) return *answered;
       if (auto acquired = RunLock::acquireSoon()) m_lock.emplace(std::move(*acquired));
     } while (hasMovedOn());
     if (!m_lock) return {refusal({"another run goes on on this server: " + nameOfOther()})};
