@@ -6,7 +6,7 @@ namespace tool {
 
 class CommandLine;
 
-/// The tool's exit statuses. A subcommand may add statuses of its own above these.
+/// The tool's exit statuses. A command whose answer is a verdict ends with `exitStatusOf` its outcome.
 enum ExitStatus {
   kClean = 0,
   kFindings = 1,  ///< also any failure while running: a file that cannot be read or written

@@ -31,7 +31,7 @@ int showDrives(const Options& options) {
   } else {
     writeDrives(std::cout, list, verdict);
   }
-  return verdict.exitStatus;
+  return exitStatusOf(verdict.outcome);
 }
 
 }  // namespace

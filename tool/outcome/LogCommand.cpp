@@ -14,8 +14,6 @@ namespace tool {
 
 namespace {
 
-constexpr int kUndecidedStatus = 3;
-
 struct Options {
   std::string log;
   bool json = false;
@@ -35,9 +33,7 @@ Verdict verdictOf(const LoggedRun& run) {
 
 /// What the last command in the log came to. A file that is no log, or cannot be read, decides nothing.
 Verdict verdictOf(const std::string& path) {
-  const auto undecided = [&path](const std::string& problem) {
-    return Verdict{.exitStatus = kUndecidedStatus, .reasons = {path + problem}};
-  };
+  const auto undecided = [&path](const std::string& problem) { return Verdict{.reasons = {path + problem}}; };
   try {
     // `-i -u` logs an inventory and then the update, which lists the same drives again.
     const std::vector<LoggedRun> runs = parseDebugLog(contentOf(path));

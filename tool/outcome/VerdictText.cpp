@@ -153,7 +153,7 @@ int answer(const Verdict& verdict, bool isJson) {
   } else {
     writeVerdict(std::cout, verdict, standardOutputTerminal());
   }
-  return verdict.exitStatus;
+  return exitStatusOf(verdict.outcome);
 }
 
 }  // namespace tool

@@ -249,12 +249,9 @@ class Planner {
       result.facts.push_back(drive.match.facts);
     }
     result.verdict.outcome = isRefused ? RunOutcome::kRefused : RunOutcome::kDone;
-    result.verdict.exitStatus = isRefused ? kRefusedStatus : 0;
     result.verdict.reasons = std::move(m_reasons);
     return result;
   }
-
-  static constexpr int kRefusedStatus = 4;
 
   const PlanInput& m_input;
   std::vector<PlannedDrive> m_drives;

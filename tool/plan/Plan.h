@@ -41,8 +41,8 @@ struct PlanInput {
 
 struct Plan {
   /// The drives in the order of the inventory, each kFlash, kCurrent, kStaged, kRefused or kUnhealthy, with
-  /// `before`, `staged` and `wanted`. The outcome is kDone with status 0, or kRefused with 4 when the run or
-  /// a drive is refused, or a drive is unhealthy. Reasons tell why the whole run is refused: no drive is
+  /// `before`, `staged` and `wanted`. The outcome is kDone, or kRefused when the run or a drive is
+  /// refused, or a drive is unhealthy. Reasons tell why the whole run is refused: no drive is
   /// kFlash then.
   Verdict verdict{};
 

@@ -19,9 +19,10 @@ using nlohmann::ordered_json;
 constexpr char kFormat[] = "nvmepcissd-verdict";
 constexpr int kVersion = 1;
 
-// Both in the order of their enumerations.
+// All in the order of their enumerations.
 constexpr std::array<const char*, 3> kIdentifications{"log", "order", "serial"};
 constexpr std::array<const char*, 5> kOutcomes{"done", "failed", "undecided", "refused", "running"};
+constexpr std::array<int, 5> kStatuses{0, 1, 3, 4, 5};
 
 ordered_json orNull(const std::optional<std::string>& text) {
   return text ? ordered_json(*text) : ordered_json(nullptr);
@@ -148,19 +149,18 @@ std::vector<DriveVerdict> readDrives(const json& values) {
   return drives;
 }
 
-/// A command that passes the verdict on ends with it.
-int readStatus(const json& object) {
-  constexpr int kGreatest = 5;
-  const std::int32_t status = number(object, "exitStatus").value_or(0);
-  if (status < 0 || status > kGreatest)
+/// The outcome alone says what a command ends with. A status that nothing ends with shows that something else
+/// has written the file.
+void checkStatus(const json& object) {
+  const std::int32_t status = number(object, "exitStatus").value_or(kStatuses.front());
+  if (status < kStatuses.front() || status > kStatuses.back())
     throw std::runtime_error("exitStatus is " + std::to_string(status) + ", with which nothing ends");
-  return status;
 }
 
 Verdict read(const json& object) {
+  checkStatus(object);
   return {.run = text(object, "run"),
           .outcome = named<RunOutcome>(object, "outcome", kOutcomes).value_or(RunOutcome::kUndecided),
-          .exitStatus = readStatus(object),
           .reasons = readReasons(object),
           .bootId = text(object, "bootId"),
           .drives = readDrives(member(object, "drives"))};
@@ -188,6 +188,10 @@ const char* nameOf(RunOutcome outcome) {
   return kOutcomes.at(static_cast<std::size_t>(outcome));
 }
 
+int exitStatusOf(RunOutcome outcome) {
+  return kStatuses.at(static_cast<std::size_t>(outcome));
+}
+
 void conclude(Verdict& verdict) {
   const auto& drives = verdict.drives;
   const auto isRefused = [](const DriveVerdict& drive) {
@@ -195,18 +199,14 @@ void conclude(Verdict& verdict) {
   };
   const auto isGood = [](const DriveVerdict& drive) { return toneOf(drive.state) == Tone::kGood; };
   const auto isBad = [](const DriveVerdict& drive) { return isFailure(drive.state); };
-  const auto set = [&verdict](RunOutcome outcome, int status) {
-    verdict.outcome = outcome;
-    verdict.exitStatus = status;
-  };
   if (std::any_of(drives.begin(), drives.end(), isBad)) {
-    set(RunOutcome::kFailed, 1);
+    verdict.outcome = RunOutcome::kFailed;
   } else if (std::any_of(drives.begin(), drives.end(), isRefused)) {
-    set(RunOutcome::kRefused, 4);
+    verdict.outcome = RunOutcome::kRefused;
   } else if (!drives.empty() && std::all_of(drives.begin(), drives.end(), isGood)) {
-    set(RunOutcome::kDone, 0);
+    verdict.outcome = RunOutcome::kDone;
   } else {
-    set(RunOutcome::kUndecided, 3);
+    verdict.outcome = RunOutcome::kUndecided;
   }
 }
 
@@ -217,7 +217,7 @@ ordered_json jsonOf(const Verdict& verdict) {
           {"version", kVersion},
           {"run", orNull(verdict.run)},
           {"outcome", nameOf(verdict.outcome)},
-          {"exitStatus", verdict.exitStatus},
+          {"exitStatus", exitStatusOf(verdict.outcome)},
           {"reasons", verdict.reasons},
           {"bootId", orNull(verdict.bootId)},
           {"drives", std::move(drives)}};

@@ -49,10 +49,13 @@ enum class RunOutcome { kDone, kFailed, kUndecided, kRefused, kRunning };
 /// For a person and for programs: the one word for an outcome, as "done".
 const char* nameOf(RunOutcome outcome);
 
+/// What a command ends with whose answer comes to that: 0, 1, 3, 4 and 5, in the order above. Wrong usage,
+/// which leaves no verdict, is 2.
+int exitStatusOf(RunOutcome outcome);
+
 struct Verdict {
   std::optional<std::string> run{};  ///< the run's name; none for documents of no run
   RunOutcome outcome = RunOutcome::kUndecided;
-  int exitStatus = 0;                   ///< of the command that answers
   std::vector<std::string> reasons{};   ///< about the run as a whole, for a person
   std::optional<std::string> bootId{};  ///< the boot in which the run flashed
   std::vector<DriveVerdict> drives{};   ///< in the order of discovery
@@ -60,9 +63,9 @@ struct Verdict {
   bool operator==(const Verdict&) const = default;
 };
 
-/// Sets `outcome` and `exitStatus` from the drives' states: 1 (kFailed) when one failed, is missing or stale;
-/// else 4 (kRefused) when one is refused or unhealthy; else 0 (kDone) when every drive is updated, staged or
-/// current; else, and without drives, 3 (kUndecided).
+/// Sets `outcome` from the drives' states: kFailed when one failed, is missing or stale; else kRefused when
+/// one is refused or unhealthy; else kDone when every drive is updated, staged or current; else, and without
+/// drives, kUndecided.
 void conclude(Verdict& verdict);
 
 /// The verdict as one JSON object, indented, with a line feed at its end. Bytes that are no UTF-8 become

@@ -28,7 +28,6 @@ struct Options {
 void endUntouched(const StateFolder& state, Run& run, const std::string& reason) {
   Verdict verdict = endedBefore(run);
   verdict.outcome = RunOutcome::kRefused;
-  verdict.exitStatus = kRefusedStatus;
   verdict.reasons = {reason};
   run.record.hasFlashed = false;
   finish(state, run, std::move(verdict));

@@ -26,7 +26,7 @@ Verdict readStored(const Run& run, const char* name) {
     if (reading.verdict) return *std::move(reading.verdict);
     problems.push_back(run.file(name).string() + ": " + reading.problem);
   }
-  return {.outcome = RunOutcome::kUndecided, .exitStatus = kUndecidedStatus, .reasons = std::move(problems)};
+  return {.outcome = RunOutcome::kUndecided, .reasons = std::move(problems)};
 }
 
 /// The component has ended. Its log is whole up to the line at which it died.

@@ -10,11 +10,6 @@
 
 namespace tool {
 
-// The exit statuses of commands about runs that are no sign of a failed drive.
-inline constexpr int kUndecidedStatus = 3;
-inline constexpr int kRefusedStatus = 4;
-inline constexpr int kRunningStatus = 5;
-
 // What a run leaves in its folder, beside run.json.
 inline constexpr char kPlanFile[] = "plan.json";
 inline constexpr char kVerdictFile[] = "verdict.json";

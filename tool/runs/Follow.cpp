@@ -42,7 +42,6 @@ void conclude(const StateFolder& state, Run& run) {
 RunAnswer running(const Run& run, const Progress& now) {
   Verdict verdict = storedVerdict(run);
   verdict.outcome = RunOutcome::kRunning;
-  verdict.exitStatus = kRunningStatus;
   verdict.reasons = {"the run goes on: nvmepcissd-tool result " + run.record.name + " --wait 600 joins it"};
   return {std::move(verdict), now};
 }

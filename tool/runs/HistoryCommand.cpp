@@ -33,8 +33,8 @@ std::vector<Entry> entriesOf(const RunList& list) {
 }
 
 /// A run that cannot be read may be any run.
-int statusFor(const std::vector<std::string>& problems) {
-  return problems.empty() ? kClean : kUndecidedStatus;
+RunOutcome outcomeOf(const std::vector<std::string>& problems) {
+  return problems.empty() ? RunOutcome::kDone : RunOutcome::kUndecided;
 }
 
 void writeJson(const std::vector<Entry>& entries, const std::vector<std::string>& problems) {
@@ -49,19 +49,18 @@ void writeJson(const std::vector<Entry>& entries, const std::vector<std::string>
                     {"component", record.component},
                     {"bootId", record.bootId},
                     {"outcome", nameOf(verdict.outcome)},
-                    {"exitStatus", verdict.exitStatus},
+                    {"exitStatus", exitStatusOf(verdict.outcome)},
                     {"drives", verdict.drives.size()}});
   }
-  const nlohmann::ordered_json document{
-      {"format", "nvmepcissd-history"},
-      {"version", 1},
-      {"run", nullptr},
-      {"outcome", nameOf(problems.empty() ? RunOutcome::kDone : RunOutcome::kUndecided)},
-      {"exitStatus", statusFor(problems)},
-      {"reasons", problems},
-      {"bootId", nullptr},
-      {"drives", nlohmann::ordered_json::array()},
-      {"runs", runs}};
+  const nlohmann::ordered_json document{{"format", "nvmepcissd-history"},
+                                        {"version", 1},
+                                        {"run", nullptr},
+                                        {"outcome", nameOf(outcomeOf(problems))},
+                                        {"exitStatus", exitStatusOf(outcomeOf(problems))},
+                                        {"reasons", problems},
+                                        {"bootId", nullptr},
+                                        {"drives", nlohmann::ordered_json::array()},
+                                        {"runs", runs}};
   std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
 }
 
@@ -85,7 +84,7 @@ int history(const RunOptions& options) {
     for (const std::string& problem : list.problems) std::cerr << forTerminal(problem) << '\n';
     writeText(entries);
   }
-  return statusFor(list.problems);
+  return exitStatusOf(outcomeOf(list.problems));
 }
 
 }  // namespace

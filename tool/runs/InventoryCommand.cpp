@@ -45,7 +45,6 @@ Verdict tellOf(const InventoryTaken& taken) {
   for (const DriveVerdict& drive : verdict.drives) isWhole = isWhole && drive.state == Outcome::kListed;
   if (isWhole && (!verdict.drives.empty() || taken.problems.empty())) return verdict;
   verdict.outcome = RunOutcome::kUndecided;
-  verdict.exitStatus = kUndecidedStatus;
   return verdict;
 }
 

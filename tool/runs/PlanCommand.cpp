@@ -91,7 +91,7 @@ int runPlan(const Options& options) {
   } else {
     writeVerdict(std::cout, verdict, standardOutputTerminal());
   }
-  return verdict.exitStatus;
+  return exitStatusOf(verdict.outcome);
 }
 
 }  // namespace

@@ -117,7 +117,7 @@ Verdict prepare(Run& run, const Policy& policy, const std::vector<EarlierFlash>&
 }
 
 Verdict refusal(std::vector<std::string> reasons) {
-  return {.outcome = RunOutcome::kRefused, .exitStatus = kRefusedStatus, .reasons = std::move(reasons)};
+  return {.outcome = RunOutcome::kRefused, .reasons = std::move(reasons)};
 }
 
 std::size_t drivesToFlash(const Verdict& plan) {

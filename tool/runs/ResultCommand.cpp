@@ -24,7 +24,7 @@ struct Options : RunOptions {
 };
 
 Verdict undecided(std::vector<std::string> reasons) {
-  return {.outcome = RunOutcome::kUndecided, .exitStatus = kUndecidedStatus, .reasons = std::move(reasons)};
+  return {.outcome = RunOutcome::kUndecided, .reasons = std::move(reasons)};
 }
 
 RunAnswer tell(const Options& options) {

@@ -32,13 +32,13 @@ int answer(const RunAnswer& result, const RunOptions& options) {
     if (progress)
       object["progress"] = {{"drive", progress->drive}, {"of", progress->of}, {"seconds", progress->seconds}};
     std::cout << object.dump(2) << '\n';
-    return verdict.exitStatus;
+    return exitStatusOf(verdict.outcome);
   }
   writeVerdict(std::cout, verdict, standardOutputTerminal());
   if (progress) std::cout << textOf(*progress) << ".\n";
   if (verdict.run)
     std::cout << "Run " << forTerminal(*verdict.run) << ": " << nameOf(verdict.outcome) << ".\n";
-  return verdict.exitStatus;
+  return exitStatusOf(verdict.outcome);
 }
 
 }  // namespace tool

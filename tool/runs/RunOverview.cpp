@@ -23,7 +23,6 @@ Verdict overviewOf(const Run& run) {
   if (run.record.phase == RunPhase::kDone) return verdict;
   const bool isRunning = isRunInProgress();
   verdict.outcome = isRunning ? RunOutcome::kRunning : RunOutcome::kUndecided;
-  verdict.exitStatus = isRunning ? kRunningStatus : kUndecidedStatus;
   return verdict;
 }
 
@@ -34,7 +33,7 @@ std::optional<LastRun> lastRunOf(const RunList& list) {
   LastRun last{.name = run->record.name,
                .kind = nameOf(run->record.kind),
                .outcome = nameOf(verdict.outcome),
-               .status = verdict.exitStatus,
+               .status = exitStatusOf(verdict.outcome),
                .began = secondsOf(run->record.began),
                .ended = secondsOf(run->record.ended)};
   for (const DriveVerdict& drive : verdict.drives) ++last.drives[outcomeName(drive.state)];

@@ -14,8 +14,8 @@ namespace tool {
 /// The last update; without one the last inventory.
 std::optional<Run> lastRun(const RunList& list);
 
-/// The stored verdict. A run that is not done is kRunning with status 5 while any run goes on on this server,
-/// else kUndecided with 3: it has died.
+/// The stored verdict. A run that is not done is kRunning while any run goes on on this server, else
+/// kUndecided: it has died.
 Verdict overviewOf(const Run& run);
 
 /// The last run as metrics tell it. Nothing without a run.

@@ -56,7 +56,7 @@ bool isToBeAnswered(const Run& run, const RunAnswer& answer) {
   const bool mayBePlanned = run.record.phase == RunPhase::kDone || run.record.phase == RunPhase::kPlanning;
   if (answer.progress || !mayBePlanned) return true;
   return run.record.phase == RunPhase::kDone && run.record.hasFlashed &&
-         (!run.record.wasInterrupted || answer.verdict.exitStatus == 0);
+         (!run.record.wasInterrupted || answer.verdict.outcome == RunOutcome::kDone);
 }
 
 class Update {
@@ -194,7 +194,6 @@ class Update {
       drive.reason = "nobody can tell at this moment how its flash goes";
     }
     verdict.outcome = RunOutcome::kUndecided;
-    verdict.exitStatus = kUndecidedStatus;
     verdict.reasons = {problem, "nvmepcissd-tool result " + m_run->record.name + " concludes the run"};
     return {std::move(verdict)};
   }

@@ -67,7 +67,6 @@ TEST(Verdict, ReadsBackWhatItWrites) {
                                 .identifiedBy = tool::IdentifiedBy::kOrder};
   const tool::Verdict verdict{.run = "7",
                               .outcome = tool::RunOutcome::kRefused,
-                              .exitStatus = 4,
                               .reasons = {"one", "two"},
                               .bootId = "b",
                               .drives = {full, {}}};
@@ -98,7 +97,7 @@ TEST(Verdict, ComesToTheWorstOfItsStates) {
     tool::Verdict verdict;
     for (const tool::Outcome state : states) verdict.drives.push_back({.state = state});
     conclude(verdict);
-    EXPECT_EQ(verdict.exitStatus, status) << tool::toJson(verdict);
+    EXPECT_EQ(exitStatusOf(verdict.outcome), status) << tool::toJson(verdict);
     EXPECT_EQ(verdict.outcome == tool::RunOutcome::kDone, status == 0);
   }
 }

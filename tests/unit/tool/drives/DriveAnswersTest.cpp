@@ -105,7 +105,7 @@ TEST_F(DriveAnswers, AnIllDriveIsUnhealthyRatherThanStaged) {
   drive().criticalWarning = 1;
   EXPECT_EQ(verdict().drives[0].state, Outcome::kUnhealthy);
   EXPECT_EQ(verdict().drives[0].reason, "its SMART log has a critical warning: spare below its threshold");
-  EXPECT_EQ(verdict().exitStatus, 0) << "to look is no failure";
+  EXPECT_EQ(verdict().outcome, RunOutcome::kDone) << "to look is no failure";
   drive().criticalWarning = 0;
   drive().slots = DriveSlots{.revisions = {"NOW"}, .running = 1, .isUpdateInProgress = true};
   EXPECT_EQ(verdict().drives[0].state, Outcome::kUnhealthy);
@@ -124,7 +124,7 @@ TEST_F(DriveAnswers, APersonGetsAParagraph) {
 
 TEST_F(DriveAnswers, AServerWithoutDrivesIsNoFailure) {
   m_list.drives.clear();
-  EXPECT_EQ(verdict().exitStatus, 0);
+  EXPECT_EQ(verdict().outcome, RunOutcome::kDone);
   EXPECT_THAT(verdict().drives, IsEmpty());
   EXPECT_EQ(asText(), "note: the kernel knows no NVMe PCIe drive\n");
 }

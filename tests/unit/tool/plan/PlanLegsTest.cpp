@@ -130,18 +130,18 @@ TEST_F(PlanInUse, AllowingAsksForNothing) {
 TEST_F(PlanGates, AServerWithoutDrivesIsRefused) {
   m_inventory.clear();
   const Plan plan = this->plan();
-  EXPECT_EQ(plan.verdict.exitStatus, 4);
+  EXPECT_EQ(plan.verdict.outcome, RunOutcome::kRefused);
   EXPECT_THAT(plan.verdict.reasons, ElementsAre("the inventory lists no drive"));
 }
 
 TEST_F(PlanGates, AnotherNumberOfDrivesRefusesTheRun) {
   m_policy.expectDrives = 2;
-  EXPECT_EQ(plan().verdict.exitStatus, 0);
+  EXPECT_EQ(plan().verdict.outcome, RunOutcome::kDone);
   m_policy.expectDrives = 3;
   m_inventory[0].revision = "NEW";
   const Plan plan = this->plan();
   EXPECT_EQ(states(plan), "current refused");
-  EXPECT_EQ(plan.verdict.exitStatus, 4);
+  EXPECT_EQ(plan.verdict.outcome, RunOutcome::kRefused);
   EXPECT_EQ(plan.allowed, std::nullopt);
   EXPECT_THAT(plan.verdict.reasons, ElementsAre("the policy expects 3 drives, and the inventory lists 2"));
 }
@@ -164,7 +164,7 @@ TEST_F(PlanGates, ARuleForDrivesThatAreNotThereRefusesNothing) {
   m_policy.rules.push_back(
       {.pci = kModelB, .to = "NEW", .payload = "new.bin", .sha256 = std::string(64, 'b')});
   m_policy.rules[0].pci = kModelA;
-  EXPECT_EQ(plan().verdict.exitStatus, 0);
+  EXPECT_EQ(plan().verdict.outcome, RunOutcome::kDone);
 }
 
 TEST_F(PlanGates, AMissingPayloadRefusesTheRun) {
@@ -190,7 +190,7 @@ TEST_F(PlanLibraries, OneThatTakesNoListFlashesCurrentAndStagedDrivesAgain) {
   m_inventory[1].revision = "NEW";
   const Plan plan = this->plan();
   EXPECT_EQ(states(plan), "flash current");
-  EXPECT_EQ(plan.verdict.exitStatus, 0);
+  EXPECT_EQ(plan.verdict.outcome, RunOutcome::kDone);
   EXPECT_EQ(plan.allowed, std::nullopt);
 }
 
@@ -201,7 +201,7 @@ TEST_F(PlanLibraries, ACurrentDriveThatMustNotBeFlashedAgainRefusesTheServer) {
   EXPECT_EQ(states(plan()), "refused current");
   m_inventory[0].revision = "NEW";
   EXPECT_EQ(states(plan()), "current current") << "nothing would be flashed";
-  EXPECT_EQ(plan().verdict.exitStatus, 0);
+  EXPECT_EQ(plan().verdict.outcome, RunOutcome::kDone);
 }
 
 TEST_F(PlanLibraries, TwoLegsThatBothWouldBeFlashedRefuseTheServer) {

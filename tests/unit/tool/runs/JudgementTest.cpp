@@ -69,7 +69,7 @@ TEST(JudgeFlash, DrivesThatWereLeftOutKeepTheirPlan) {
   EXPECT_THAT(serialsOf(verdict), ElementsAre("S1", "S2", "S3"));
   EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kRefused, Outcome::kUpdated, Outcome::kCurrent));
   EXPECT_EQ(verdict.drives[0].after, "OLD");
-  EXPECT_EQ(verdict.exitStatus, 4);
+  EXPECT_EQ(verdict.outcome, tool::RunOutcome::kRefused);
 }
 
 TEST(JudgeFlash, AFailureCountsForMoreThanARefusal) {
@@ -81,7 +81,7 @@ TEST(JudgeFlash, AFailureCountsForMoreThanARefusal) {
                               .after = inventory({record("S1", "OLD"), record("S2", "OLD")}),
                               .isNarrowed = true});
   EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kRefused, Outcome::kFailed));
-  EXPECT_EQ(verdict.exitStatus, 1);
+  EXPECT_EQ(verdict.outcome, tool::RunOutcome::kFailed);
 }
 
 TEST(JudgeFlash, EachDriveIsHeldAgainstItsOwnRevision) {
@@ -101,7 +101,7 @@ TEST(JudgeFlash, WithoutAnyRecordNothingIsGuessed) {
   plan.drives = {planned("S1", Outcome::kFlash)};
   const Verdict verdict = tool::judgeFlash(plan, {.before = inventory({record("S1", "OLD")})});
   EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUndecided));
-  EXPECT_EQ(verdict.exitStatus, 3);
+  EXPECT_EQ(verdict.outcome, tool::RunOutcome::kUndecided);
 }
 
 TEST(JudgeFlash, ThePlanStandsInForALostInventory) {
@@ -112,7 +112,7 @@ TEST(JudgeFlash, ThePlanStandsInForALostInventory) {
       tool::judgeFlash(plan, {.after = inventory({record("S1", "NEW"), record("S2", "OLD")})});
   EXPECT_THAT(serialsOf(verdict), ElementsAre("S1", "S2"));
   EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUpdated, Outcome::kUndecided));
-  EXPECT_EQ(verdict.exitStatus, 3);
+  EXPECT_EQ(verdict.outcome, tool::RunOutcome::kUndecided);
 }
 
 TEST(JudgeFlash, ANewRevisionThatIsNotTheWantedOneStaysOpen) {
@@ -159,7 +159,7 @@ TEST(JudgeReset, ADriveThatIsGoneIsMissing) {
   Verdict verdict = verdictOf(Outcome::kStaged);
   tool::judgeReset(verdict, inventory({record("S2", "OLD")}), {true});
   EXPECT_EQ(verdict.drives[0].state, Outcome::kMissing);
-  EXPECT_EQ(verdict.exitStatus, 1);
+  EXPECT_EQ(verdict.outcome, tool::RunOutcome::kFailed);
 }
 
 TEST(JudgeReset, ADriveThatDoesNotTellIsUndecided) {
