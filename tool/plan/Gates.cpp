@@ -46,7 +46,8 @@ std::optional<Refusal> unhealthy(const DriveFacts& facts) {
 std::optional<Refusal> fromElsewhere(const GatedDrive& drive, bool obeysPackage) {
   const std::set<std::string>& from = drive.rule->from;
   const std::string runs = drive.revision.empty() ? "nobody knows what it runs" : "it runs " + drive.revision;
-  if (!from.empty() && !from.contains(drive.revision))
+  // The revisions to update from need not name the one to update to.
+  if (!from.empty() && !drive.isCurrent && !from.contains(drive.revision))
     return refused(runs + ", and the policy updates only from " + joined(from));
   const DriveFacts* const facts = drive.match.facts;
   if (obeysPackage && facts != nullptr && facts->isUpdateAllowed == false)

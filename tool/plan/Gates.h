@@ -24,6 +24,7 @@ struct GatedDrive {
   const DriveMatch& match;
   const PolicyRule* rule;       ///< the one that applies; null when none does
   const std::string& revision;  ///< that it runs; empty when nobody knows
+  bool isCurrent;               ///< it runs what it is to run, and may be flashed again beside others
 };
 
 /// The first gate that the drive does not pass, in this order: what the policy is for, the drive's health,

@@ -68,9 +68,11 @@ class Planner {
       m_rules.insert(rule);
       verdict.wanted = rule->to;
     }
-    drive.refusal =
-        refusalOf({record, match, rule, revision}, m_input.policy, m_input.payload, m_input.obeysList);
-    if (!verdict.wanted && isUpdatedAlready(record, revision)) {
+    const bool isUpdated = !verdict.wanted && isUpdatedAlready(record, revision);
+    const bool isCurrent = isUpdated || (verdict.wanted && verdict.before == verdict.wanted);
+    drive.refusal = refusalOf({record, match, rule, revision, isCurrent}, m_input.policy, m_input.payload,
+                              m_input.obeysList);
+    if (isUpdated) {
       verdict.state = Outcome::kCurrent;
       verdict.reason = "this run has updated it before";
     } else {

@@ -89,6 +89,21 @@ class DeathTest(RunsTest):
         again = self.update("--yes", "--run", "one")
         self.assertEqual((again.status, again.states()), (0, ["current", "updated", "updated"]), again.text)
 
+    def test_revisions_to_update_from_let_a_cut_run_be_resumed(self):
+        for policy in (["--to", "REV2", "--from", "REV1"], ["--from", "REV1"]):
+            with self.subTest(policy):
+                self.folder.remove("nvme-release")
+                self.folder.remove("nvme-state.json")
+                name = f"run-{len(policy)}"
+                self.set_drives(drive(1), drive(2, updateHangs=True), drive(3))
+                self.update("--yes", "--run", name, "--begin", *policy)
+                self.await_flash(name, 2)
+                self.kill(self.carrier() + self.component())
+                self.release()
+                self.reboot()
+                again = self.update("--yes", "--run", name, *policy)
+                self.assertEqual((again.status, again.states()), (0, ["current", "updated", "updated"]), again.text)
+
     def test_a_server_that_dies_is_told_by_the_next_call(self):
         self.begin_hanging()
         self.kill(self.carrier() + self.component())

@@ -182,6 +182,20 @@ TEST_F(PlanTest, ADriveIsFlashedOnlyFromTheNamedRevisions) {
   EXPECT_EQ(reason(), "nobody knows what it runs, and the policy updates only from FIRST, OLD");
 }
 
+TEST_F(PlanTest, RevisionsToUpdateFromKeepNoDriveThatIsCurrent) {
+  m_obeysList = false;
+  m_kernel.clear();
+  policy().from = {"OLD"};
+  m_inventory[0].revision = "NEW";
+  EXPECT_EQ(states(plan()), "current flash");
+  EXPECT_EQ(plan().verdict.outcome, RunOutcome::kDone);
+  policy().to.reset();
+  EXPECT_EQ(states(plan()), "refused refused") << "nothing tells that it is what the update brings";
+  m_earlier = {
+      {.serial = "S1", .pci = kModelA, .sha256 = m_payload.sha256, .revision = "NEW", .isRunning = true}};
+  EXPECT_EQ(states(plan()), "current flash") << "this run has updated it";
+}
+
 TEST_F(PlanTest, APackageThatAllowsNoUpdateFromTheRevisionIsHeeded) {
   m_kernel[0].isUpdateAllowed = false;
   EXPECT_EQ(states(plan()), "refused flash");
