@@ -68,6 +68,12 @@ std::optional<std::string> text(const json& object, const char* name) {
   return value.get<std::string>();
 }
 
+bool flag(const json& object, const char* name) {
+  const json& value = member(object, name);
+  if (!value.is_null() && !value.is_boolean()) throw std::runtime_error(std::string(name) + " is no boolean");
+  return value.is_boolean() && value.get<bool>();
+}
+
 std::optional<std::int32_t> number(const json& object, const char* name) {
   const json& value = member(object, name);
   if (value.is_null()) return std::nullopt;
@@ -163,6 +169,7 @@ Verdict read(const json& object) {
           .outcome = named<RunOutcome>(object, "outcome", kOutcomes).value_or(RunOutcome::kUndecided),
           .reasons = readReasons(object),
           .bootId = text(object, "bootId"),
+          .wasInterrupted = flag(object, "interrupted"),
           .drives = readDrives(member(object, "drives"))};
 }
 
@@ -220,6 +227,7 @@ ordered_json jsonOf(const Verdict& verdict) {
           {"exitStatus", exitStatusOf(verdict.outcome)},
           {"reasons", verdict.reasons},
           {"bootId", orNull(verdict.bootId)},
+          {"interrupted", verdict.wasInterrupted},
           {"drives", std::move(drives)}};
 }
 

@@ -58,6 +58,7 @@ struct Verdict {
   RunOutcome outcome = RunOutcome::kUndecided;
   std::vector<std::string> reasons{};   ///< about the run as a whole, for a person
   std::optional<std::string> bootId{};  ///< the boot in which the run flashed
+  bool wasInterrupted = false;          ///< the run was cut off: it, the component or the server died
   std::vector<DriveVerdict> drives{};   ///< in the order of discovery
 
   bool operator==(const Verdict&) const = default;

@@ -29,15 +29,18 @@ Verdict readStored(const Run& run, const char* name) {
   return {.outcome = RunOutcome::kUndecided, .reasons = std::move(problems)};
 }
 
-/// The component has ended. Its log is whole up to the line at which it died.
+/// The component has ended.
 RunEvidence evidenceOf(const Run& run, std::optional<Document> after, std::vector<std::string>& problems) {
-  RunEvidence evidence{.before = documentFrom(run.file("before.xml"), problems),
-                       .update = documentFrom(run.file("update.xml"), problems),
-                       .after = std::move(after),
-                       .log = logFrom(run.file(kUpdateLog), true, problems),
-                       .isNarrowed = run.record.workingFolder != run.record.component};
-  if (evidence.log && run.record.wasInterrupted) evidence.log->flashingEnded = true;
-  return evidence;
+  return {.before = documentFrom(run.file("before.xml"), problems),
+          .update = documentFrom(run.file("update.xml"), problems),
+          .after = std::move(after),
+          .log = logFrom(run.file(kUpdateLog), true, problems),
+          .isNarrowed = run.record.workingFolder != run.record.component};
+}
+
+/// Where nobody saw the component end, its log tells whether it came to its end.
+bool wasCutOff(std::optional<int> exitStatus, const std::optional<LoggedRun>& log) {
+  return exitStatus ? *exitStatus > 1 : !(log && log->ended);
 }
 
 /// Whether each drive whose outcome hangs on a reset has been reset since the verdict. A reboot resets all of
@@ -55,6 +58,13 @@ std::vector<bool> resetsSince(const Run& run, const Verdict& verdict) {
     wasReset[i] = isOpen(drive) && (wasRebooted || (drive.state == Outcome::kStaged && waiting[i] == false));
   }
   return wasReset;
+}
+
+/// What the record of a run tells of it, whatever was found out of its drives.
+void nameRun(const Run& run, Verdict& verdict) {
+  verdict.run = run.record.name;
+  verdict.wasInterrupted = run.record.wasInterrupted;
+  if (!verdict.bootId) verdict.bootId = run.record.bootId;
 }
 
 /// A component that did not start has flashed nothing: the run is approved as before then.
@@ -102,7 +112,6 @@ void flash(const StateFolder& state, Run& run) {
 }
 
 void concludeFlash(const StateFolder& state, Run& run) {
-  run.record.wasInterrupted = !run.record.exitStatus || *run.record.exitStatus > 1;
   InventoryTaken after;
   try {
     after = inventoryOf(run, "after");
@@ -117,7 +126,11 @@ void concludeFlash(const StateFolder& state, Run& run) {
   } else if (*run.record.exitStatus > 1) {
     reasons.push_back("the component ended with " + std::to_string(*run.record.exitStatus));
   }
-  Verdict verdict = judgeFlash(plan, evidenceOf(run, std::move(after.document), reasons));
+  RunEvidence evidence = evidenceOf(run, std::move(after.document), reasons);
+  run.record.wasInterrupted = wasCutOff(run.record.exitStatus, evidence.log);
+  // The log of a component that died is whole up to the line at which it did.
+  if (evidence.log && run.record.wasInterrupted) evidence.log->flashingEnded = true;
+  Verdict verdict = judgeFlash(plan, std::move(evidence));
   askSlots(verdict);
   verdict.reasons.insert(verdict.reasons.begin(), reasons.begin(), reasons.end());
   verdict.bootId = run.record.bootId;
@@ -129,8 +142,7 @@ void keepPlan(const Run& run, const Verdict& plan) {
 }
 
 void finish(const StateFolder& state, Run& run, Verdict verdict) {
-  verdict.run = run.record.name;
-  if (!verdict.bootId) verdict.bootId = run.record.bootId;
+  nameRun(run, verdict);
   RunRecord& record = run.record;
   writeAtomically(run.file(kVerdictFile), toJson(verdict), Existing::kReplace);
   record.phase = RunPhase::kDone;
@@ -159,8 +171,7 @@ void completeAfterReset(Run& run) {
 
 Verdict storedVerdict(const Run& run) {
   Verdict verdict = readStored(run, run.record.phase == RunPhase::kDone ? kVerdictFile : kPlanFile);
-  verdict.run = run.record.name;
-  if (!verdict.bootId) verdict.bootId = run.record.bootId;
+  nameRun(run, verdict);
   return verdict;
 }
 

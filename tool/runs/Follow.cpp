@@ -93,6 +93,7 @@ RunAnswer follow(const StateFolder& state, Run& run, const Patience& patience, P
 Verdict endedBefore(const Run& run) {
   Verdict verdict = storedVerdict(run);
   const auto& record = run.record;
+  verdict.wasInterrupted = true;
   for (DriveVerdict& drive : verdict.drives) {
     if (drive.state != Outcome::kFlash) continue;
     drive.state = Outcome::kUntouched;
@@ -115,7 +116,10 @@ std::vector<std::string> endDeadRuns(const StateFolder& state, const std::string
     const RunPhase phase = run.record.phase;
     if (phase == RunPhase::kDone || run.record.name == except) continue;
     conclude(state, run);
-    if (run.record.phase != RunPhase::kDone) finish(state, run, endedBefore(run));
+    if (run.record.phase != RunPhase::kDone) {
+      run.record.wasInterrupted = true;
+      finish(state, run, endedBefore(run));
+    }
     notes.push_back("the run " + run.record.name + " had ended while it was " + nameOf(phase) + ": " +
                     sentence(storedVerdict(run)));
   }

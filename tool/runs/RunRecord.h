@@ -39,8 +39,8 @@ struct RunRecord {
   std::int64_t flashBegan = 0;                       ///< in seconds since boot; 0: it has not begun
   std::size_t toFlash = 0;                           ///< drives that were to be flashed
   bool hasFlashed = false;                           ///< the component was started for an update
-  bool wasInterrupted = false;      ///< it died in a flash, and its verdict was made afterwards
-  unsigned int attempts = 0;        ///< how often it was planned
+  bool wasInterrupted = false;                       ///< it was cut off: it, the component or the server died
+  unsigned int attempts = 0;                         ///< how often it was planned
   std::optional<int> exitStatus{};  ///< of the component's update; none when nobody was there to see it end
 
   bool operator==(const RunRecord&) const = default;

@@ -69,6 +69,7 @@ TEST(Verdict, ReadsBackWhatItWrites) {
                               .outcome = tool::RunOutcome::kRefused,
                               .reasons = {"one", "two"},
                               .bootId = "b",
+                              .wasInterrupted = true,
                               .drives = {full, {}}};
   const tool::VerdictReading reading = tool::readVerdict(tool::toJson(verdict));
   ASSERT_TRUE(reading.verdict.has_value()) << reading.problem;
@@ -122,6 +123,8 @@ const Bad kBad[] = {
     {verdict(R"({"code": 1.5})"), "drive 1: code is no number"},
     {verdict(R"({"identifiedBy": "luck"})"), "drive 1: identifiedBy is \"luck\", which is none"},
     {R"({"version": 1, "drives": [], "outcome": "fine"})", "outcome is \"fine\", which is none"},
+    {R"({"version": 1, "drives": [], "exitStatus": 6})", "exitStatus is 6, with which nothing ends"},
+    {R"({"version": 1, "drives": [], "interrupted": 1})", "interrupted is no boolean"},
     {R"({"version": 1, "drives": [], "reasons": {}})", "reasons is no array"},
     {R"({"version": 1, "drives": [], "reasons": [1]})", "reasons holds something"},
 };

@@ -74,13 +74,28 @@ class DeathTest(RunsTest):
         self.assertEqual(self.tool("result", "one").status, 5)
         self.assertEqual(self.update("--yes", "--run", "two").status, 4)
         self.release()
-        self.assert_all_updated(self.tool("result", "one", "--wait", "60"))
+        answer = self.tool("result", "one", "--wait", "60")
+        self.assert_all_updated(answer)
+        self.assertFalse(answer.json["interrupted"], "the component came to its end")
+
+    def test_what_failed_while_nobody_looked_is_not_flashed_again(self):
+        self.set_drives(drive(1, updateResult=5), drive(2, updateHangs=True), drive(3))
+        self.update("--yes", "--run", "one", "--begin")
+        self.await_flash(number=2)
+        self.kill(self.carrier())
+        self.release()
+        answer = self.tool("result", "one", "--wait", "60")
+        self.assertEqual((answer.status, answer.states()), (1, ["failed", "updated", "updated"]), answer.text)
+        flashed = self.flashes()
+        self.assertEqual(self.update("--yes", "--run", "one").json, answer.json)
+        self.assertEqual(self.flashes(), flashed)
 
     def test_a_component_that_dies_leaves_open_what_it_was_at(self):
         self.begin_hanging()
+        self.assertFalse(self.tool("result", "one").json["interrupted"])
         self.kill(self.component())
         answer = self.tool("result", "one", "--wait", "60")
-        self.assertEqual(answer.status, 3, answer.text)
+        self.assertEqual((answer.status, answer.json["interrupted"]), (3, True), answer.text)
         self.assertEqual(answer.states(), ["updated", "undecided", "untouched"], answer.text)
         self.release()
         plan = self.update("--dry-run", "--run", "one")
@@ -88,6 +103,7 @@ class DeathTest(RunsTest):
         self.assertEqual(self.tool("result", "one").json, answer.json)
         again = self.update("--yes", "--run", "one")
         self.assertEqual((again.status, again.states()), (0, ["current", "updated", "updated"]), again.text)
+        self.assertFalse(again.json["interrupted"])
 
     def test_revisions_to_update_from_let_a_cut_run_be_resumed(self):
         for policy in (["--to", "REV2", "--from", "REV1"], ["--from", "REV1"]):
@@ -125,6 +141,7 @@ class DeathTest(RunsTest):
         self.release()
         answer = self.tool("result", "one", "--wait", "60")
         self.assertEqual((answer.status, self.flashes()), (3, []), answer.text)
+        self.assertTrue(answer.json["interrupted"])
         self.assert_all_updated(self.update("--yes", "--run", "one"))
 
     def test_a_dead_plan_is_named_by_another_run(self):
@@ -137,6 +154,8 @@ class DeathTest(RunsTest):
         answer = self.update("--yes", "--run", "two")
         self.assert_all_updated(answer)
         self.assertIn("the run one had ended while it was planning", " ".join(answer.json["reasons"]))
+        dead = self.tool("result", "one")
+        self.assertEqual((dead.status, dead.json["interrupted"]), (3, True), dead.text)
 
 
 if __name__ == "__main__":
