@@ -32,6 +32,7 @@ namespace {
 struct Options : RunOptions {
   std::string folder;
   PolicyOptions policy;
+  std::string run;
   bool keepEnvironment = false;
 };
 
@@ -69,8 +70,9 @@ FolderPlan planBy(const Policy& policy, const Options& options) {
   const TemporaryFolder scratch;
   const InventoryTaken inventory =
       takeInventory(folder, componentEnvironment(options.keepEnvironment), scratch.path() / "inventory");
-  FolderPlan planned = planFolder(folder, inventory, policy, earlierFlashes(options.stateFolder().list(), ""),
-                                  inspection.obeysList);
+  FolderPlan planned =
+      planFolder(folder, inventory, policy, earlierFlashes(options.stateFolder().list(), options.run),
+                 inspection.obeysList);
   std::vector<std::string>& reasons = planned.plan.verdict.reasons;
   for (const std::string& warning : inspection.warnings) reasons.push_back("warning: " + warning);
   return planned;
@@ -105,6 +107,9 @@ void addPlanCommand(CommandLine& line) {
       "refused, or a drive is unhealthy.");
   command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
   addPolicyOptions(command, options->policy);
+  command.addOption("--run", options->run, "Plan as an update of that name, which knows what it has flashed")
+      .typeName("NAME")
+      .check(complaintAboutRun);
   command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
   addRunOptions(command, *options);
 }

@@ -60,6 +60,13 @@ class UpdateTest(RunsTest):
         self.assertEqual(after.json["bootId"], answer.json["bootId"])
         self.assertEqual(json.loads((self.state / "one/verdict.json").read_text())["drives"], after.json["drives"])
 
+    def test_a_plan_for_a_run_knows_what_that_run_has_flashed(self):
+        self.set_drives(drive(1, activation="reset"), drive(2))
+        self.assertEqual(self.update("--yes", "--run", "one").states(), ["unchanged", "updated"])
+        for arguments, states in ((["--run", "one"], ["staged", "current"]), ([], ["flash", "flash"])):
+            plan = self.tool("plan", self.folder.path, "--keep-environment", *arguments)
+            self.assertEqual((plan.status, plan.states()), (0, states), plan.text)
+
     def test_a_drive_that_is_gone_after_the_reboot_is_missing(self):
         self.set_drives(drive(1, activation="reset", goneAfter="reset"), drive(2, activation="reset"))
         self.assertEqual(self.update("--yes").states(), ["unchanged"] * 2)
