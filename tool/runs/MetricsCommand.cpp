@@ -26,17 +26,19 @@ struct Options {
 };
 
 /// Without runs that can be read there is none to tell of.
-std::string metricsOf(const Options& options) {
-  const std::vector<DriveFacts> drives = readDriveFacts().drives;
-  RunList runs;
-  std::optional<LastRun> last;
+RunsOverview runsOf(const Options& options, const std::vector<DriveFacts>& drives) {
   try {
-    runs = RunOptions{.state = options.state}.stateFolder().list();
-    last = lastRunOf(runs);
+    return overviewOf(RunOptions{.state = options.state}.stateFolder().list(), drives);
   } catch (const std::exception& error) {
     std::cerr << forTerminal(error.what()) << '\n';
+    return overviewOf(RunList{}, drives);
   }
-  return metricsText(drives, drivesAwaitingReset(drives, runs), last);
+}
+
+std::string metricsOf(const Options& options) {
+  const std::vector<DriveFacts> drives = readDriveFacts().drives;
+  const RunsOverview runs = runsOf(options, drives);
+  return metricsText(drives, runs.awaitingReset, runs.last);
 }
 
 int writeMetrics(const Options& options) {

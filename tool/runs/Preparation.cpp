@@ -63,27 +63,6 @@ void layOut(Run& run, const Plan& plan, const Payload& payload, bool obeysList) 
   record.workingFolder = copy.string();
 }
 
-/// The drives of a run, or of an earlier attempt of it, that took firmware.
-std::vector<EarlierFlash> flashesOf(const Run& run, bool isThisRun) {
-  std::vector<EarlierFlash> flashes;
-  const RunRecord& record = run.record;
-  if (!record.hasFlashed || record.phase != RunPhase::kDone) return flashes;
-  const bool isThisBoot = record.bootId == bootId();
-  for (const DriveVerdict& drive : storedVerdict(run).drives) {
-    const bool isDone = drive.state == Outcome::kUpdated || drive.state == Outcome::kCurrent;
-    const bool isRunning = isThisRun && isDone && drive.after;
-    const bool isWaiting =
-        isThisBoot && (drive.state == Outcome::kStaged || (isThisRun && drive.state == Outcome::kUnchanged));
-    if (!isRunning && !isWaiting) continue;
-    flashes.push_back({.serial = drive.serial.value_or(""),
-                       .pci = drive.pci.value_or(PciIds{}),
-                       .sha256 = record.payload,
-                       .revision = (isRunning ? drive.after : drive.staged).value_or(""),
-                       .isRunning = isRunning});
-  }
-  return flashes;
-}
-
 }  // namespace
 
 FolderPlan planFolder(const fs::path& folder, const InventoryTaken& inventory, const Policy& policy,
@@ -126,16 +105,42 @@ std::size_t drivesToFlash(const Verdict& plan) {
                     [](const DriveVerdict& drive) { return drive.state == Outcome::kFlash; }));
 }
 
+bool mayTellOfFlashes(const Run& run, bool isThisRun) {
+  const RunRecord& record = run.record;
+  return record.hasFlashed && record.phase == RunPhase::kDone && (isThisRun || record.bootId == bootId());
+}
+
+std::vector<EarlierFlash> flashesOf(const Run& run, const Verdict& verdict, bool isThisRun) {
+  std::vector<EarlierFlash> flashes;
+  if (!mayTellOfFlashes(run, isThisRun)) return flashes;
+  const bool isThisBoot = run.record.bootId == bootId();
+  for (const DriveVerdict& drive : verdict.drives) {
+    const bool isDone = drive.state == Outcome::kUpdated || drive.state == Outcome::kCurrent;
+    const bool isRunning = isThisRun && isDone && drive.after;
+    const bool isWaiting =
+        isThisBoot && (drive.state == Outcome::kStaged || (isThisRun && drive.state == Outcome::kUnchanged));
+    if (!isRunning && !isWaiting) continue;
+    flashes.push_back({.serial = drive.serial.value_or(""),
+                       .pci = drive.pci.value_or(PciIds{}),
+                       .sha256 = run.record.payload,
+                       .revision = (isRunning ? drive.after : drive.staged).value_or(""),
+                       .isRunning = isRunning});
+  }
+  return flashes;
+}
+
 std::vector<EarlierFlash> earlierFlashes(const RunList& runs, const std::string& run) {
   std::vector<EarlierFlash> flashes;
-  const auto take = [&flashes](const std::vector<EarlierFlash>& more) {
+  const auto take = [&flashes](const Run& from, bool isThisRun) {
+    if (!mayTellOfFlashes(from, isThisRun)) return;
+    const std::vector<EarlierFlash> more = flashesOf(from, storedVerdict(from), isThisRun);
     flashes.insert(flashes.end(), more.begin(), more.end());
   };
   for (const Run& each : runs.runs) {
     const bool isThisRun = each.record.name == run;
-    take(flashesOf(each, isThisRun));
+    take(each, isThisRun);
     if (!isThisRun) continue;
-    for (const Run& attempt : each.attempts()) take(flashesOf(attempt, isThisRun));
+    for (const Run& attempt : each.attempts()) take(attempt, isThisRun);
   }
   return flashes;
 }

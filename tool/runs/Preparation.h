@@ -43,6 +43,13 @@ Verdict refusal(std::vector<std::string> reasons);
 /// How many drives of a plan are to be flashed.
 std::size_t drivesToFlash(const Verdict& plan);
 
+/// Whether the verdict of a run says something about drives that took firmware and still count: the run has
+/// flashed, in this boot or as an earlier part of the run that is planned.
+bool mayTellOfFlashes(const Run& run, bool isThisRun);
+
+/// The drives of such a run that took firmware, by its verdict. Nothing for other runs.
+std::vector<EarlierFlash> flashesOf(const Run& run, const Verdict& verdict, bool isThisRun);
+
 /// What runs have recorded of drives that took firmware: those that are staged since this boot, and in the
 /// run of that name those that were updated in any boot, or that the drive library called a success in this
 /// one.

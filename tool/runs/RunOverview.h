@@ -18,11 +18,16 @@ std::optional<Run> lastRun(const RunList& list);
 /// kUndecided: it has died.
 Verdict overviewOf(const Run& run);
 
-/// The last run as metrics tell it. Nothing without a run.
-std::optional<LastRun> lastRunOf(const RunList& list);
+/// All runs together, as metrics tell them.
+struct RunsOverview {
+  std::optional<LastRun> last{};  ///< nothing without a run
 
-/// How many drives have taken firmware that waits for a reset: by the slots of `drives`, and for drives whose
-/// slots are not known by what runs of this boot have recorded.
-std::size_t drivesAwaitingReset(const std::vector<DriveFacts>& drives, const RunList& list);
+  /// How many drives have taken firmware that waits for a reset: by their slots, and for drives whose slots
+  /// are not known by what runs of this boot have recorded.
+  std::size_t awaitingReset = 0;
+};
+
+/// `drives` are those of the kernel. Each verdict is read once, and none of an earlier boot but the last.
+RunsOverview overviewOf(const RunList& list, const std::vector<DriveFacts>& drives);
 
 }  // namespace tool
