@@ -185,6 +185,16 @@ class ModuleTest(unittest.TestCase):
             self.assertEqual(told["summary"][:3], ["n: 3 servers: 1 done, 1 failed, 1 lost", "a: failed", "b: lost: no answer"])
             self.assertIn(expected, told["summary"][3])
             self.assertEqual([Path(file).name for file in told["files"]], ["report.json", "metrics.prom"])
+        written = json.loads((new / "report.json").read_text())
+        self.assertEqual([written["counts"], [each["server"] for each in written["servers"]]],
+                         [{"done": 1, "failed": 1, "lost": 1}, ["a", "b", "c"]])
+        lacks = self.folder / "lacks"
+        lacks.write_text("#!/bin/sh\ntouch $4\necho a.json: is broken >&2\nexit 1\n")
+        lacks.chmod(stat.S_IRWXU)
+        told, _ = self.module("nvme_firmware_report", folder=str(new), tool=str(lacks), **keys)
+        self.assertIn("the page lacks servers: ", told["summary"][3])
+        self.assertIn("ended with 1: a.json: is broken", told["summary"][3])
+        self.assertEqual([Path(file).name for file in told["files"]], ["report.json", "metrics.prom", "report.html"])
         told, _ = self.module("nvme_firmware_report", folder=str(self.folder / "tool/below"), **keys)
         self.assertEqual((told["failed"], told["ill"], told["counts"]["lost"]), (True, 2, 1))
 
@@ -243,4 +253,4 @@ class ReportTest(unittest.TestCase):
 
 if __name__ == "__main__":
     os.environ.setdefault("LC_ALL", "C.UTF-8")
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[2:])

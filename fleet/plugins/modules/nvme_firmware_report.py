@@ -123,6 +123,13 @@ def gauge(name, told, samples):
     return lines
 
 
+def json_of(run, servers):
+    """A line for each server, for grep and because indented JSON takes three times as long."""
+    head = json.dumps({"format": "nvmepcissd-fleet", "version": 1, "run": run, "counts": dict(counts_of(servers))})
+    lines = [json.dumps(dict(servers[each], server=each)) for each in sorted(servers, key=natural)]
+    return head[:-1] + ', "servers": [\n' + ",\n".join(lines) + "\n]}\n"
+
+
 def metrics_of(run, servers):
     drives = []
     for name in sorted(servers, key=natural):
@@ -165,7 +172,7 @@ class Report:
         self.files.append(path)
 
     def write_page(self, servers):
-        """Returns why there is no page; empty when there is one."""
+        """Returns why there is no page, or what is missing on it; empty when all is well."""
         tool = self.module.get_bin_path(self.module.params["tool"])
         if tool is None:
             return "no page: %s is not installed on the control machine" % self.module.params["tool"]
@@ -176,9 +183,12 @@ class Report:
                     json.dump(verdict_of(server, self.module.params["well"]), target)
             page = os.path.join(self.module.tmpdir, "report.html")
             status, output, errors = self.module.run_command([tool, "report", ".", "-o", page], cwd=scratch)
-            if not os.path.exists(page):
-                return "no page: %s report ended with %d: %s" % (tool, status, errors.strip())
-            self.keep(page, "report.html")
+            has_page = os.path.exists(page)
+            if has_page:
+                self.keep(page, "report.html")
+            if status != 0 or not has_page:
+                return "%s: %s report ended with %d: %s" % ("the page lacks servers" if has_page else "no page", tool, status,
+                                                            " ".join(errors.split())[:300])
         finally:
             shutil.rmtree(scratch)
         return ""
@@ -202,12 +212,10 @@ def main():
                 if servers[each]["state"] not in module.params["well"]]
     report = Report(module)
     if not module.check_mode:
-        whole = {"format": "nvmepcissd-fleet", "version": 1, "run": name, "counts": dict(counts),
-                 "servers": [dict(servers[each], server=each) for each in sorted(servers, key=natural)]}
         try:
             if not os.path.isdir(report.folder):
                 os.makedirs(report.folder)
-            report.write("report.json", json.dumps(whole, indent=2) + "\n")
+            report.write("report.json", json_of(name, servers))
             report.write("metrics.prom", metrics_of(name, servers))
             summary += [line for line in [report.write_page(servers)] if line]
         except (IOError, OSError) as error:
