@@ -5,7 +5,7 @@
 #   scripts/bench.sh gate       instructions and peak memory; fails above 1.10 times the yardstick
 #   scripts/bench.sh growth     instructions against drives and entries; draws docs/images/growth.svg
 #   scripts/bench.sh large      time and memory of 2,000 drives and 3,000 entries; fails above 1 GiB
-#   scripts/bench.sh documents  show and report against libxml2; fails above 3 times; docs/images/documents.svg
+#   scripts/bench.sh documents  show, report, verify, metrics against libxml2; fails above 3 times; docs/images/documents.svg
 #   scripts/bench.sh micro      the micro-benchmarks
 set -euo pipefail
 cd "$(dirname "$0")/.."
