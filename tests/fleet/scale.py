@@ -65,7 +65,8 @@ def run_measured(words, count, step, **keys):
     process.returncode = os.waitstatus_to_exitcode(status)
     peak, wall = memory.stop(), time.monotonic() - begun
     milliseconds = 1000 * (usage.ru_utime + usage.ru_stime) / count
-    print(f"{step}\t{count}\t{milliseconds:.0f}\t{peak[0]:.0f}\t{peak[1]:.0f}\t{wall:.1f}\t{load:.1f}", flush=True)
+    if process.returncode == 0:
+        print(f"{step}\t{count}\t{milliseconds:.0f}\t{peak[0]:.0f}\t{peak[1]:.0f}\t{wall:.1f}\t{load:.1f}", flush=True)
     return process.returncode
 
 
