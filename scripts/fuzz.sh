@@ -18,7 +18,7 @@ seconds=${1:?usage: scripts/fuzz.sh SECONDS [target ...]}
 shift
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(descriptor discovery extract inventory plugins cli update identity sysfs uses
-  supported results salvage elf script log verdict policy run)
+  supported results salvage elf script log verdict policy run lists)
 
 scripts/install-packages.sh fuzz
 cmake --preset fuzz >/dev/null
