@@ -21,7 +21,7 @@ coverage     tests gcovr
 packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc bash-completion bsdextrautils
 packaging    zsh fish pkgconf make chromium chromium-driver systemd prometheus
 pictures     demo packaging fleet
-analysis     tests clang clang-tidy cppcheck shellcheck
+analysis     tests clang clang-tidy cppcheck shellcheck pyflakes3
 fuzz         release python3 clang llvm
 bench        release python3 valgrind time libbenchmark-dev libxml2-utils
 bench-tables bench strace

@@ -6,8 +6,11 @@ import sys
 import unittest
 
 from component import FaultTest
-from file_faults import Descriptors, Folders, FullDisk, Killed, Limits  # unittest finds them here
+from file_faults import Descriptors, Folders, FullDisk, Killed, Limits
 from library_faults import Allocations, DriveLibrary, Loading
+
+# unittest finds them here.
+__all__ = ["Allocations", "Descriptors", "DriveLibrary", "Folders", "FullDisk", "Killed", "Limits", "Loading"]
 
 
 def main():

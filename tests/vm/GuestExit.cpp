@@ -8,6 +8,6 @@
 int main(int argc, char** argv) {
   constexpr unsigned short kDebugPort = 0xF4;
   if (argc != 2 || iopl(3) != 0) return EXIT_FAILURE;
-  outb(static_cast<unsigned char>(std::atoi(argv[1])), kDebugPort);
+  outb(static_cast<unsigned char>(std::strtol(argv[1], nullptr, 10)), kDebugPort);
   return EXIT_FAILURE;
 }

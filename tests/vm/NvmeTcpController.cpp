@@ -141,8 +141,7 @@ class Controller {
         return identify(cdw10 & 0xFF);
       case kGetLogPage:
         return logPage(cdw10);
-      case kSetFeatures:
-        return {};  // one queue of each kind, as the result of zero says
+      case kSetFeatures:  // one queue of each kind, as the result of zero says
       case kKeepAlive:
         return {};
       case kAsynchronousEvent:

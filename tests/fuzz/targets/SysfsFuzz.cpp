@@ -58,7 +58,8 @@ std::set<std::string> build(fuzz::Input input) {
     std::map<std::string, std::string> attributes;
     for (const char* const attribute : kAttributes) attributes[attribute] = input.line();
     if (!isName(name) || fs::exists(kClass + name)) continue;
-    for (const auto& [attribute, text] : attributes) write(kClass + name + "/" + attribute, text);
+    const std::string folder = kClass + name + "/";
+    for (const auto& [attribute, text] : attributes) write(folder + attribute, text);
     const bool isController = name.starts_with("nvme") && name.size() > 4 &&
                               name.find_first_not_of("0123456789", 4) == std::string::npos;
     if (isController && attributes["transport"] == "pcie") pcie.insert(name);

@@ -7,7 +7,7 @@ import sys
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
-from package_folder import DISPLAY, DRIVE, IDS, OTHER_IDS, PCI_INFO, descriptor
+from package_folder import DISPLAY, DRIVE, OTHER_IDS, PCI_INFO, descriptor
 
 BUILD, LIBRARIES = (Path(argument) for argument in sys.argv[2:4])
 OWN_LIBRARY = BUILD / "drive_library/libnvme.so"

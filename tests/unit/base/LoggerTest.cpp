@@ -28,8 +28,8 @@ class Logger : public testing::Test {
   Logger() : m_before(CLogger::m_ptrInstance) { CLogger::m_ptrInstance = &m_logger; }
   ~Logger() override { CLogger::m_ptrInstance = m_before; }
 
-  void log(std::string source, unsigned int line, const std::string& message) {
-    m_logger.log(source.data(), line, message);
+  void log(const std::string& source, unsigned int line, const std::string& message) {
+    m_logger.log(std::string(source).data(), line, message);
   }
   void log(const std::string& message) { log(kSource, 1, message); }
 

@@ -23,7 +23,7 @@ const SupportedDrives kSupported(std::set<SupportedModel>{
 
 class Machine {
  public:
-  explicit Machine(StrictDrive::Options options = {}, unsigned int ports = 1)
+  explicit Machine(const StrictDrive::Options& options = {}, unsigned int ports = 1)
       : drive(options), controllers(ports) {}
 
   /// An update by a process of its own.

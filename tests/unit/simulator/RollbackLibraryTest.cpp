@@ -15,8 +15,6 @@
 
 namespace fs = std::filesystem;
 using simulator::RollbackScript;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 

@@ -37,7 +37,7 @@ test_nvme_cli_flashes_the_same_bytes_with_no_fewer_commands_and_no_faster() {
   plug theirs 2 device-id=43010
   payload 8388608
   address=$(short_address_of ours | tr :. '  ') node=/dev/$(node_of theirs)
-  cd $component
+  cd $component || return
   keep_time
   for attempt in 1 2 3 4 5; do
     clear_told ours
