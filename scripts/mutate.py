@@ -31,7 +31,9 @@ FOLDERS = ("src/", "cm_BackPlane/src/", "cm_CMBaseUtils/src/", "nvme_linux/", "t
 ACCEPTED = "tests/mutants.txt"
 # The test program that notices most changes of a folder; it alone is built and run first.
 FIRST = (("cm_CMBaseUtils/src/", "base_tests"), ("cm_BackPlane/src/", "core_tests"), ("src/", "core_tests"),
-         ("nvme_linux/", "nvme_linux_tests"), ("tool/", "tool_tests"), ("simulator/", "simulator_tests"))
+         ("nvme_linux/", "nvme_linux_tests"), ("simulator/", "simulator_tests"),
+         ("tool/drives/", "drive_facts_tests"), ("tool/outcome/", "outcome_tests"), ("tool/plan/", "plan_tests"),
+         ("tool/runs/", "runs_tests"), ("tool/", "tool_tests"))
 BUILD_SECONDS = 3600
 TEST_SECONDS = 120
 CPU_SECONDS = 40  # of each process
@@ -124,18 +126,20 @@ def changed(character):
 
 
 def sample(arguments):
-    """Mutants of every file: each file's share by what can be changed in it, but five where there are as many. One
-    in four of them changes a text; there are so many texts that they would push out the rest otherwise."""
+    """Mutants of every file: each file's share by what can be changed in it, but one at least, and five where so many
+    are asked for. One in four of them changes a text; there are so many texts that they would push out the rest
+    otherwise."""
     tracked = subprocess.run(["git", "ls-files", *FOLDERS], cwd=ROOT, capture_output=True, text=True, check=True).stdout.split()
     files = [path for path in tracked if path.endswith((".cpp", ".h")) and arguments.only in path]
     found = {path: worth_while(path) for path in files}
     total = sum(len(logic) for logic, _ in found.values())
+    least = max(1, min(5, arguments.count // max(len(files), 1)))
     chance = random.Random(arguments.seed)
     chosen = []
     for logic, texts in found.values():
-        share = max(5, round(0.75 * arguments.count * len(logic) / max(total, 1)))
+        share = max(least, round(0.75 * arguments.count * len(logic) / max(total, 1)))
         picked = chance.sample(logic, min(share, len(logic)))
-        picked += chance.sample(texts, min(round(len(picked) / 3) or 1, len(texts)))
+        picked += chance.sample(texts, min(round(len(picked) / 3), len(texts)))
         chosen += sorted(picked, key=lambda mutant: mutant.line)
     print(f"{total} possible mutants in {len(files)} files, and {sum(len(texts) for _, texts in found.values())} of texts; "
           f"{len(chosen)} chosen with seed {arguments.seed}", flush=True)
