@@ -127,6 +127,55 @@ test_tool_joins_a_flash_whose_command_was_killed() {
   expect "commits of drive 1" "commit slot 2 action 1" "$(told drive1 | grep commit)"
 }
 
+# Kills every process of a run that is left, as a power cut does.
+die() {
+  left=$(pidof nvmepcissd nvmepcissd-tool) && kill -9 $left
+  wait_for "every process to be gone" is_over
+}
+is_over() { ! pidof nvmepcissd nvmepcissd-tool >/dev/null; }
+has_component() { pidof nvmepcissd >/dev/null; }
+has_left_the_flash() { grep -qE '"phase": "(verifying|done)"' /tmp/state/cut/run.json; }
+
+# resume: the run "cut" again, until it flashes
+resume() { tool_update 5 --to NEW_REV --run cut --begin; }
+
+# told_of_cut STATUS STATES INTERRUPTED: what the next call says of it
+told_of_cut() {
+  tool $1 result cut --state /tmp/state
+  expect "states of what was cut off" "$2" "$(answered state)"
+  expect "whether it was cut off" "$3" "$(sed -n 's/^  "interrupted": \(.*\),/\1/p' /tmp/answer.json)"
+}
+
+test_tool_resumes_a_run_that_died_at_every_stage() {
+  fresh_state
+  plug drive1 1 fw-download-delay=300
+  plug drive2 2 fw-download-delay=300
+  payload 40960
+  nvmepcissd-tool update $component --state /tmp/state --yes --to NEW_REV --run cut >/tmp/cut.json 2>&1 &
+  wait_for "the inventory to begin" has_component
+  die
+  wait $!
+  told_of_cut 3 "" true
+  expect "downloads of a plan that died" "" "$(told drive1 | grep download)"
+  resume
+  wait_for "the first download to begin" has_begun drive1
+  die
+  told_of_cut 3 "undecided untouched" true
+  resume
+  wait_for "the second download to begin" has_begun drive2
+  kill -9 $(pidof nvmepcissd)
+  tool 3 result cut --state /tmp/state --wait 300
+  told_of_cut 3 "staged undecided" true
+  clear_told drive1
+  resume
+  wait_for "the flash to end" has_left_the_flash
+  die
+  told_of_cut 0 "staged staged" false
+  expect "what the first drive was told again" "" "$(told drive1)"
+  expect_image_in drive1 2
+  expect_image_in drive2 2
+}
+
 test_tool_misses_a_drive_that_was_yanked() {
   fresh_state
   plug drive1 1
