@@ -49,6 +49,13 @@ class StateTest(unittest.TestCase):
                                  (["untouched", "refused"], "interrupted"), (["untouched", "failed"], "failed")):
             self.assertEqual(tool.state_of(answer(*states, outcome="refused")), expected)
 
+    def test_a_run_that_was_cut_off_is_interrupted_unless_a_drive_has_failed(self):
+        for states, expected in (([], "interrupted"), (["updated", "undecided", "untouched"], "interrupted"),
+                                 (["staged", "untouched"], "interrupted"), (["undecided", "failed"], "failed"),
+                                 (["undecided", "missing"], "failed"), (["undecided", "stale"], "stale")):
+            self.assertEqual(tool.state_of(answer(*states, outcome="undecided", interrupted=True)), expected, states)
+            self.assertNotIn("interrupted", tool.state_of(answer("undecided", interrupted=False)))
+
     def test_what_was_unchanged_is_stale_after_its_reset(self):
         self.assertEqual(tool.state_of(answer("unchanged", "updated", bootId=EARLIER)), "stale")
         self.assertEqual(tool.state_of(answer("unchanged", "undecided", bootId=EARLIER)), "undecided")

@@ -24,6 +24,7 @@ STATES = (
     ("waiting", ("flash",)),
     ("done", ("updated", "current")),
 )
+FINAL = ("failed", "missing", "stale")
 AWAIT_RESET = ("staged", "unchanged")
 TOUCHABLE = AWAIT_RESET + ("updated", "current", "refused", "unhealthy")
 
@@ -73,6 +74,9 @@ def state_of(answer):
     if answer["outcome"] == "running":
         return "running"
     found = [drive["state"] for drive in answer["drives"]]
+    # The same command takes up a run that was cut off, and finds out what its drives run.
+    if answer.get("interrupted") and not any(each in FINAL for each in found):
+        return "interrupted"
     if not found:
         return "refused" if answer["outcome"] == "refused" else "undecided"
     state = next(name for name, members in STATES if any(each in members for each in found))
