@@ -153,13 +153,21 @@ def check(seed, options):
     return report
 
 
+def workers(count):
+    """Processes, not threads: while one of them copies an executable, no other may hold it open for writing in a child.
+    Where there are no semaphores, as without /dev/shm, one thread looks at all."""
+    try:
+        return concurrent.futures.ProcessPoolExecutor(count)
+    except OSError:
+        return concurrent.futures.ThreadPoolExecutor(1)
+
+
 def main():
     options = arguments()
     first = options.seed if options.seed is not None else random.SystemRandom().randrange(1_000_000_000)
     print(f"{options.count} scenarios from seed {first}", flush=True)
     failed = 0
-    # Processes, not threads: while one of them copies an executable, no other may hold it open for writing in a child.
-    with concurrent.futures.ProcessPoolExecutor(options.jobs) as pool:
+    with workers(options.jobs) as pool:
         for report in pool.map(functools.partial(check, options=options), range(first, first + options.count)):
             if report is not None:
                 failed += 1

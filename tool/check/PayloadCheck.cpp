@@ -6,7 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <ranges>
+#include <span>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -32,7 +32,8 @@ constexpr char kFlashedAsItIs[] =
 
 std::string listOf(const std::vector<std::string>& names) {
   constexpr std::size_t kShown = 8;
-  return joined(names | std::views::take(kShown)) + (names.size() > kShown ? ", ..." : "");
+  return joined(std::span(names).first(std::min(names.size(), kShown))) +
+         (names.size() > kShown ? ", ..." : "");
 }
 
 /// What the drive library is not sure of, since an image may begin with these few bytes by chance.

@@ -40,8 +40,9 @@ class Tool : public testing::Test {
 
   static bool hasTerminals() {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    const bool isOne = terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0;
     if (terminal >= 0) close(terminal);
-    return terminal >= 0;
+    return isOne;
   }
 
   /// What a shell command writes to a terminal.

@@ -70,7 +70,7 @@ class PackageCheck(unittest.TestCase):
                  ("payload/firmware.bin", 0o600, ["payload-unreadable"]), ("package.xml", 0o600, ["descriptor-unreadable"]),
                  ("libnvme.so", 0o600, ["library-unreadable"]), ("fwkitinstall.sh", 0o711, ["script-unreadable"])]
         if os.geteuid() != 0:
-            cases = [(name, bits & 0o077, ids) for name, bits, ids in cases]
+            cases = [(name, (bits & 0o007) << 6, ids) for name, bits, ids in cases]
         for name, bits, ids in cases:
             with self.subTest(name), tempfile.TemporaryDirectory() as scratch:
                 folder = Folder(BUILD, scratch)
