@@ -5,12 +5,10 @@ import signal
 import subprocess
 import time
 
-from fleet import COMPONENT, FAST, STOPPED, FleetTest, drive, main, policy
+from fleet import COMPONENT, FAST, STOPPED, FleetTest, drive, main
 from rack import until
 
 ALL_AT_ONCE = {"fleet_batches": [6]}
-# A maker's library flashes all drives again, so that those which run the new revision must be allowed to.
-AGAIN = {"update_policy": policy(**{"from": ["SMP10100", "SMP90200"]})}
 DEFAULTS = {"ANSIBLE_FORKS": "8"}
 SITE = {"ANSIBLE_SSH_ARGS": "-o ControlMaster=auto -o ControlPersist=60s -o ServerAliveInterval=60"}
 NOTICED = 20  # seconds after which a server without power must have been noticed
@@ -27,7 +25,7 @@ class BreakageTest(FleetTest):
 
     def test_a_server_lost_in_the_second_batch_spares_the_third(self):
         self.hang(self.server(3))
-        process = self.start(fleet_batches=[1, 2, 3], **AGAIN)
+        process = self.start(fleet_batches=[1, 2, 3])
         self.await_flash(self.server(3), drives=2)
         self.await_join(self.server(3))
         self.server(3).cut()
@@ -35,7 +33,7 @@ class BreakageTest(FleetTest):
         self.assert_states(play, "done", "done", "interrupted", "waiting", status=STOPPED)
         self.rack.boot(self.server(3))
         self.set_drives(self.server(3), drive(1), drive(2))
-        resumed = self.play(fleet_batches=[1, 2, 3], **AGAIN)
+        resumed = self.play(fleet_batches=[1, 2, 3])
         self.assert_states(resumed, "done")
         self.assertEqual(resumed.changed(), ["srv003", "srv004", "srv005", "srv006"])
         self.assert_flashed_once_or_cut(3)
@@ -54,7 +52,7 @@ class BreakageTest(FleetTest):
         # Connections of the site's own, which never notice that a server is gone, are of no consequence.
         subprocess.run(["ansible", "-i", "inventory.json", "all", "-m", "ping"], cwd=self.rack.folder, check=True,
                        env=self.rack.environment(**settings), capture_output=True)
-        process = self.start(settings=settings, **ALL_AT_ONCE, **AGAIN)
+        process = self.start(settings=settings, **ALL_AT_ONCE)
         self.await_flash(*self.rack.servers, drives=2)
         self.await_join(*self.rack.servers)
         self.server(1).cut()
@@ -79,7 +77,7 @@ class BreakageTest(FleetTest):
         told = self.play("report")
         self.assertEqual(told.servers["srv003"]["state"], "done", told.text)
         self.assertEqual(told.servers["srv001"]["state"], "interrupted", told.text)
-        again = self.play(**ALL_AT_ONCE, **AGAIN)
+        again = self.play(**ALL_AT_ONCE)
         self.assert_states(again, "done")
         self.assertEqual(again.changed(), ["srv001"])
         self.assert_flashed_once_or_cut(1)

@@ -54,7 +54,11 @@ class StateTest(unittest.TestCase):
                                  (["staged", "untouched"], "interrupted"), (["undecided", "failed"], "failed"),
                                  (["undecided", "missing"], "failed"), (["undecided", "stale"], "stale")):
             self.assertEqual(tool.state_of(answer(*states, outcome="undecided", interrupted=True)), expected, states)
-            self.assertNotIn("interrupted", tool.state_of(answer("undecided", interrupted=False)))
+        self.assertEqual(tool.state_of(answer("undecided", outcome="undecided", interrupted=False)), "undecided")
+
+    def test_a_run_that_was_cut_off_and_turned_out_well_is_not_interrupted(self):
+        self.assertEqual(tool.state_of(answer("updated", "current", interrupted=True)), "done")
+        self.assertEqual(tool.state_of(answer("updated", "staged", interrupted=True)), "staged")
 
     def test_what_was_unchanged_is_stale_after_its_reset(self):
         self.assertEqual(tool.state_of(answer("unchanged", "updated", bootId=EARLIER)), "stale")

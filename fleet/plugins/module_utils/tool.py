@@ -24,7 +24,6 @@ STATES = (
     ("waiting", ("flash",)),
     ("done", ("updated", "current")),
 )
-FINAL = ("failed", "missing", "stale")
 AWAIT_RESET = ("staged", "unchanged")
 TOUCHABLE = AWAIT_RESET + ("updated", "current", "refused", "unhealthy")
 
@@ -74,12 +73,12 @@ def state_of(answer):
     if answer["outcome"] == "running":
         return "running"
     found = [drive["state"] for drive in answer["drives"]]
-    # The same command takes up a run that was cut off, and finds out what its drives run.
-    if answer.get("interrupted") and not any(each in FINAL for each in found):
+    state = next((name for name, members in STATES if any(each in members for each in found)), None)
+    # The same command takes up a run that was cut off, unless that run turned out well all the same.
+    if answer.get("interrupted") and answer["outcome"] != "done" and state not in ("failed", "stale"):
         return "interrupted"
-    if not found:
+    if state is None:
         return "refused" if answer["outcome"] == "refused" else "undecided"
-    state = next(name for name, members in STATES if any(each in members for each in found))
     if state == "undecided" and flashed_before and "undecided" not in found:
         return "stale"  # what was unchanged had its reset
     # The whole run was refused, for a reason that is no drive's.
