@@ -81,7 +81,7 @@ void addInventoryCommand(CommandLine& line) {
   command.footer(
       "Exit status: 0 done; 2 usage; 3 a drive does not tell its revision, or there is no document; 4 refused.");
   command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
-  command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  addEnvironmentOption(command, options->keepEnvironment);
   addRunOptions(command, *options);
 }
 

@@ -16,7 +16,6 @@
 #include "CommandLine.h"
 #include "DriveJson.h"
 #include "FolderInspection.h"
-#include "PolicyOptions.h"
 #include "Preparation.h"
 #include "RunLock.h"
 #include "RunOptions.h"
@@ -28,13 +27,6 @@ namespace fs = std::filesystem;
 namespace tool {
 
 namespace {
-
-struct Options : RunOptions {
-  std::string folder;
-  PolicyOptions policy;
-  std::string run;
-  bool keepEnvironment = false;
-};
 
 /// For what the component leaves, which nobody needs afterwards.
 class TemporaryFolder {
@@ -61,7 +53,7 @@ FolderPlan refused(std::vector<std::string> reasons) {
   return {.plan = {.verdict = refusal(std::move(reasons))}};
 }
 
-FolderPlan planBy(const Policy& policy, const Options& options) {
+FolderPlan planBy(const Policy& policy, const PlanOptions& options) {
   const fs::path folder = fs::canonical(options.folder);
   const std::optional<RunLock> lock = RunLock::acquireSoon();
   if (!lock) return refused({"a run goes on on this server"});
@@ -78,7 +70,7 @@ FolderPlan planBy(const Policy& policy, const Options& options) {
   return planned;
 }
 
-int runPlan(const Options& options) {
+int runPlan(const PlanOptions& options) {
   const std::optional<Policy> policy = readPolicy(options.policy);
   if (!policy) return kUsage;
   FolderPlan planned;
@@ -99,18 +91,14 @@ int runPlan(const Options& options) {
 }  // namespace
 
 void addPlanCommand(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PlanOptions>();
   const Command command = line.addCommand("plan", "Tell what an update would do to every drive, and why",
                                           [options] { return runPlan(*options); });
   command.footer(
       "Exit status: 0 nothing is refused; 2 usage, or a policy that cannot be read; 4 the run or a drive is\n"
       "refused, or a drive is unhealthy.");
-  command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
-  addPolicyOptions(command, options->policy);
-  command.addOption("--run", options->run, "Plan as an update of that name, which knows what it has flashed")
-      .typeName("NAME")
-      .check(complaintAboutRun);
-  command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  addPlanOptions(command, *options, "Plan as an update of that name, which knows what it has flashed");
+  addEnvironmentOption(command, options->keepEnvironment);
   addRunOptions(command, *options);
 }
 

@@ -18,6 +18,16 @@ void addRunOptions(const Command& command, RunOptions& options) {
   command.addFlag("--json", options.json, "Write JSON");
 }
 
+void addPlanOptions(const Command& command, PlanOptions& options, const std::string& helpOfRun) {
+  command.addOption("DIR", options.folder, "Component folder").required().existingFolder();
+  addPolicyOptions(command, options.policy);
+  command.addOption("--run", options.run, helpOfRun).typeName("NAME").check(complaintAboutRun);
+}
+
+void addEnvironmentOption(const Command& command, bool& keep) {
+  command.addFlag("--keep-environment", keep, "Let the component have LD_LIBRARY_PATH");
+}
+
 std::string complaintAboutRun(const std::string& name) {
   return StateFolder::isName(name)
              ? ""

@@ -17,7 +17,6 @@
 #include "FolderInspection.h"
 #include "Follow.h"
 #include "Joined.h"
-#include "PolicyOptions.h"
 #include "Preparation.h"
 #include "RunLock.h"
 #include "RunOptions.h"
@@ -29,14 +28,10 @@ namespace tool {
 
 namespace {
 
-struct Options : RunOptions {
-  std::string folder;
-  PolicyOptions policy;
-  std::string run;
+struct Options : PlanOptions {
   bool yes = false;
   bool dryRun = false;
   bool begin = false;
-  bool keepEnvironment = false;
   long secondsPerDrive = 900;
 };
 
@@ -270,15 +265,11 @@ void addUpdateCommand(CommandLine& line) {
   command.footer(
       "Exit status: 0 every drive is updated, staged or current; 1 one failed, is missing or stale;\n"
       "2 usage; 3 anything else is open; 4 refused, or drives were left alone; 5 it goes on.");
-  command.addOption("DIR", options->folder, "Component folder").required().existingFolder();
-  addPolicyOptions(command, options->policy);
-  command.addOption("--run", options->run, "Name of the run; the same name again joins or resumes it")
-      .typeName("NAME")
-      .check(complaintAboutRun);
+  addPlanOptions(command, *options, "Name of the run; the same name again joins or resumes it");
   command.addFlag("--yes", options->yes, "Do not ask");
   command.addFlag("--dry-run", options->dryRun, "End after the plan");
   command.addFlag("--begin", options->begin, "Return once flashing has been started");
-  command.addFlag("--keep-environment", options->keepEnvironment, "Let the component have LD_LIBRARY_PATH");
+  addEnvironmentOption(command, options->keepEnvironment);
   command
       .addOption("--seconds-per-drive", options->secondsPerDrive,
                  "Wait so long for a drive, then leave the run to itself (900)")
