@@ -294,7 +294,7 @@ CASES = [
     ("executable mode", mode("nvmepcissd", 0o644), ["executable-mode"], is_not_started),
     ("executable text", written("nvmepcissd", "text", 0o755), ["executable-not-elf"], is_not_started),
     ("executable foreign", patched("nvmepcissd", MACHINE, AARCH64), ["executable-foreign", "library-foreign"], is_not_started),
-    ("executable cut off", cut("nvmepcissd", 0.3), ["executable-damaged"], is_ended_by_signal),
+    ("executable cut off", cut("nvmepcissd", 0.1), ["executable-damaged"], is_ended_by_signal),
     ("executable link", lambda folder: (folder.path / "nvmepcissd").rename(folder.scratch / "elsewhere")
      and replaced_by_link("nvmepcissd", "../elsewhere")(folder), ["executable-link", "link-leads-out"], is_not_started),
     ("executable without its sections", cut("nvmepcissd", 0.99), ["executable-damaged"], works),
