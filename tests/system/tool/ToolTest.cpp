@@ -130,6 +130,16 @@ TEST_F(Tool, ShowEndsWithOneWhenADocumentCannotBeRead) {
   EXPECT_EQ(schemaComplaint(run("show --json good.xml bad.xml missing.xml").output, "show.json"), "");
 }
 
+TEST_F(Tool, ShowPassesOverWhatIsNoDocumentInAFolder) {
+  std::filesystem::create_directory("folder");
+  writeFile("folder/good.xml", kInventory);
+  writeFile("folder/package.xml", "<SoftwareComponent/>");
+  EXPECT_THAT(run("show folder").output, HasSubstr("\n1 file of other kinds passed over in folders\n"));
+  const std::string csv = run("show --csv folder").output;
+  EXPECT_THAT(csv, StartsWith("document,kind,"));
+  EXPECT_THAT(csv, HasSubstr("\r\nfolder/good.xml,inventory,"));
+}
+
 TEST_F(Tool, ShowFitsTheTerminal) {
   if (!hasTerminals()) GTEST_SKIP() << kNoTerminals;
   writeFile("a-file-with-a-name-that-takes-up-the-better-part-of-a-line-and-more.xml", kInventory);

@@ -104,6 +104,8 @@ TEST_F(Verify, ReadsDocumentsThatAMarkUpCharacterSpoils) {
   const Json verdict = verify("--to SMP90200");
   EXPECT_EQ(states(verdict), "A&B:updated SIM2:updated");
   EXPECT_EQ(verdict["reasons"].size(), 3U) << "each document is marked";
+  EXPECT_EQ(tool("report " + path("before.xml") + " -o " + path("page.html")).status, 0);
+  EXPECT_THAT(readFile(path("page.html")), testing::HasSubstr("<tr class=\"warning\">"));
 }
 
 TEST_F(Verify, TellsFromTheLogAloneWhoFailed) {
@@ -115,6 +117,21 @@ TEST_F(Verify, TellsFromTheLogAloneWhoFailed) {
   EXPECT_NE(answer.output.find("SIM2"), std::string::npos) << answer.output;
   EXPECT_NE(answer.output.find("failed: -EBUSY: another run is updating this drive"), std::string::npos)
       << answer.output;
+}
+
+TEST_F(Verify, TellsFromTheLogOfAnInventoryThatNothingWasFlashed) {
+  m_folder.setDrives({drive(1)});
+  m_folder.run({"-i", "-o", path("before.xml"), "-d", path("inventory.log")});
+  EXPECT_EQ(states(verdictOf(tool("log --json " + path("inventory.log")))), "SIM1:untouched");
+  const std::string whole = readFile(path("inventory.log"));
+  const std::size_t lastLine = whole.rfind('\n', whole.size() - 2);
+  writeFile(path("cut.log"), whole.substr(0, lastLine / 2));
+  EXPECT_THAT(verdictOf(tool("log --json " + path("cut.log")))["reasons"].dump(),
+              testing::HasSubstr("the log ends before the run does"));
+  update();
+  const Json verdict = verdictOf(
+      tool("verify --json " + path("before.xml") + " " + path("update.xml") + " --log " + path("none.log")));
+  EXPECT_THAT(verdict["reasons"].dump(), testing::HasSubstr("none.log: cannot be read: No such file"));
 }
 
 TEST_F(Verify, KnowsEachOfThreeHundredDrives) {

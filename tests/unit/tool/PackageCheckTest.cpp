@@ -49,6 +49,20 @@ TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
   EXPECT_THAT(problems(), ElementsAre("payload: payload is not a folder"));
 }
 
+TEST_F(PackageCheck, AnArchiveOfAnotherProgramIsFoundByItsFirstBytes) {
+  for (const auto& [start, kind] :
+       {std::pair{"BZh91AY", "a bzip2 archive"}, std::pair{"LZIP", "an lzip archive"},
+        std::pair{"\x1F\x9D", "a file of compress"}}) {
+    write("payload/firmware.bin", start);
+    EXPECT_THAT(problems(), ElementsAre(std::string("payload/firmware.bin: payload is ") + kind));
+  }
+}
+
+TEST_F(PackageCheck, ALibraryInPlaceOfTheExecutableIsFound) {
+  addLibrary("whole.so", "nvmepcissd");
+  EXPECT_THAT(problems(), Contains("nvmepcissd: the executable is a library or an object file"));
+}
+
 TEST_F(PackageCheck, AnExecutableThatIsALinkIsFound) {
   fs::remove(folder() / "nvmepcissd");
   fs::create_symlink(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");

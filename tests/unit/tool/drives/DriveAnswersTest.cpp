@@ -90,6 +90,20 @@ TEST_F(DriveAnswers, AnUnusedDriveHasAnEmptyList) {
   drive().uses.clear();
   EXPECT_EQ(asJson()["use"], json::array());
   EXPECT_EQ(asJson()["redundant"], true);
+  EXPECT_THAT(asText(), HasSubstr("  use      nothing\n"));
+}
+
+TEST_F(DriveAnswers, AProgramGetsTheKindOfEachUse) {
+  using Kind = nvme_linux::DriveUse::Kind;
+  for (const auto& [kind, name] :
+       {std::pair{Kind::kMounted, "mounted"}, std::pair{Kind::kRootFileSystem, "root"},
+        std::pair{Kind::kSwap, "swap"}, std::pair{Kind::kMd, "md"}, std::pair{Kind::kLvm, "lvm"},
+        std::pair{Kind::kDm, "dm"}, std::pair{Kind::kHolder, "holder"},
+        std::pair{Kind::kUnknown, "unknown"}}) {
+    drive().uses = {{.kind = kind, .device = "nvme1n1"}};
+    EXPECT_EQ(asJson()["use"][0]["kind"], name);
+    EXPECT_TRUE(asJson()["use"][0]["place"].is_null()) << name;
+  }
 }
 
 TEST_F(DriveAnswers, ADriveThatTheKernelDoesNotKnowHasNullFacts) {

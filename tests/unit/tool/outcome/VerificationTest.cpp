@@ -248,6 +248,32 @@ TEST(Verification, DecidesNothingAboutARevisionThatCannotBeReadAfterwards) {
             "A:updated B:undecided");
 }
 
+TEST(Verification, NamesALogThatIsOfAnotherRun) {
+  LoggedRun log = loggedUpdate({logged("A", LoggedFlash::kDone)});
+  for (const auto& [ended, reason] :
+       {std::pair{true, "the log is of another run: it has 1 drives, the update document 2"},
+        std::pair{false, "the log ends before the run does"}}) {
+    log.ended = log.flashingEnded = ended;
+    const Verdict verdict = verify({.before = &kBefore, .update = &kBothDone, .log = &log});
+    ASSERT_FALSE(verdict.reasons.empty());
+    EXPECT_NE(verdict.reasons.front().find(reason), std::string::npos) << verdict.reasons.front();
+  }
+}
+
+TEST(Verification, ADriveThatRanTheWantedRevisionBeforeIsCurrentEvenUnseen) {
+  EXPECT_EQ(states(verify({.before = &kBefore, .update = &kBothDone, .wanted = "R1"})),
+            "A:current B:current");
+}
+
+TEST(Verification, WithoutARevisionBeforeNothingCanBeCompared) {
+  const Document blank = inventory({drive("A", "")});
+  const Document done = update({drive("A", "")});
+  const Document after = inventory({drive("A", "R2")});
+  const Verdict verdict = verify({.before = &blank, .update = &done, .after = &after});
+  EXPECT_EQ(states(verdict), "A:undecided");
+  EXPECT_EQ(verdict.drives[0].reason, "what it ran before is unknown");
+}
+
 TEST(Verification, TellsDrivesOfOneSerialNumberByOrder) {
   const Document before = inventory({drive("A", "R1"), drive("A", "R1")});
   const Document oneFailed = update({drive("A", "R1"), failure(kFailed)});

@@ -45,6 +45,11 @@ TEST(Policy, AnEmptyOneLetsEveryDriveBeFlashed) {
   EXPECT_EQ(rule->to, std::nullopt);
 }
 
+TEST(Policy, NullIsNoValue) {
+  for (const char* const key : {"expectDrives", "models", "inUse", "serials"})
+    EXPECT_NE(complaint("{\"" + std::string(key) + "\": null}").find(key), std::string::npos) << key;
+}
+
 TEST(Policy, TellsForEachModelWhatItIsToRun) {
   const Policy policy = parse(R"({
     "$schema": "policy.json",

@@ -6,12 +6,15 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "Flash.h"
 #include "PackageCopy.h"
+#include "RunOverview.h"
 #include "TestSupport.h"
 
 namespace fs = std::filesystem;
@@ -185,6 +188,25 @@ TEST_F(StateFolderTest, FilesOfAnAttemptArePutAside) {
   EXPECT_EQ(run.attempts()[0].folder, run.folder / "attempt-1");
 }
 
+TEST_F(StateFolderTest, DrivesAwaitAResetByTheirSlotsOrElseByTheRunsOfThisBoot) {
+  tool::Run run = state.create(RunKind::kUpdate, "one");
+  run.record.hasFlashed = true;
+  tool::Verdict verdict;
+  for (const char* const serial : {"S1", "S2", "S3"})
+    verdict.drives.push_back({.serial = serial, .state = tool::Outcome::kStaged});
+  tool::conclude(verdict);
+  tool::finish(state, run, verdict);
+  const std::vector<tool::DriveFacts> drives{
+      {.serial = "S1", .slots = tool::DriveSlots{.revisions = {"OLD", "NEW"}, .running = 1, .next = 2}},
+      {.serial = "S2", .slots = tool::DriveSlots{.revisions = {"NEW"}, .running = 1}},
+      {.serial = "S3"}};
+  const tool::RunsOverview overview = tool::overviewOf(state.list(), drives);
+  EXPECT_EQ(overview.awaitingReset, 2U) << "S2 was reset, and S3 does not tell";
+  ASSERT_TRUE(overview.last);
+  EXPECT_EQ(overview.last->name, "one");
+  EXPECT_EQ(overview.last->drives, (std::map<std::string, std::size_t>{{"staged", 3}}));
+}
+
 TEST(PackageCopy, HasTheListAndNotTheMarker) {
   const ScratchFolder folder;
   writeFile(folder / "from/package.xml", "<x/>");
@@ -192,9 +214,11 @@ TEST(PackageCopy, HasTheListAndNotTheMarker) {
   writeFile(folder / "from/enabledebug.txt", "");
   writeFile(folder / "from/drives.allow", "OLD\n");
   fs::create_symlink("package.xml", folder / "from/link.xml");
+  fs::create_directory_symlink("payload", folder / "from/images");
   tool::copyPackage(folder / "from", folder / "to", std::vector<std::string>{"SIM1", "SIM2"});
   EXPECT_EQ(readFile(folder / "to/payload/firmware.bin"), "firmware");
   EXPECT_EQ(readFile(folder / "to/link.xml"), "<x/>");
+  EXPECT_EQ(fs::read_symlink(folder / "to/images"), fs::canonical(folder / "from/payload"));
   EXPECT_EQ(readFile(folder / "to/drives.allow"), "SIM1\nSIM2\n");
   EXPECT_FALSE(fs::exists(folder / "to/enabledebug.txt"));
   tool::copyPackage(folder / "from", folder / "whole", std::nullopt);
