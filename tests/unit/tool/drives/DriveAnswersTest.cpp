@@ -136,6 +136,38 @@ TEST_F(DriveAnswers, APersonGetsAParagraph) {
             "  package  names it\n");
 }
 
+TEST_F(DriveAnswers, APersonIsToldWhatIsNotKnown) {
+  drive() = {.controller = "nvme1"};
+  EXPECT_THAT(asText(), HasSubstr("-  /dev/nvme1\n"
+                                  "  drive    -, serial number -\n"
+                                  "  runs     -\n"
+                                  "  slots    not known\n"
+                                  "  health   not known\n"
+                                  "  use      not known\n"));
+}
+
+TEST_F(DriveAnswers, APersonIsToldWhyADriveIsLeftAlone) {
+  drive().siblings = {"nvme2"};
+  drive().slots = DriveSlots{.revisions = {"NEXT"},
+                             .running = 1,
+                             .next = 1,
+                             .isUpdateInProgress = true,
+                             .isRunningSlotStaged = true};
+  drive().criticalWarning = 1;
+  drive().uses.clear();
+  drive().isInPackage = false;
+  EXPECT_THAT(asText(), HasSubstr("0000:41:00.0  /dev/nvme1, port of one drive with nvme2\n"
+                                  "  drive    Model A, serial number SN-0001\n"
+                                  "  runs     NOW\n"
+                                  "  slots    slot 1 NEXT (runs after a reset)\n"
+                                  "  update   in progress\n"
+                                  "  health   critical warning: spare below its threshold\n"
+                                  "  use      nothing\n"
+                                  "  package  does not name it\n"));
+  drive().slots = DriveSlots{};
+  EXPECT_THAT(asText(), HasSubstr("  slots    no slot is known\n"));
+}
+
 TEST_F(DriveAnswers, AServerWithoutDrivesIsNoFailure) {
   m_list.drives.clear();
   EXPECT_EQ(verdict().outcome, RunOutcome::kDone);
