@@ -18,8 +18,8 @@ const Lines kDataFileAnswers{
     "100|a808|a801|144d|144d|Example SSD 100 Gen4",
     "100|00a8|0001|144d|144d|Example SSD 100 Gen4",
     "101|A80A|A812|144d|144d|Example SSD 100 Gen4",
-    "nonpci dependency=2 parent=100 id=900 type=APAC version=1.1 path=tools/update release=R900 "
-    "display=Example tool detail=Helps the update",
+    ("nonpci dependency=2 parent=100 id=900 type=APAC version=1.1 path=tools/update release=R900 "
+     "display=Example tool detail=Helps the update"),
     "pci parent=100 id=901 type=BIOS version=3.0 path=bios/3 release=R901 display=Example BIOS pci=|10||8086||",
     "pci parent=100 id=901 type=BIOS version=3.0 path=bios/3 release=R901 display=Example BIOS pci=|11||8086||"};
 

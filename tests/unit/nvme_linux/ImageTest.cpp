@@ -12,7 +12,6 @@ namespace nvme_linux {
 
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 class ImageTest : public ::testing::Test {
@@ -50,7 +49,7 @@ TEST_F(ImageTest, WhatIsNoImageFileIsRefused) {
 
 TEST_F(ImageTest, ArchivesAreRefused) {
   const std::string disc = std::string(0x8001, '\0') + "CD001\1";
-  const std::string tar = std::string(257, 'a') + "ustar\0" + std::string(249, '\0');
+  const std::string tar = std::string(257, 'a') + "ustar" + std::string(250, '\0');
   for (const auto& [begin, kind] : {std::pair{std::string("PK\x03\x04"), "a zip archive"},
                                     std::pair{std::string("\x1F\x8B\x08"), "a gzip archive"},
                                     std::pair{std::string("BZh91AY&SY"), "a bzip2 archive"},

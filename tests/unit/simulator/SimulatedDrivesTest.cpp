@@ -15,7 +15,6 @@ namespace fs = std::filesystem;
 using simulator::DriveAddress;
 using simulator::DriveInformation;
 using simulator::DriveRecord;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {

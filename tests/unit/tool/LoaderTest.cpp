@@ -14,7 +14,6 @@
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using End = tool::LoaderAnswer::End;

@@ -10,7 +10,6 @@
 #include "TestSupport.h"
 
 using namespace samples;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;

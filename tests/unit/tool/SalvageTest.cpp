@@ -30,28 +30,13 @@ std::string refusalOf(const std::string& content) {
   return result.refusal;
 }
 
-constexpr const char* kValues[] = {"A & B",
-                                   "<",
-                                   "2.5\" SSD",
-                                   "a\"",
-                                   "\"",
-                                   "\"\"",
-                                   "</",
-                                   "<!--",
-                                   "]]>",
-                                   "&amp;",
-                                   "&#0;",
-                                   "<Device",
-                                   "\" enum=\"",
-                                   "a > b",
-                                   "\xFF\xFE",
-                                   "\x01\x1B[31m",
-                                   "",
-                                   "\" display=\"",
-                                   "><",
-                                   "/>",
-                                   "Gr\xC3\xB6\xC3\x9F"
-                                   "e"};
+constexpr const char* kValues[] = {"A & B",        "<",     "2.5\" SSD",
+                                   "a\"",          "\"",    "\"\"",
+                                   "</",           "<!--",  "]]>",
+                                   "&amp;",        "&#0;",  "<Device",
+                                   "\" enum=\"",   "a > b", "\xFF\xFE",
+                                   "\x01\x1B[31m", "",      "\" display=\"",
+                                   "><",           "/>",    "Gr\303\266\303\237e"};
 
 TEST(Salvage, TakesEveryValueAsItStands) {
   for (const std::string value : kValues) {
