@@ -28,12 +28,12 @@ class Arguments {
 
  private:
   void add(const std::string& text) {
-    m_texts.push_back(std::make_unique<char[]>(text.size() + 1));  // NOLINT(*-avoid-c-arrays)
+    m_texts.push_back(std::make_unique<char[]>(text.size() + 1));
     std::copy(text.begin(), text.end(), m_texts.back().get());
     m_pointers.push_back(m_texts.back().get());
   }
 
-  std::vector<std::unique_ptr<char[]>> m_texts;  // NOLINT(*-avoid-c-arrays)
+  std::vector<std::unique_ptr<char[]>> m_texts;
   std::vector<char*> m_pointers;
 };
 

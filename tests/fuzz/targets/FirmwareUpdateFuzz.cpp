@@ -118,8 +118,7 @@ class Drive {
     change(data);
     // Commands that fail leave their data undefined.
     if (!isGood(completion)) std::fill(data.begin(), data.end(), std::uint8_t{0xFF});
-    std::memcpy(reinterpret_cast<void*>(command.addr), data.data(),
-                size);  // NOLINT(performance-no-int-to-ptr)
+    std::memcpy(reinterpret_cast<void*>(command.addr), data.data(), size);
     return completion;
   }
 
@@ -149,8 +148,7 @@ class Drive {
     const std::size_t length = std::size_t{4} * (command.cdw10 + std::size_t{1});
     PROMISE(command.data_len == length && length <= m_longestPiece);
     PROMISE(offset < m_image.size() && length <= m_image.size() - offset);
-    PROMISE(std::memcmp(reinterpret_cast<const void*>(command.addr),  // NOLINT(performance-no-int-to-ptr)
-                        m_image.data() + offset, length) == 0);
+    PROMISE(std::memcmp(reinterpret_cast<const void*>(command.addr), m_image.data() + offset, length) == 0);
     // In order, from the start after a reset or an overlap, or the same again after a lost answer.
     PROMISE(offset == m_taken || (offset == 0 && m_mayStartOver));
     if (m_kernelLimit != 0 && length > m_kernelLimit) return {.error = EINVAL};

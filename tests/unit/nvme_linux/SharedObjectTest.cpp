@@ -31,7 +31,7 @@ std::vector<std::string> exportedSymbols() {
   const ScratchFolder folder;
   const auto list = folder / "symbols";
   const std::string command = "nm -D --defined-only --format=posix " DRIVE_LIBRARY " >" + list.string();
-  EXPECT_EQ(std::system(command.c_str()), 0);  // NOLINT(cert-env33-c): of a file that the build made
+  EXPECT_EQ(std::system(command.c_str()), 0);
   std::vector<std::string> names;
   std::istringstream lines(readFile(list));
   for (std::string line; std::getline(lines, line);) names.push_back(line.substr(0, line.find(' ')));
