@@ -16,14 +16,6 @@ class AnswersTest(RunsTest):
         self.assertEqual((answer.status, answer.json["outcome"]), (4, "refused"), answer.text)
         self.assertIn(reason, " ".join(answer.json["reasons"]))
 
-    def cut_off(self):
-        """The run "one", whose processes die while the second of three drives is flashed."""
-        self.set_drives(drive(1), drive(2, updateHangs=True), drive(3))
-        self.update("--yes", "--run", "one", "--begin")
-        self.await_flash(number=2)
-        self.kill(self.carrier() + self.component())
-        self.release()
-
     def on_terminal(self, reply, *arguments):
         """Exit status and output of an update that a person answers."""
         primary, secondary = os.openpty()

@@ -6,14 +6,6 @@ from server import RunsTest, drive, main
 
 
 class DamageTest(RunsTest):
-    def cut_off(self):
-        """The run "one", all of whose processes die while it flashes the second drive."""
-        self.set_drives(drive(1), drive(2, updateHangs=True), drive(3))
-        self.update("--yes", "--run", "one", "--begin")
-        self.await_flash(number=2)
-        self.kill(self.carrier() + self.component())
-        self.release()
-
     def test_what_never_reached_the_disk_is_told_by_what_drives_run(self):
         for lost in (["update.log"], ["update.log", "before.xml"]):
             with self.subTest(lost):

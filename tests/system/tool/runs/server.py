@@ -167,6 +167,14 @@ class RunsTest(unittest.TestCase):
             os.kill(process, signal.SIGKILL)
         self.until(lambda: not any(self.is_alive(process) for process in processes))
 
+    def cut_off(self):
+        """The run "one", all of whose processes die while it flashes the second of three drives."""
+        self.set_drives(drive(1), drive(2, updateHangs=True), drive(3))
+        self.update("--yes", "--run", "one", "--begin")
+        self.await_flash(number=2)
+        self.kill(self.carrier() + self.component())
+        self.release()
+
     @staticmethod
     def is_alive(process):
         try:
