@@ -242,7 +242,11 @@ DataTable remarkTable(const Results& results) {
   for (const auto& [source, problem] : results.unreadable)
     table.add({source, problem.substr(0, problem.find('\n'))}, "bad");
   for (const ResultFile& file : results.files) {
-    if (file.document.records.empty()) table.add({file.source, kNoDrives}, "warning");
+    if (file.document.records.empty()) {
+      table.add({file.source, noDrivesText(file.document)}, "warning");
+    } else {
+      for (const std::string& reason : file.document.reasons) table.add({file.source, reason}, "warning");
+    }
     if (!file.notWellFormed.empty())
       table.add({file.source, file.notWellFormed + "; " + kReadByForm}, "warning");
     if (file.document.rebootRequired) table.add({file.source, "a reboot is required"}, "");
@@ -271,7 +275,12 @@ void writeReport(std::ostream& out, const Results& results) {
   }
   writeHead(out);
   writeTiles(out, results, totals, servers.size());
-  if (totals.drives == 0) out << "<p class=\"note warning\">There are " << kNoDrives << ".</p>\n";
+  if (totals.drives == 0) {
+    const auto saysWhy = [](const ResultFile& file) { return !file.document.reasons.empty(); };
+    out << "<p class=\"note warning\">There are "
+        << (std::ranges::any_of(results.files, saysWhy) ? "no drives; the remarks say why" : kNoDrives)
+        << ".</p>\n";
+  }
   writeCharts(out, totals);
   // Only where it matters: most pages have an inventory after the last update.
   if (!totals.before.models.empty()) out << "<p class=\"note\">" << kRevisionsBefore << "</p>\n";

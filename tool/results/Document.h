@@ -75,8 +75,9 @@ struct Record {
 /// An inventory or update document, or a verdict.
 struct Document {
   DocumentKind kind = DocumentKind::kInventory;
-  std::vector<Record> records{};  ///< in document order
-  bool rebootRequired = false;    ///< the document holds the reboot element with a 1
+  std::vector<Record> records{};       ///< in document order
+  bool rebootRequired = false;         ///< the document holds the reboot element with a 1
+  std::vector<std::string> reasons{};  ///< what a verdict says about the run as a whole, for a person
 };
 
 /// For people and programs alike: "inventory", "update" or "verdict".

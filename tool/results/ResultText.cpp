@@ -134,8 +134,9 @@ void writeSummary(std::ostream& out, const Results& results, bool colour) {
                : anyDoubt ? kYellow
                           : kGreen)
       << totalsText(results, summary) << paint(kPlain) << '\n';
-  for (const std::string& source : summary.empty)
-    out << paint(kYellow) << "WARNING: " << forTerminal(source) << ": " << kNoDrives << paint(kPlain) << '\n';
+  for (const ResultFile* file : summary.empty)
+    out << paint(kYellow) << "WARNING: " << forTerminal(file->source) << ": "
+        << forTerminal(noDrivesText(file->document)) << paint(kPlain) << '\n';
   for (const ResultFile& file : results.files) {
     if (!file.notWellFormed.empty())
       out << forTerminal(file.source) << ": " << forTerminal(file.notWellFormed) << "; " << kReadByForm

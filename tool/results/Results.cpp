@@ -113,13 +113,19 @@ std::vector<ResultRow> rowsOf(const Results& results) {
   return rows;
 }
 
+std::string noDrivesText(const Document& document) {
+  std::string text;
+  for (const std::string& reason : document.reasons) text += (text.empty() ? "no drives: " : "; ") + reason;
+  return text.empty() ? kNoDrives : text;
+}
+
 ResultSummary summarize(const Results& results) {
   ResultSummary summary;
   Counts revisions;
   Counts oldRevisions;
   for (const ResultFile& file : results.files) {
     if (file.document.rebootRequired) summary.reboots.push_back(file.source);
-    if (file.document.records.empty()) summary.empty.push_back(file.source);
+    if (file.document.records.empty()) summary.empty.push_back(&file);
     for (const Record& record : file.document.records) {
       ++summary.records;
       ++summary.outcomes[record.outcome];

@@ -63,16 +63,19 @@ struct ResultSummary {
   /// which were read before an update, are never counted together with the others.
   std::vector<std::pair<std::string, std::size_t>> revisions{};
   std::vector<std::pair<std::string, std::size_t>> oldRevisions{};
-  std::vector<std::string> reboots{};  ///< the documents that ask for one
-  std::vector<std::string> empty{};    ///< the documents without a record
+  std::vector<std::string> reboots{};      ///< the documents that ask for one
+  std::vector<const ResultFile*> empty{};  ///< the documents without a record
 };
 
 ResultSummary summarize(const Results& results);
 
-/// The remark about a document without records.
+/// The remark where there are no drives and no verdict says why.
 inline constexpr char kNoDrives[] =
     "no drives; nobody can tell why: a server without drives, a missing drive library and a failed discovery look the "
     "same";
+
+/// The remark about a document without records.
+std::string noDrivesText(const Document& document);
 
 /// The remark about a document that is not well-formed but could be read.
 inline constexpr char kReadByForm[] = "read all the same, by the form in which nvmepcissd writes";

@@ -261,7 +261,7 @@ VerdictReading readVerdict(const std::string& content) {
 }
 
 Document toDocument(Verdict verdict) {
-  Document document{.kind = DocumentKind::kVerdict};
+  Document document{.kind = DocumentKind::kVerdict, .reasons = std::move(verdict.reasons)};
   document.records.reserve(verdict.drives.size());
   for (DriveVerdict& drive : verdict.drives) document.records.push_back(toRecord(std::move(drive)));
   return document;

@@ -95,6 +95,21 @@ TEST_F(ReportPage, WarnsWhereThereAreNoDrives) {
   EXPECT_THAT(html, Not(HasSubstr("id=\"drives\"")));
 }
 
+TEST_F(ReportPage, SaysWhyAServerHasNoDrivesWhereItsVerdictDoes) {
+  const std::string html = page({verdict("", R"("lost: no answer", "see <b>")"), verdict("", "")});
+  EXPECT_THAT(html, HasSubstr("<p class=\"note warning\">There are no drives; the remarks say why.</p>"));
+  EXPECT_THAT(
+      html,
+      HasSubstr("server1.xml</td><td data-title=\"Remark\">no drives: lost: no answer; see &lt;b&gt;</td>"));
+  EXPECT_THAT(html, HasSubstr("server2.xml</td><td data-title=\"Remark\">no drives; nobody can tell why:"));
+}
+
+TEST_F(ReportPage, RemarksOnARunAreShownBesideItsDrives) {
+  const std::string html = page({verdict(R"({"state": "updated"})", R"("cut off", "resumed")")});
+  EXPECT_THAT(html, HasSubstr("server1.xml</td><td data-title=\"Remark\">cut off</td>"));
+  EXPECT_THAT(html, HasSubstr("server1.xml</td><td data-title=\"Remark\">resumed</td>"));
+}
+
 TEST_F(ReportPage, SumsUpRareRevisionsAndModels) {
   std::string drives;
   for (int i = 0; i < 60; ++i)

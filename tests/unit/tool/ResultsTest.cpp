@@ -10,6 +10,7 @@
 #include "TestSupport.h"
 
 using namespace samples;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -213,6 +214,11 @@ TEST_F(Results, NoDrivesIsAWarning) {
   tool::writeSummary(coloured, read({inventory("")}), true);
   EXPECT_THAT(coloured.str(), StartsWith("\033[33m1 document"));
   EXPECT_THAT(coloured.str(), Not(HasSubstr("\033[32m")));
+}
+
+TEST_F(Results, AVerdictSaysWhyThereAreNoDrives) {
+  EXPECT_THAT(summary(read({verdict("", R"("lost", "no\u001b answer")")})),
+              EndsWith("WARNING: 1.xml: no drives: lost; no. answer\n"));
 }
 
 TEST_F(Results, OldRevisionsAreCountedApart) {

@@ -46,6 +46,12 @@ inline std::string component(const std::string& id, const std::string& name) {
          R"(" ><Application componentType="APP" version="3.1" display=""/></Device>)";
 }
 
+/// The verdict of an undecided run, with `drives` and `reasons` as what JSON arrays hold.
+inline std::string verdict(const std::string& drives, const std::string& reasons) {
+  return R"({"format": "nvmepcissd-verdict", "version": 1, "outcome": "undecided", "exitStatus": 3, "drives": [)" +
+         drives + R"(], "reasons": [)" + reasons + "]}";
+}
+
 /// Writes each document to a file of its own in the working directory. Returns their names: `prefix`, a
 /// number from 1 on and ".xml".
 inline std::vector<std::string> write(const std::vector<std::string>& documents,
