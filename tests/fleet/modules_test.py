@@ -163,6 +163,10 @@ class ModuleTest(unittest.TestCase):
         self.assertEqual(words, "update /usr/libexec/nvmepcissd --run r --policy - --yes --begin --json")
         self.assertEqual((told["state"], told["changed"], "diff" in told), ("running", True, False))
         self.assertFalse(self.module("nvme_firmware", answer("updated"), **begin)[0]["changed"])
+        begin["policy"]["models"][0]["to"] = "REV3"
+        told, _ = self.module("nvme_firmware", answer("updated"), **begin)
+        self.assertEqual((told["state"], told["reason"]), ("refused", "the run r was begun for REV2, and the policy has REV3 now: "
+                                                           "give this rollout another name"))
         told, words = self.module("nvme_firmware", answer("updated"), action="join", run="no-such-run", wait=7)
         self.assertEqual((words, told["state"]), ("result no-such-run --wait 7 --json", "done"))
         told, words = self.module("nvme_firmware", answer(run=None, outcome="undecided"), action="join", run="no-such-run")

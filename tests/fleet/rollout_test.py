@@ -27,9 +27,13 @@ class RolloutTest(FleetTest):
         self.assertEqual(second.changed(), [])
         self.assertEqual(self.play("update", "--check", **ALL_AT_ONCE).changed(), [])
         self.check_reports(first)
+        other = self.play(update_policy=policy(to="SMP90300"), **ALL_AT_ONCE)
+        self.assert_states(other, "refused", status=STOPPED)
+        self.assertIn("was begun for SMP90200, and the policy has SMP90300 now: give this rollout another name", other.text)
+        self.assert_flashed(2, 2, 2, 2, 2, 2)
         self.check_other_playbooks()
         self.shows("check mode", "a canary and batches", "a second run", "check mode after the rollout",
-                   "the control machine is reinstalled", "watch without a name", "inventory")
+                   "another policy under the same name", "the control machine is reinstalled", "watch without a name", "inventory")
 
     def check_reports(self, play):
         self.assertEqual(play.report["counts"], {"done": 6})
@@ -122,6 +126,8 @@ class RolloutTest(FleetTest):
         (self.rack.folder / "install.yml").write_text("- hosts: srv002:srv003\n  gather_facts: false\n"
                                                       "  roles: [nvmepcissd.fleet.install]\n")
         payloads = f"ls {COMPONENT}/payload"
+        only = self.play("install.yml", install_packages=variables["install_packages"])
+        self.assertEqual(only.recap["srv002"]["failed"], "0", only.text)
         self.assertEqual(self.play("install.yml", **wrong).recap["srv002"]["failed"], "1")
         self.assertEqual(self.server(2).inside(payloads).stdout, "Old.bin\nSampleFirmware.bin\n")
         self.assertEqual(self.play("install.yml", "--check", **variables).recap["srv002"]["failed"], "0")
@@ -132,7 +138,7 @@ class RolloutTest(FleetTest):
         self.assertEqual(self.server(2).inside("cat /usr/share/sample-tool").stdout, "sample\n")
         self.assertEqual(self.play("install.yml", **variables).recap["srv002"]["changed"], "0")
         self.release(self.server(3))
-        self.shows("a payload with a wrong checksum is not installed", "payload and package are installed",
+        self.shows("packages alone", "a payload with a wrong checksum is not installed", "payload and package are installed",
                    "nothing is installed while a server updates", "check mode of the installation", "a second installation")
 
     def make_package(self):
@@ -202,6 +208,11 @@ class RolloutTest(FleetTest):
                 ("64 hexadecimal", {"update_policy": policy(sha256="12")}),
                 ("update_inuse", {"update_inuse": "allow"}),
                 ("fleet_batch", {"fleet_batch": [1]}),
+                ("numbers and percentages from 1 on", {"fleet_batches": []}),
+                ("numbers and percentages from 1 on", {"fleet_batches": [1, "0"]}),
+                ("must be whole numbers", {"fleet_soak": "10m"}),
+                ("must not be negative", {"update_seconds": -1}),
+                ("inUse: allow", {"update_policy": dict(policy(), inUse="allow")}),
                 ("../x", {"update_run": "../x"}),
                 ("9:00-8", {"update_window": "9:00-8"}),
                 ("perhaps", {"update_reboot": "perhaps"}),
@@ -214,10 +225,35 @@ class RolloutTest(FleetTest):
                 self.shows(f"a slip: {reason}")
         self.assert_flashed(0, 0, 0, 0, 0, 0)
 
+    def test_what_the_inventory_must_not_say(self):
+        file = self.rack.folder / "inventory.json"
+        before = file.read_text()
+        self.addCleanup(file.write_text, before)
+        for reason, variables in (("fleet_hosts must be given with -e", {"fleet_hosts": "srv002"}),
+                                  ("fleet_batches must be given with -e", {"fleet_batches": [2]})):
+            inventory = json.loads(before)
+            inventory["all"].setdefault("vars", {}).update(variables)
+            file.write_text(json.dumps(inventory))
+            play = self.play()
+            self.assertEqual(play.status, STOPPED, play.text)
+            self.assertIn(reason, play.text)
+            self.shows(reason)
+        inventory = json.loads(before)
+        inventory["all"]["hosts"]["srv003"]["ansible_host"] = "{{ nobody_knows }}"
+        file.write_text(json.dumps(inventory))
+        play = self.play(fleet_batches=[1, 2, 3])
+        self.assert_states(play, "done", "done", "refused", "waiting", status=STOPPED)
+        self.assertEqual(play.servers["srv003"]["reason"], "its variables cannot be read")
+        self.assert_flashed(2, 2, 0, 0, 0, 0)
+        self.shows("variables of a server cannot be read")
+
     def test_the_window_and_a_run_that_takes_long(self):
         closed = self.play(**ALL_AT_ONCE, update_window="00:00-00:00")
         self.assert_states(closed, "waiting")
         self.hang(self.server(2))
+        stopped = self.play(fleet_batches=[2, 4], update_seconds=1)
+        self.assert_states(stopped, "done", "running", "waiting", status=STOPPED)
+        self.assertIn("STOPPED: 0 servers are ill, 1 still flash", stopped.text)
         running = self.play(**ALL_AT_ONCE, update_seconds=1, fleet_tolerated=6, update_window="00:00-23:59")
         self.assert_states(running, "done", "running", "done")
         watched = self.play("watch")
@@ -226,7 +262,7 @@ class RolloutTest(FleetTest):
         ended = self.play(**ALL_AT_ONCE, update_window="00:00-00:00")
         self.assert_states(ended, "done")
         self.assert_flashed(2, 2, 2, 2, 2, 2)
-        self.shows("a closed window", "an open window", "a flash that takes longer than one waits", "watch during a flash",
+        self.shows("a closed window", "a canary that still flashes stops the rollout", "an open window", "a flash that takes longer than one waits", "watch during a flash",
                    "a flash that ends outside the window")
 
 

@@ -227,6 +227,11 @@ def begin(parameters):
     answer = call(parameters["tool"],
                   ["update", parameters["component"], "--run", parameters["run"], "--policy", "-", "--yes", "--begin"],
                   without_nothing(parameters["policy"]))
+    wanted = set(model["to"].strip() for model in parameters["policy"]["models"])
+    others = set((drive["wanted"] or "").strip() for drive in answer["drives"]) - wanted - set([""])
+    if others:
+        raise Refusal("the run %s was begun for %s, and the policy has %s now: give this rollout another name"
+                      % (parameters["run"], " and ".join(sorted(others)), " and ".join(sorted(wanted))))
     # A run that was over before is answered at once; one that begins, or is joined, goes on.
     return dict(summary(answer), changed=answer["outcome"] == "running")
 
