@@ -114,6 +114,16 @@ class RolloutTest(FleetTest):
         self.assert_flashed(2, 2, 2, 0, 0, 0)
         self.shows("ill servers of several batches add up", "a server more is ill than is tolerated")
 
+    def test_two_rollouts_in_one_command_have_reports_of_their_own(self):
+        (self.rack.folder / "both.yml").write_text("".join(
+            f"- import_playbook: nvmepcissd.fleet.update\n  vars: {{update_run: {name}}}\n" for name in ("first", "second")))
+        play = self.play("both.yml", name="second", update_run=None, fleet_batches=[1, 5])
+        self.assert_states(play, "done")
+        for name in ("first", "second"):
+            self.assertIn(f"{name}: 6 servers: 1 done, 5 waiting", play.text)
+        self.assert_flashed(2, 2, 2, 2, 2, 2)
+        self.shows("two rollouts in one command")
+
     def test_payloads_and_packages_are_installed_by_checksum(self):
         self.server(2).write(COMPONENT / "payload/Old.bin", "what was there before")
         self.hang(self.server(3))
