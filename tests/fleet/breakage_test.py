@@ -71,6 +71,8 @@ class BreakageTest(FleetTest):
     def check_breakage(self, settings):
         play = self.break_in_mid_flash(settings)
         self.assert_states(play, "interrupted", "done", "interrupted", "done", status=STOPPED)
+        silent = self.play("report")
+        self.assertEqual([silent.servers[name]["state"] for name in ("srv001", "srv003")], ["interrupted"] * 2, silent.text)
         self.server(3).plug()
         self.rack.boot(self.server(1))
         self.set_drives(self.server(1), drive(1), drive(2))

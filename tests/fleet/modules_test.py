@@ -203,6 +203,17 @@ class ModuleTest(unittest.TestCase):
         written = json.loads((new / "report.json").read_text())
         self.assertEqual([written["counts"], [each["server"] for each in written["servers"]]],
                          [{"done": 1, "failed": 1, "lost": 1}, ["a", "b", "c"]])
+        for state, then in (("interrupted", "interrupted"), ("running", "interrupted"), ("staged", "lost")):
+            servers["b"].update(state=state)
+            self.module("nvme_firmware_report", folder=str(new), **keys)
+            servers["b"].update(state="lost")
+            told, _ = self.module("nvme_firmware_report", folder=str(new), **keys)
+            self.assertEqual(told["counts"], {"done": 1, "failed": 1, then: 1})
+        servers["b"].update(state="lost", drives=[drive("staged")])
+        (new / "report.json").write_text('{"servers": [{"server": "b", "state": "running"}]}')
+        self.assertEqual(self.module("nvme_firmware_report", folder=str(new), **keys)[0]["counts"]["lost"], 1, "it had answered")
+        (new / "report.json").write_text('{"servers": [1')
+        del servers["b"]["drives"]
         lacks = self.folder / "lacks"
         lacks.write_text("#!/bin/sh\ntouch $4\necho a.json: is broken >&2\nexit 1\n")
         lacks.chmod(stat.S_IRWXU)

@@ -154,6 +154,21 @@ def verdict_of(server, well):
             "drives": server.get("drives") or []}
 
 
+def with_memory(servers, folder):
+    """A server that does not answer at all stays interrupted, when contact with it broke off while it flashed."""
+    try:
+        with open(os.path.join(folder, "report.json")) as source:
+            before = dict((server["server"], server["state"]) for server in json.load(source)["servers"])
+    except (IOError, OSError, ValueError, KeyError, TypeError):
+        before = {}  # there is no earlier report, or nobody can read it
+    found = dict(servers)
+    for name, server in servers.items():
+        if server["state"] == "lost" and not server.get("drives") and before.get(name) in ("interrupted", "running"):
+            found[name] = dict(server, state="interrupted",
+                               reason="it was being flashed when contact broke off: %s" % (server.get("reason") or "no answer"))
+    return found
+
+
 class Report:
     def __init__(self, module):
         self.module = module
@@ -204,7 +219,7 @@ def main():
             "tool": {"type": "str", "default": "nvmepcissd-tool"},
         },
         supports_check_mode=True)
-    servers, name = module.params["servers"], module.params["name"]
+    servers, name = with_memory(module.params["servers"], module.params["folder"]), module.params["name"]
     counts = counts_of(servers)
     ill = sum(number for state, number in counts if state not in module.params["well"])
     summary = ["%s: %d servers: %s" % (name, len(servers), ", ".join("%d %s" % (n, state) for state, n in counts))]
