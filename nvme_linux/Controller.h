@@ -84,10 +84,10 @@ class Controller {
   Outcome download(std::span<const std::uint8_t> piece, std::size_t offset);
 
   struct Commit {
-    Outcome outcome = Outcome::success();
+    Outcome outcome;
     /// Multiple Update Detected: commands of another update, through another controller or the management
     /// endpoint, came between those of this one. Meaningful only where the drive detects overlaps.
-    bool isOverlapped = false;
+    bool isOverlapped;
   };
 
   /// Has the drive check what it was handed, store it in `slot` (0: the drive chooses) and activate it at the
@@ -99,8 +99,8 @@ class Controller {
 
  private:
   struct Answer {
-    Outcome outcome = Outcome::success();
-    std::uint32_t dword0 = 0;
+    Outcome outcome;
+    std::uint32_t dword0;
   };
 
   Answer send(const char* name, const nvme_passthru_cmd& command);
