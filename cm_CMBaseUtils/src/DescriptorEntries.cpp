@@ -7,8 +7,6 @@ namespace {
 /// Looks for the name of `entry` after its PCIInfo. One Display thus names every PCIInfo between it and the
 /// Display before it.
 void readDisplay(Entry& entry) {
-  entry.hasOwnDisplay = false;
-  entry.displaysPassed = 0;
   for (const xmlNode* sibling = entry.pciInfo->next; sibling != nullptr; sibling = sibling->next) {
     if (!libxml::isNamed(sibling, "Display")) continue;
     ++entry.displaysPassed;
@@ -46,15 +44,16 @@ const char* Entry::name() const {
 
 std::vector<Entry> entries(std::span<xmlNode* const> devices) {
   std::vector<Entry> found;
-  // One record for the whole walk. It is never cleared: that is how an entry inherits.
-  Entry working;
+  // For the whole walk. Neither is ever cleared: that is how an entry inherits.
+  Ids ids{};
+  const xmlNode* display = nullptr;
   for (const xmlNode* device : devices) {
     for (const xmlNode* child = device->children; child != nullptr; child = child->next) {
       if (!libxml::isNamed(child, "PCIInfo")) continue;
-      working.pciInfo = child;
-      readIds(child, working.ids);
-      readDisplay(working);
-      found.push_back(working);
+      readIds(child, ids);
+      Entry& entry = found.emplace_back(Entry{.pciInfo = child, .ids = ids, .display = display});
+      readDisplay(entry);
+      display = entry.display;
     }
   }
   return found;
