@@ -143,7 +143,7 @@ def sample(arguments):
         share = max(least, round(0.75 * arguments.count * len(logic) / max(total, 1)))
         picked = chance.sample(logic, min(share, len(logic)))
         picked += chance.sample(texts, min(round(len(picked) / 3), len(texts)))
-        chosen += sorted(picked, key=lambda mutant: mutant.line)
+        chosen += sorted(filter(changes_something, picked), key=lambda mutant: mutant.line)
     print(f"{total} possible mutants in {len(files)} files, and {sum(len(texts) for _, texts in found.values())} of texts; "
           f"{len(chosen)} chosen with seed {arguments.seed}", flush=True)
     return chosen
@@ -155,6 +155,17 @@ def worth_while(path):
     if path.endswith(".h"):
         mutants = [mutant for mutant in mutants if mutant.kind != "dropped statement"]
     return ([mutant for mutant in mutants if mutant.kind != "text"], [mutant for mutant in mutants if mutant.kind == "text"])
+
+
+def changes_something(mutant):
+    """False for a `break` after which control leaves the switch in any case: nothing but cases that only break follow,
+    and the brace that ends the switch. The formatter puts that brace four columns before the `break`."""
+    if mutant.before.strip() != "break;":
+        return True
+    with open(os.path.join(ROOT, mutant.path), encoding="utf-8") as file:
+        following = "\n".join(file.read().split("\n")[mutant.line:])
+    margin = len(mutant.before) - len(mutant.before.lstrip()) - 4
+    return re.match(r"(?: *case [\w:]+:\n *break;\n)*" + margin * " " + r"\}", following) is None
 
 
 def limit():
