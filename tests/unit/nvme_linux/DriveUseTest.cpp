@@ -167,6 +167,13 @@ TEST_F(DriveUseTest, AHealthyArrayOfTwoDrivesIsRedundant) {
   }
 }
 
+TEST_F(DriveUseTest, AnArrayThatIsBeingCheckedStaysRedundant) {
+  addArray("md0", "9:0", "raid1", "nvme0n1");
+  write("sys/class/block/md0/md/sync_action", "check\n");
+  EXPECT_THAT(uses(),
+              ElementsAre("nvme0n1 through md0: an array that is not in use; md0 has another healthy leg"));
+}
+
 TEST_F(DriveUseTest, AnArrayThatIsNotHealthyIsNotRedundant) {
   for (const auto& [attribute, text] :
        {std::pair{"level", "raid0"}, std::pair{"level", "linear"}, std::pair{"level", ""},

@@ -1,13 +1,16 @@
 #include "LinuxHost.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 
+#include "FileDescriptor.h"
 #include "TestSupport.h"
 
 namespace nvme_linux {
@@ -29,6 +32,19 @@ class LinuxHostTest : public ::testing::Test {
   LinuxHost m_host{{.sysfs = m_folder / "sys", .devices = m_folder / "dev", .processes = m_folder / "proc"}};
   std::vector<std::uint8_t> m_content;
 };
+
+TEST(FileDescriptorTest, HoldsTheDescriptorThatAProcessWithoutStandardInputOpensFirst) {
+  const FileDescriptor input(dup(STDIN_FILENO));
+  ASSERT_TRUE(input.isOpen());
+  close(STDIN_FILENO);
+  {
+    const FileDescriptor first(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(first.get(), STDIN_FILENO);
+    EXPECT_TRUE(first.isOpen());
+  }
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "it closed what it held";
+  EXPECT_EQ(dup2(input.get(), STDIN_FILENO), STDIN_FILENO);
+}
 
 TEST_F(LinuxHostTest, ListsAFolderOfSysfs) {
   EXPECT_THAT(m_host.entries("class/nvme"), IsEmpty());
