@@ -37,11 +37,11 @@ int plain() {
 extern "C" {
 
 /// Chooses the function that `indirect` stands for; called while the library is bound.
-static int (*chooseFunction())() {
+[[gnu::visibility("hidden")]] int (*chooseFunction())() {
   mark("ran-indirect-function");
   return plain;
 }
-[[gnu::ifunc("chooseFunction")]] static int indirect();
+[[gnu::ifunc("chooseFunction"), gnu::visibility("hidden")]] int indirect();
 
 int NVMEDiscoverDrives() {
   return indirect();
