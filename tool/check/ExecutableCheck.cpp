@@ -40,8 +40,7 @@ class Inspection {
     checkFile();
     checkRollbackFile();
     if (m_package.process.isFolders) {
-      m_loaded = LoadedFiles(m_package.folder,
-                             askLoader(m_package.folder, m_package.process.libraries, loaderPath()),
+      m_loaded = LoadedFiles(m_package.folder, askLoader(m_package.folder, loadedNames(), loaderPath()),
                              m_package.files);
       checkNeeded();
       checkBindings();
@@ -53,6 +52,13 @@ class Inspection {
   void report(KindId kind, const fs::path& file, std::string problem, std::string consequence,
               std::string remedy) {
     m_findings.push_back({kind, file, 0, std::move(problem), std::move(consequence), std::move(remedy)});
+  }
+
+  /// What the program loads: the files, or where a refusal kept the loader from listing them, their names.
+  /// The folders of the program's run path do not count then, as they do not for what its libraries need.
+  const std::vector<std::string>& loadedNames() const {
+    const Process& process = m_package.process;
+    return process.search.end == LoaderAnswer::End::kStopped ? process.needed : process.libraries;
   }
 
   void checkFile() {
@@ -163,15 +169,15 @@ class Inspection {
 
   /// What the executable needs by itself, but for the rollback library, and what its libraries need.
   void checkNeeded() {
-    if (m_package.process.search.end != LoaderAnswer::End::kListed) return;
-    for (const std::string& name : m_package.process.missing()) {
-      if (name != kRollbackLibrary) reportMissing(name);
-    }
     const LoaderAnswer& answer = m_loaded.answer();
     if (answer.end == LoaderAnswer::End::kStopped) {
       report("executable-needs", m_executable,
              "a library that the program needs is refused: " + answer.reason, kLoaderStops,
              "put a whole one for the servers' architecture in its place");
+    }
+    if (m_package.process.search.end != LoaderAnswer::End::kListed) return;
+    for (const std::string& name : m_package.process.missing()) {
+      if (name != kRollbackLibrary) reportMissing(name);
     }
     for (const MissingVersion& missing : answer.missingVersions)
       reportVersion("a library that it needs", missing.version, missing.library);

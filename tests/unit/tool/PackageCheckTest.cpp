@@ -63,6 +63,16 @@ TEST_F(PackageCheck, ALibraryInPlaceOfTheExecutableIsFound) {
   EXPECT_THAT(problems(), Contains("nvmepcissd: the executable is a library or an object file"));
 }
 
+/// The C++ library needs it, whatever the executable itself needs.
+TEST_F(PackageCheck, ALibraryThatTheExecutableCannotLoadIsFound) {
+  write("lib/libm.so.6", "not a library");
+  setenv("LD_LIBRARY_PATH", (folder() / "lib").c_str(), 1);
+  const std::vector<std::string> found = problems();
+  unsetenv("LD_LIBRARY_PATH");
+  EXPECT_THAT(found, Contains("nvmepcissd: a library that the program needs is refused: " +
+                              (folder() / "lib/libm.so.6").string() + ": file too short"));
+}
+
 TEST_F(PackageCheck, AnExecutableThatIsALinkIsFound) {
   fs::remove(folder() / "nvmepcissd");
   fs::create_symlink(COMPONENT_EXECUTABLE, folder() / "nvmepcissd");
