@@ -2,6 +2,7 @@
 
 import os
 import re
+import struct
 import subprocess
 import sys
 import xml.etree.ElementTree as ElementTree
@@ -215,6 +216,30 @@ def with_system_library(folder):
     folder.copy(re.search(r"libz\.so\.1 .*=> (\S+)", listing)[1], "libz.so.1")
 
 
+def interpreters(count):
+    """An install script with that many scripts, each run by the next one, before a shell."""
+    def change(folder):
+        for number in range(1, count + 1):
+            runs = f"./{number + 1}" if number < count else "/bin/sh"
+            folder.write(str(number), f"#!{runs}\n", 0o755)
+        folder.script("#!./1\n")
+    return change
+
+
+def without_its_symbols(folder):
+    """The drive library says that its symbols are where nothing is."""
+    content = bytearray((folder.path / "libnvme.so").read_bytes())
+    headers, = struct.unpack_from("=Q", content, 0x20)
+    size, count = struct.unpack_from("=HH", content, 0x36)
+    for place in range(headers, headers + size * count, size):
+        kind, _, start, _, _, length = struct.unpack_from("=IIQQQQ", content, place)
+        if kind == PT_DYNAMIC:
+            for entry in range(start, start + length, 16):
+                if struct.unpack_from("=q", content, entry) == (DT_GNU_HASH,):
+                    struct.pack_into("=Q", content, entry + 8, 1 << 46)
+    folder.write("libnvme.so", bytes(content))
+
+
 def many_entries(folder):
     for number in range(10001):
         (folder.path / "payload" / str(number)).touch(mode=0o644)
@@ -224,6 +249,7 @@ def late_line(folder):
     folder.write("package.xml", descriptor("\n" * 70000 + PCI_INFO + "<Display/>"))
 
 
+PT_DYNAMIC, DT_GNU_HASH = 2, 0x6ffffef5
 MACHINE, AARCH64 = 18, b"\xb7\0"
 LOADER, OTHER_LOADER = b"/ld-linux", b"/no-linux"
 NO_NAME = is_shown_as("")
@@ -326,6 +352,7 @@ CASES = [
     ("library empty", written("libnvme.so", ""), ["library-refused"], nothing_works),
     ("library foreign", patched("libnvme.so", MACHINE, AARCH64), ["library-foreign"], nothing_works),
     ("library cut off", cut("libnvme.so", 0.05), ["library-crash"], is_ended_by_signal),
+    ("library that crashes the loader", without_its_symbols, ["library-crash"], is_ended_by_signal),
     ("library needs", library("needy.so"), ["library-needs"], nothing_works),
     ("library version", libraries("versioned.so", "older/libversioned_helper.so"), ["library-version"], nothing_works),
     ("library unbound", library("unbound.so"), ["library-unbound"], nothing_works),
@@ -358,11 +385,14 @@ CASES = [
     ("syntax of bash", script("#!/usr/bin/env bash\nif true; then\n"), ["script-syntax"], nothing_works),
     ("two options", script("#!/bin/sh -e -u\nexit 0\n"), ["script-interpreter"], nothing_works),
     ("env with an option of the shell", script("#!/usr/bin/env sh -e\nexit 0\n"), ["script-interpreter"], nothing_works),
+    ("env with a path", script("#!/usr/bin/env /no/such/shell\nexit 0\n"), ["script-interpreter"], nothing_works),
     ("env that splits", script("#!/usr/bin/env -S sh -e\nexit 0\n"), [], works),
     ("env with an assignment", script("#!/usr/bin/env A=1 sh\nexit 0\n"), ["script-interpreter"], hangs),
     ("env alone", script("#!/usr/bin/env\nexit 0\n"), ["script-interpreter"], hangs),
     ("interpreter without its own", lambda folder: (folder.write("interpreter", "#!/no/such/shell\n", 0o755),
      folder.script("#!./interpreter\n")), ["script-interpreter"], nothing_works),
+    ("four scripts for one another", interpreters(4), [], works),
+    ("five scripts for one another", interpreters(5), ["script-interpreter"], nothing_works),
     ("program without its loader", lambda folder: (folder.copy("/bin/true", "fwkitinstall.sh", 0o755),
      folder.exchange("fwkitinstall.sh", LOADER, OTHER_LOADER)), ["script-program"], nothing_works),
     ("library as a program", lambda folder: folder.copy(LIBRARIES / "whole.so", "fwkitinstall.sh", 0o755),

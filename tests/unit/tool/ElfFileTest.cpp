@@ -7,6 +7,7 @@
 #include <array>
 #include <cstring>
 
+#include "PackageFolder.h"
 #include "TestSupport.h"
 
 using testing::Contains;
@@ -17,8 +18,6 @@ using testing::Not;
 using testing::Pair;
 
 namespace {
-
-const std::filesystem::path kLibraries = LIBRARIES_FOLDER;
 
 std::string library() {
   return readFile(kLibraries / "whole.so");
@@ -65,6 +64,14 @@ TEST_F(ElfFile, AnExecutableIsTold) {
   EXPECT_THAT(executable.needed, Contains("librbkl.so.0"));
   EXPECT_EQ(executable.searchPath, "$ORIGIN");
   EXPECT_TRUE(read(withField<std::uint16_t>(library(), offsetof(Elf64_Ehdr, e_type), ET_EXEC)).isExecutable);
+}
+
+TEST_F(ElfFile, TheOlderKindOfRunPathIsReadToo) {
+  const std::string newer = readFile(kLibraries / "relative.so");
+  EXPECT_EQ(read(newer).searchPath, "lib");
+  const std::string older =
+      withDynamicEntry(newer, DT_RUNPATH, [](Elf64_Dyn& entry) { entry.d_tag = DT_RPATH; });
+  EXPECT_EQ(read(older).searchPath, "lib");
 }
 
 TEST_F(ElfFile, VersionsAreToldWhereTheyAreDefinedAndNeeded) {

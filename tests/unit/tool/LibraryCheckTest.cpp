@@ -60,6 +60,25 @@ TEST_F(LibraryCheck, ALibraryThatTheLoaderRefusesIsFound) {
                                       "position-independent executable"));
 }
 
+TEST_F(LibraryCheck, ALibraryThatForbidsToBeOpenedIsFound) {
+  write("libnvme.so", withDynamicEntry(readFile(folder() / "libnvme.so"), DT_RELACOUNT, [](Elf64_Dyn& entry) {
+          entry = {DT_FLAGS_1, {DF_1_NOOPEN}};
+        }));
+  EXPECT_THAT(problems(),
+              ElementsAre("libnvme.so: drive library cannot be loaded: it forbids being loaded at run time"));
+}
+
+/// The loader reads the table of symbols from where the library says that it is.
+TEST_F(LibraryCheck, ALibraryThatCrashesTheLoaderIsFound) {
+  write("libnvme.so", withDynamicEntry(readFile(folder() / "libnvme.so"), DT_GNU_HASH, [](Elf64_Dyn& entry) {
+          constexpr Elf64_Addr kNowhere = 1ULL << 46U;
+          entry.d_un.d_ptr = kNowhere;
+        }));
+  EXPECT_THAT(problems(),
+              ElementsAre("libnvme.so: the loader crashes on the drive library: Segmentation fault"));
+  EXPECT_EQ(atRunTime(), "the run is ended by this signal, without a document");
+}
+
 /// The loader passes over libraries of other machines and stops at those that it cannot load.
 TEST_F(LibraryCheck, AnotherLibraryIsOpenedOnlyInPlaceOfOneThatIsPassedOver) {
   const std::string bytes = readFile(folder() / "libnvme.so");
@@ -117,6 +136,14 @@ TEST_F(LibraryCheck, WhatTheLibraryNeedsMustBeFoundToo) {
               ElementsAre(HasSubstr("libtool_test_helper.so, which it needs, is not on the loader's")));
   setLoaderPath(kLibraries);
   EXPECT_THAT(problems(), IsEmpty());
+}
+
+TEST_F(LibraryCheck, WhatTheLibraryNeedsMustBeLoadedToo) {
+  useLibrary("needy.so");
+  write("libtool_test_helper.so", "not a library");
+  setLoaderPath(".");
+  EXPECT_THAT(problems(), ElementsAre("libnvme.so: drive library cannot be loaded: ./libtool_test_helper.so: "
+                                      "file too short"));
 }
 
 TEST_F(LibraryCheck, RelativeFoldersAreSeenFromTheComponentFolder) {

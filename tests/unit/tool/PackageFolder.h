@@ -2,10 +2,13 @@
 
 #pragma once
 
+#include <elf.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,6 +16,28 @@
 #include "TestSupport.h"
 
 inline const std::filesystem::path kLibraries = LIBRARIES_FOLDER;
+
+/// A library whose first entry of `tag` in its table for the loader was changed.
+template <class Change>
+std::string withDynamicEntry(std::string library, Elf64_Sxword tag, Change change) {
+  Elf64_Ehdr header{};
+  std::memcpy(&header, library.data(), sizeof(header));
+  for (std::size_t i = 0; i < header.e_phnum; ++i) {
+    Elf64_Phdr segment{};
+    std::memcpy(&segment, library.data() + header.e_phoff + i * sizeof(segment), sizeof(segment));
+    if (segment.p_type != PT_DYNAMIC) continue;
+    for (std::size_t place = 0; place < segment.p_filesz; place += sizeof(Elf64_Dyn)) {
+      char* const bytes = library.data() + segment.p_offset + place;
+      Elf64_Dyn entry{};
+      std::memcpy(&entry, bytes, sizeof(entry));
+      if (entry.d_tag != tag) continue;
+      change(entry);
+      std::memcpy(bytes, &entry, sizeof(entry));
+      return library;
+    }
+  }
+  throw std::runtime_error("the library has no entry " + std::to_string(tag));
+}
 
 class PackageFolder : public testing::Test {
  protected:

@@ -110,6 +110,11 @@ TEST_F(ReportPage, RemarksOnARunAreShownBesideItsDrives) {
   EXPECT_THAT(html, HasSubstr("server1.xml</td><td data-title=\"Remark\">resumed</td>"));
 }
 
+TEST_F(ReportPage, MarksDrivesThatNeedALook) {
+  const nlohmann::json drives = dataOf(page({verdict(R"({"state": "undecided"})", "")}), "drives");
+  EXPECT_THAT(drives.dump(), HasSubstr("warning"));
+}
+
 TEST_F(ReportPage, SumsUpRareRevisionsAndModels) {
   std::string drives;
   for (int i = 0; i < 60; ++i)

@@ -221,6 +221,12 @@ TEST_F(Results, AVerdictSaysWhyThereAreNoDrives) {
               EndsWith("WARNING: 1.xml: no drives: lost; no. answer\n"));
 }
 
+TEST_F(Results, TheMostFrequentRevisionComesFirst) {
+  EXPECT_THAT(summary(read({inventory(listed("S1", "One", "R3") + listed("S2", "One", "R1") +
+                                      listed("S3", "One", "R2") + listed("S4", "One", "R2"))})),
+              HasSubstr("; revisions R2 x 2, R1 x 1, R3 x 1\n"));
+}
+
 TEST_F(Results, OldRevisionsAreCountedApart) {
   EXPECT_THAT(summary(read({inventory(listed("S1", "One", "R2")), update(updated("S1", "One", "R1"))})),
               HasSubstr("; revisions R2 x 1; revisions before updates R1 x 1\n"));

@@ -102,6 +102,8 @@ TEST_F(Table, UsesColourOnlyWhenAskedFor) {
   const std::vector<std::string> documents{inventory(listed("S1") + failed())};
   EXPECT_THAT(table(documents), Not(HasSubstr("\033")));
   EXPECT_THAT(table(documents, {.terminal = {.colour = true}}), HasSubstr("\033[31m1.xml     2  failed"));
+  EXPECT_THAT(table({verdict(R"({"state": "undecided"})", "")}, {.terminal = {.colour = true}}),
+              HasSubstr("\033[33m1.xml     1  undecided"));
 }
 
 TEST(NaturalOrder, ReadsNumbersAsNumbers) {

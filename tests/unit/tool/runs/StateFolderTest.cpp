@@ -117,6 +117,19 @@ TEST_F(StateFolderTest, ANameIsTakenOnce) {
   EXPECT_THROW(state.create(RunKind::kUpdate, "one"), std::system_error);
 }
 
+TEST_F(StateFolderTest, AFolderThatCannotBeMadeIsAnErrorWithItsPath) {
+  const std::string longest(300, 'n');  // no file system has names of that length
+  try {
+    state.create(RunKind::kUpdate, longest);
+    FAIL() << "a run of that name";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code(), std::errc::filename_too_long);
+    EXPECT_THAT(error.what(), HasSubstr((state.root() / longest).string()));
+  }
+  EXPECT_THAT(names(), ElementsAre());
+  EXPECT_THROW(StateFolder(scratch / longest).create(RunKind::kUpdate, "one"), std::system_error);
+}
+
 TEST_F(StateFolderTest, RunsOfOneSecondHaveNamesOfTheirOwn) {
   const std::string first = state.create(RunKind::kUpdate, "").record.name;
   const std::string second = state.create(RunKind::kUpdate, "").record.name;
