@@ -17,12 +17,12 @@ release      component simulator tool
 demo         release libxml2-utils
 tests        release libgtest-dev libgmock-dev libxml2-utils binutils python3 clang-format
 tests        python3-jsonschema python3-prometheus-client
-coverage     tests gcovr
+coverage     tests clang llvm libclang-rt-dev
 packaging    release libxml2-utils python3 dpkg-dev file rpm cpio lintian mandoc bash-completion bsdextrautils
 packaging    zsh fish pkgconf make chromium chromium-driver systemd prometheus
 pictures     demo packaging fleet
 analysis     tests clang clang-tidy cppcheck shellcheck pyflakes3
-fuzz         release python3 clang llvm
+fuzz         release python3 clang llvm libclang-rt-dev
 bench        release python3 valgrind time libbenchmark-dev libxml2-utils
 bench-tables bench strace
 bench-growth bench gnuplot-nox
