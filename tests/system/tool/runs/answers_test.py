@@ -185,6 +185,29 @@ class AnswersTest(RunsTest):
         answer = self.as_user("inventory", self.folder.path, **home, XDG_RUNTIME_DIR=str(self.scratch / "tmp"))
         self.assertIn("is not a folder of this user", " ".join(answer.stdout.split()))
 
+    def test_locks_that_cannot_be_taken_are_named(self):
+        locks = self.scratch / "runtime/nvmepcissd"
+
+        def assert_named(problem):
+            answer = self.as_user("inventory", self.folder.path, HOME=str(self.scratch), XDG_RUNTIME_DIR=str(locks.parent))
+            self.assertNotEqual(answer.returncode, 0)
+            self.assertIn(problem, " ".join(answer.stdout.split()))
+
+        assert_named(f"{locks}: No such file or directory")
+        locks.mkdir(parents=True)
+        for name in ("run.lock", "next.lock"):
+            (locks / name).symlink_to("elsewhere")
+            assert_named(f"{locks / name}: Too many levels of symbolic links")
+            (locks / name).unlink()
+        self.assertFalse((locks / "elsewhere").exists())
+
+    def test_a_run_that_permissions_hide_is_named(self):
+        self.update("--yes", "--run", "one")
+        (self.state / "one/run.json").chmod(0)
+        answer = self.as_user("history", "--state", self.state)
+        self.assertEqual(answer.returncode, 3)
+        self.assertIn("one/run.json: cannot be read: Permission denied", " ".join((answer.stdout + answer.stderr).split()))
+
     def test_metrics_are_written_without_runs_to_tell_of(self):
         answer = self.as_user("metrics")
         self.assertEqual(answer.returncode, 0)
