@@ -58,6 +58,20 @@ TEST_F(PackageCheck, AnArchiveOfAnotherProgramIsFoundByItsFirstBytes) {
   }
 }
 
+TEST_F(PackageCheck, ATextIsFoundInAnyEncoding) {
+  using namespace std::string_literals;
+  for (const std::string& text : {"\xFE\xFF\0R\0e\0a\0d\0\t\0m\0e\0\n"s, "a\tb\r\nc\f"s,
+                                  "na\xEFve, in one byte a character"s, "\xC3\xA4\xC3\xB6\xC3\xBC\xC3"s}) {
+    write("payload/firmware.bin", text);
+    EXPECT_THAT(problems(), ElementsAre("payload/firmware.bin: payload is a text")) << text;
+  }
+  for (const std::string& code :
+       {"\xFF\xFE\1\2\3\4\5\6"s, "\xFE\xFF\0\1\0\x7F\0\2"s, "abc\x7F"s, "\xFF\xFF"s, "\xFF\xFF\xFF\xFFzz"s}) {
+    write("payload/firmware.bin", code);
+    EXPECT_THAT(problems(), IsEmpty()) << code;
+  }
+}
+
 TEST_F(PackageCheck, ALibraryInPlaceOfTheExecutableIsFound) {
   addLibrary("whole.so", "nvmepcissd");
   EXPECT_THAT(problems(), Contains("nvmepcissd: the executable is a library or an object file"));

@@ -30,6 +30,7 @@ constexpr Case kCases[] = {
      "b\xE2\x81\xA6"
      "c",
      "a.b.c", 5},
+    {"marks of direction", "\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F", "...", 3},
     {"a line separator", "\xE2\x80\xA8", ".", 1},
     {"no UTF-8", "\xFF\xC3", "..", 2},
     {"overlong", "\xC0\xAF", "..", 2},

@@ -36,6 +36,16 @@ Document update(std::vector<Record> records) {
   return {.kind = DocumentKind::kUpdate, .records = std::move(records)};
 }
 
+/// What becomes of S1 and S2, which ran OLD and were flashed with success, when they run these revisions
+/// then.
+Verdict judgeBoth(const Verdict& plan, const std::string& first, const std::string& second) {
+  return tool::judgeFlash(
+      plan,
+      {.before = inventory({record("S1", "OLD"), record("S2", "OLD")}),
+       .update = update({record("S1", "OLD", Outcome::kSuccess), record("S2", "OLD", Outcome::kSuccess)}),
+       .after = inventory({record("S1", first), record("S2", second)})});
+}
+
 std::vector<Outcome> statesOf(const Verdict& verdict) {
   std::vector<Outcome> states;
   for (const DriveVerdict& drive : verdict.drives) states.push_back(drive.state);
@@ -87,13 +97,41 @@ TEST(JudgeFlash, AFailureCountsForMoreThanARefusal) {
 TEST(JudgeFlash, EachDriveIsHeldAgainstItsOwnRevision) {
   Verdict plan;
   plan.drives = {planned("S1", Outcome::kFlash, "NEW"), planned("S2", Outcome::kFlash, "NEWER")};
-  const Verdict verdict = tool::judgeFlash(
-      plan,
-      {.before = inventory({record("S1", "OLD"), record("S2", "OLD")}),
-       .update = update({record("S1", "OLD", Outcome::kSuccess), record("S2", "OLD", Outcome::kSuccess)}),
-       .after = inventory({record("S1", "NEW"), record("S2", "NEW")})});
+  const Verdict verdict = judgeBoth(plan, "NEW", "NEW");
   EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kUpdated, Outcome::kUndecided));
   EXPECT_EQ(verdict.drives[1].wanted, "NEWER");
+}
+
+TEST(JudgeFlash, ADriveThatRanTheWantedRevisionBeforeIsCurrent) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kFlash, "OLD"), planned("S2", Outcome::kFlash, "NEW")};
+  const Verdict verdict = judgeBoth(plan, "OLD", "NEW");
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kCurrent, Outcome::kUpdated));
+}
+
+TEST(JudgeFlash, ADriveThatWasFlashedAgainInVainStaysStaged) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kStaged), planned("S2", Outcome::kFlash)};
+  plan.drives[0].staged = "NEW";
+  plan.drives[0].reason = "restart the server";
+  const Verdict verdict = judgeBoth(plan, "OLD", "NEW");
+  EXPECT_THAT(statesOf(verdict), ElementsAre(Outcome::kStaged, Outcome::kUpdated));
+  EXPECT_EQ(verdict.drives[0].staged, "NEW");
+  EXPECT_EQ(verdict.drives[0].reason, "restart the server");
+}
+
+TEST(JudgeFlash, WhatThePlanKnowsFillsWhatDocumentsLack) {
+  Verdict plan;
+  plan.drives = {planned("S1", Outcome::kFlash)};
+  plan.drives[0].address = "0000:41:00.0";
+  const Verdict verdict =
+      tool::judgeFlash(plan, {.before = inventory({record("S1", "")}),
+                              .update = update({record("S1", "", Outcome::kSuccess)}),
+                              .after = inventory({{.outcome = Outcome::kFailed}, record("S1", "NEW")})});
+  ASSERT_EQ(verdict.drives.size(), 1U);
+  EXPECT_EQ(verdict.drives[0].address, "0000:41:00.0");
+  EXPECT_EQ(verdict.drives[0].before, "OLD");
+  EXPECT_EQ(verdict.drives[0].after, "NEW");
 }
 
 TEST(JudgeFlash, WithoutAnyRecordNothingIsGuessed) {
