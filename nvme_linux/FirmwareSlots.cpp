@@ -23,7 +23,8 @@ bool FirmwareSlots::isEmpty(unsigned int slot) const {
 unsigned int FirmwareSlots::staged(const std::string& runs) const {
   if (next == 0 || next != running) return next;
   // Some drives name the running slot although nothing waits: only other firmware in it does.
-  const bool isOther = !runs.empty() && !isEmpty(next) && textOf(revisionOf(next)) != runs;
+  const std::string holds = textOf(revisionOf(next));
+  const bool isOther = !runs.empty() && !holds.empty() && holds != runs;
   return isOther ? next : 0;
 }
 

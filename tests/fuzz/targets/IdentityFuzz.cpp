@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 #include "FirmwareSlots.h"
 #include "FirmwareUpdate.h"
@@ -48,8 +49,17 @@ void checkSlot(const Identity& identity, const FirmwareSlots& slots) {
   }
   PROMISE((*slot == 0) == (identity.slots == 0 || slots.running == 0));
   if (*slot == 0) return;
-  PROMISE(*slot <= identity.slots && (*slot != 1 || !identity.isFirstSlotReadOnly));
-  if (slots.isEmpty(*slot) && *slot != slots.running) return;
+  const auto isWritable = [&](unsigned int number) {
+    return number != 0 && number <= identity.slots && (number != 1 || !identity.isFirstSlotReadOnly);
+  };
+  PROMISE(isWritable(*slot));
+  // What waits for the next reset is replaced, and nothing else.
+  const std::string runs = nvme_linux::textOf(identity.revision);
+  const unsigned int staged = slots.staged(runs);
+  PROMISE(staged == slots.next || (staged == 0 && slots.next == slots.running));
+  PROMISE(staged == 0 || staged != slots.running || nvme_linux::textOf(slots.revisionOf(staged)) != runs);
+  PROMISE(!isWritable(staged) || *slot == staged);
+  if (isWritable(staged) || (slots.isEmpty(*slot) && *slot != slots.running)) return;
   // No other slot that can be written is empty, and the running one is the last choice.
   for (unsigned int other = identity.isFirstSlotReadOnly ? 2 : 1; other <= identity.slots; ++other) {
     PROMISE(other == slots.running || !slots.isEmpty(other));

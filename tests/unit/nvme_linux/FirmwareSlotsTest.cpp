@@ -14,6 +14,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
   const std::string full = "REVISION";
   const std::string none(8, '\0');
   const std::string blank(8, ' ');
+  const std::string shifted("\0\0\0\0OLD_", 8);
   struct {
     const char* name;
     unsigned int slots;
@@ -46,6 +47,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
       {"the running one was written since", 3, false, 1, {"WRITTEN ", full, full}, 1, 1},
       {"the running one was written since, read-only", 3, true, 1, {"WRITTEN ", full, full}, 2, 1},
       {"the running one is next and empty", 3, false, 1, {none, full, full}, 2, 1},
+      {"the running one is next, what it holds is not known", 3, false, 1, {shifted, full, full}, 2, 1},
       {"a read-only one is staged", 3, true, 2, {full, full, full}, 3, 1},
       {"a slot is staged that the drive does not have", 2, false, 1, {full, full}, 2, 5},
       {"one is staged, the running slot is not told", 3, false, 0, {full, full, none}, 0, 2},
