@@ -90,7 +90,7 @@ bool Controller::waitUntilAnswers() {
   const Silence silence(*this);
   const auto end = m_host.now() + resetBound();
   for (;;) {
-    FirmwareSlots slots;
+    FirmwareSlots slots{};
     const Outcome outcome = readSlots(slots);
     if (outcome.isSuccess()) return true;
     if (isGone(outcome) || isGivenUp(state()) || m_host.now() >= end) return false;

@@ -69,7 +69,7 @@ NVMeDriveRecord DriveLibrary::makeRecord(const PciController& controller) {
   record.bus = controller.address->bus;
   record.device = controller.address->device;
   record.function = controller.address->function;
-  if (Identity identity; identify(m_host, controller, identity).isSuccess()) {
+  if (Identity identity{}; identify(m_host, controller, identity).isSuccess()) {
     record.modelNumber = identity.model;
     record.serialNumber = identity.serial;
   } else {
@@ -104,7 +104,7 @@ bool DriveLibrary::isAsFound(const PciController& controller) const {
 Outcome DriveLibrary::driveInfo(const _NVME_ZOLT_BDF& address, NVMeDriveInfo& info) {
   const auto controller = find(address, SupportedDrives::of(m_host));
   if (!controller) return Outcome::failed(ENODEV);
-  Identity identity;
+  Identity identity{};
   const Outcome outcome = identify(m_host, *controller, identity);
   if (outcome.isSuccess()) info.firmwareRevision = identity.revision;
   return outcome;

@@ -13,9 +13,9 @@ void askDrive(Host& host, DriveFacts& facts) {
   Controller controller(host, facts.controller);
   const Controller::Silence silence(controller);
   if (!controller.open(Controller::Wait::kNo).isSuccess()) return;
-  if (Identity identity; controller.identify(identity).isSuccess()) facts.identity = identity;
-  if (FirmwareSlots slots; controller.readSlots(slots).isSuccess()) facts.slots = slots;
-  if (Health health; controller.readHealth(health).isSuccess()) facts.health = health;
+  if (Identity identity{}; controller.identify(identity).isSuccess()) facts.identity = identity;
+  if (FirmwareSlots slots{}; controller.readSlots(slots).isSuccess()) facts.slots = slots;
+  if (Health health{}; controller.readHealth(health).isSuccess()) facts.health = health;
 }
 
 }  // namespace

@@ -7,8 +7,8 @@ namespace nvme_linux {
 
 /// What a drive says of its firmware at one moment.
 struct FirmwareState {
-  Identity identity;
-  FirmwareSlots slots;
+  Identity identity{};
+  FirmwareSlots slots{};
 
   unsigned int staged() const { return slots.staged(textOf(identity.revision)); }
   bool isBusy() const { return slots.isBusy(textOf(identity.revision)); }

@@ -29,7 +29,7 @@ unsigned int FirmwareSlots::staged(const std::string& runs) const {
 }
 
 FirmwareSlots parseFirmwareSlots(std::span<const std::uint8_t, FirmwareSlots::kLength> data) {
-  FirmwareSlots slots;
+  FirmwareSlots slots{};
   slots.running = data[kAFI] & kAfiSlotMask;
   slots.updateInProgress = (data[kAFI] & kAfiUpdateInProgress) != 0;
   slots.next = (data[kAFI] >> kAfiNextShift) & kAfiSlotMask;

@@ -56,15 +56,17 @@ std::size_t pieceSize(const Identity& identity) {
 FirmwareUpdate::FirmwareUpdate(Host& host, const SupportedDrives& supported,
                                const std::vector<PciController>& controllers,
                                std::span<const std::uint8_t> image)
-    : m_host(host), m_supported(supported), m_image(image) {
+    : m_host(host),
+      m_supported(supported),
+      m_image(image),
+      m_asked(static_cast<std::size_t>(std::count_if(
+          controllers.begin(), controllers.end(),
+          [&](const PciController& controller) { return controller.name < controllers.front().name; }))) {
   // Two runs that lock in different orders could turn each other away.
   std::vector<PciController> sorted = controllers;
   std::sort(sorted.begin(), sorted.end(),
             [](const PciController& a, const PciController& b) { return a.name < b.name; });
-  for (const PciController& controller : sorted) {
-    if (controller == controllers.front()) m_asked = m_controllers.size();
-    m_controllers.emplace_back(host, controller);
-  }
+  for (const PciController& controller : sorted) m_controllers.emplace_back(host, controller);
 }
 
 Outcome FirmwareUpdate::run() {
@@ -160,12 +162,12 @@ void FirmwareUpdate::reportShortPiece() {
 Outcome FirmwareUpdate::transfer() {
   for (int restarts = 0; restarts <= kMostRestarts; ++restarts) {
     m_watch = m_host.watchResets(m_controller->remembered().name);
-    m_mayHaveForgotten = false;
     Outcome outcome = refuseIfBusy();
     if (outcome.isSuccess()) outcome = chooseSlotToWrite();
     if (outcome.isSuccess()) outcome = download();
     if (outcome.isSuccess() && !hasForgotten()) outcome = waitAfterDownload();
     if (!hasForgotten()) return outcome;
+    m_mayHaveForgotten = false;
     m_controller->report(LOG_WARNING, "the controller was reset; the download starts again");
     if (!m_controller->waitUntilAnswers()) return outcome.isSuccess() ? Outcome::failed(EAGAIN) : outcome;
     outcome = m_controller->identify(m_before.identity);

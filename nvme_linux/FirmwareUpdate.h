@@ -80,7 +80,7 @@ class FirmwareUpdate {
   const SupportedDrives& m_supported;
   const std::span<const std::uint8_t> m_image;
   std::deque<Controller> m_controllers;  ///< in the order in which every run locks them
-  std::size_t m_asked = 0;               ///< the controller that the caller named
+  const std::size_t m_asked;             ///< the controller that the caller named
   Controller* m_controller = nullptr;  ///< the one that answers; set by `chooseController`, used from then on
   FirmwareState m_before;              ///< as last read before the commit; read again after a reset
   std::unique_ptr<ResetWatch> m_watch;  ///< since the download began

@@ -44,7 +44,7 @@ std::size_t maximumTransfer(unsigned int mdts) {
 }  // namespace
 
 Identity parseIdentity(std::span<const std::uint8_t, Identity::kLength> data) {
-  Identity identity;
+  Identity identity{};
   copyText(identity.serial, data.subspan(kSN));
   copyText(identity.model, data.subspan(kMN));
   copyText(identity.revision, data.subspan(kFR));

@@ -14,7 +14,7 @@ TEST(ControllerTest, AWaitWithinASilenceDoesNotEndIt) {
   host.addController("nvme0", "0000:04:00.0");
   host.drive("nvme0").opens().readsSlots().identifies({}, 0x4006).identifies({}, 0x4006);
   Controller controller(host, describeController(host, "nvme0"));
-  Identity identity;
+  Identity identity{};
   {
     const Controller::Silence silence(controller);
     ASSERT_TRUE(controller.open().isSuccess());

@@ -37,7 +37,7 @@ TEST_F(DownloadTest, PiecesHaveTheDrivesGranularity) {
 
 TEST(PieceSizeTest, IsTheGranularityWithinTheLimitOfTheDrive) {
   const auto size = [](std::size_t granularity, std::size_t maximumTransfer) {
-    Identity identity;
+    Identity identity{};
     identity.granularity = granularity;
     identity.maximumTransfer = maximumTransfer;
     return pieceSize(identity);

@@ -54,11 +54,11 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
       {"a running slot that the drive does not have", 2, true, 5, {full, full}, 2},
   };
   for (const auto& c : cases) {
-    Identity identity;
+    Identity identity{};
     std::copy_n(full.begin(), 8, identity.revision.begin());
     identity.slots = c.slots;
     identity.isFirstSlotReadOnly = c.firstReadOnly;
-    FirmwareSlots slots;
+    FirmwareSlots slots{};
     slots.running = c.running;
     slots.next = c.next;
     for (std::size_t i = 0; i < c.revisions.size(); ++i) {
@@ -69,7 +69,7 @@ TEST(ChooseSlotTest, IsNeitherReadOnlyNorRunningIfThatCanBe) {
 }
 
 TEST(FirmwareSlotsTest, NothingIsStagedInTheRunningSlotWhileItsRevisionIsNotKnown) {
-  FirmwareSlots slots;
+  FirmwareSlots slots{};
   slots.running = slots.next = 1;
   slots.revisions[0].fill('X');
   EXPECT_EQ(slots.staged(""), 0U);
