@@ -193,7 +193,7 @@ void readDrives(JsonObject& object, const std::optional<Revision>& newRevision, 
 }  // namespace
 
 DriveScenario readDriveScenario(const std::filesystem::path& path) {
-  DriveScenario scenario;
+  DriveScenario scenario{};
   readObject(path, [&](JsonObject& object) {
     // For people; asked for so that it is a known key.
     object.text("description");
