@@ -117,7 +117,7 @@ BoundedRun runBounded(std::vector<std::string> arguments, std::vector<std::strin
   output.closeWriter();
   failure.closeWriter();
 
-  BoundedRun run;
+  BoundedRun run{};
   int status = 0;
   if (!readUntil(deadline, output.reader(), run.output) || !waitUntil(deadline, child, status)) {
     killAndReap(child, status);

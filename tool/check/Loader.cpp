@@ -64,7 +64,7 @@ void readComplaint(const std::string& line, LoaderAnswer& answer) {
 
 LoaderAnswer listing(const std::filesystem::path& folder, const std::vector<std::string>& environment,
                      std::chrono::milliseconds limit) {
-  LoaderAnswer answer;
+  LoaderAnswer answer{};
   const BoundedRun run = runBounded({kTrustedProgram}, environment, folder, limit);
   switch (run.end) {
     case BoundedRun::End::kTimedOut:

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -80,10 +81,11 @@ std::vector<std::string> Process::missing() const {
 }
 
 Process processOf(const fs::path& folder, const fs::path& executable) {
-  Process process{.executable = readElf(executable)};
+  ElfFile read = readElf(executable);
+  const bool isFolders = read.damage.empty() && read.sectionDamage.empty() && read.isProgram() &&
+                         read.architecture == thisMachine();
+  Process process{.executable = std::move(read), .isFolders = isFolders};
   const ElfFile& file = process.executable;
-  process.isFolders = file.damage.empty() && file.sectionDamage.empty() && file.isProgram() &&
-                      file.architecture == thisMachine();
   process.needed = process.isFolders ? file.needed : std::vector<std::string>{kRollbackLibrary};
   const std::string runPath = process.isFolders ? file.searchPath : "$ORIGIN";
   process.search = askLoader(folder, process.needed, searchPathOf(runPath, executable, folder));

@@ -112,7 +112,7 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
 
   const std::string& m_source;
   const Position& m_position;
-  LocatedValue m_outermost;
+  LocatedValue m_outermost{};
   std::vector<LocatedValue*> m_open;  // the last one grows; those before it do not move until it is closed
 };
 

@@ -121,7 +121,7 @@ TEST_F(DriveAnswers, AnIllDriveIsUnhealthyRatherThanStaged) {
   EXPECT_EQ(verdict().drives[0].reason, "its SMART log has a critical warning: spare below its threshold");
   EXPECT_EQ(verdict().outcome, RunOutcome::kDone) << "to look is no failure";
   drive().criticalWarning = 0;
-  drive().slots = DriveSlots{.revisions = {"NOW"}, .running = 1, .isUpdateInProgress = true};
+  drive().slots = DriveSlots{.revisions = {"NOW"}, .running = 1, .next = 0, .isUpdateInProgress = true};
   EXPECT_EQ(verdict().drives[0].state, Outcome::kUnhealthy);
 }
 

@@ -30,7 +30,7 @@ inline DriveFacts known(const std::string& serial, int number, const PciIds& pci
           .serial = serial,
           .model = "Model A",
           .revision = "OLD",
-          .slots = DriveSlots{.revisions = {"OLD", ""}, .running = 1},
+          .slots = DriveSlots{.revisions = {"OLD", ""}, .running = 1, .next = 0},
           .criticalWarning = 0,
           .areUsesComplete = true};
 }

@@ -158,11 +158,10 @@ TEST_F(StateFolderTest, OrderDoesNotDependOnTheClock) {
 TEST_F(StateFolderTest, OldFinishedRunsGoAndUnfinishedOnesStay) {
   state.create(RunKind::kUpdate, "unfinished");
   end(state.create(RunKind::kInventory, "inventory"));
-  for (std::size_t i = 0; i < StateFolder::kKept + 2; ++i)
-    end(state.create(RunKind::kUpdate, "run" + std::to_string(i)));
+  for (std::size_t i = 0; i < 52; ++i) end(state.create(RunKind::kUpdate, "run" + std::to_string(i)));
   fs::create_directory(state.root() / "foreign");
   state.prune(RunKind::kUpdate);
-  EXPECT_EQ(names().size(), StateFolder::kKept + 2);
+  EXPECT_EQ(names().size(), 52U) << "50 updates, and the two others";
   EXPECT_FALSE(state.find("run1"));
   EXPECT_TRUE(state.find("run2"));
   EXPECT_TRUE(state.find("unfinished"));
@@ -211,7 +210,7 @@ TEST_F(StateFolderTest, DrivesAwaitAResetByTheirSlotsOrElseByTheRunsOfThisBoot) 
   tool::finish(state, run, verdict);
   const std::vector<tool::DriveFacts> drives{
       {.serial = "S1", .slots = tool::DriveSlots{.revisions = {"OLD", "NEW"}, .running = 1, .next = 2}},
-      {.serial = "S2", .slots = tool::DriveSlots{.revisions = {"NEW"}, .running = 1}},
+      {.serial = "S2", .slots = tool::DriveSlots{.revisions = {"NEW"}, .running = 1, .next = 0}},
       {.serial = "S3"}};
   const tool::RunsOverview overview = tool::overviewOf(state.list(), drives);
   EXPECT_EQ(overview.awaitingReset, 2U) << "S2 was reset, and S3 does not tell";
