@@ -65,6 +65,10 @@ TEST(EvidenceTest, IsWhatSlotLogAndRevisionShow) {
       {"the drive's choice, staged", 0, state('A', 0, 0, "A-"), state('A', 0, 2, "AB"), kWaits, kWaits},
       {"the drive's choice, runs", 0, state('A', 0, 0, ""), state('B', 0, 0, ""), kRuns, kRuns},
       {"the drive's choice, nothing", 0, state('A', 0, 0, ""), state('A', 0, 0, ""), kSame, kNone},
+      {"the drive's choice, nothing, though the slot is told", 0, state('A', 1, 0, "A-"),
+       state('A', 1, 0, "A-"), kSame, kNone},
+      {"nothing in the first slot while the second runs", 1, state('A', 2, 0, "CA"), state('A', 2, 0, "CA"),
+       kNone, kNone},
       {"the drive's choice, as staged before", 0, state('A', 0, 2, "AB"), state('A', 0, 2, "AB"), kWaits,
        kNone},
   };

@@ -42,9 +42,14 @@ TEST(StrictJson, AbsentOptionalKeysGiveNothing) {
 }
 
 TEST(StrictJson, PresentKeysGiveTheirValues) {
-  const json value = {{"number", -5}, {"flag", true}, {"text", "words"}, {"list", {1, 2}}};
+  const json value = {{"number", -5},
+                      {"highest", static_cast<std::uint64_t>(kHighest)},
+                      {"flag", true},
+                      {"text", "words"},
+                      {"list", {1, 2}}};
   JsonObject object(value, "");
   EXPECT_EQ(object.integer("number", -5, -5), -5);
+  EXPECT_EQ(object.integer("highest", 0, kHighest), kHighest);
   EXPECT_EQ(object.flag("flag"), true);
   EXPECT_EQ(object.text("text"), "words");
   EXPECT_EQ(object.requiredText("text"), "words");

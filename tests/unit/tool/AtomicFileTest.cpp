@@ -56,6 +56,15 @@ TEST_F(AtomicFile, ReplacesWhatADeadProcessOfItsNumberHasLeft) {
   EXPECT_EQ(filesHere(), 1);
 }
 
+TEST_F(AtomicFile, IsWrittenByAProcessWithoutStandardInput) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  EXPECT_EQ(errorOf("page", tool::Existing::kKeep), 0);
+  EXPECT_EQ(dup2(input, STDIN_FILENO), STDIN_FILENO);
+  close(input);
+  EXPECT_EQ(readFile("page"), "new");
+}
+
 TEST_F(AtomicFile, FollowsALink) {
   std::filesystem::create_directory("folder");
   writeFile("folder/page", "old");

@@ -63,7 +63,12 @@ TEST_F(ElfFile, AnExecutableIsTold) {
   EXPECT_TRUE(executable.isExecutable);
   EXPECT_THAT(executable.needed, Contains("librbkl.so.0"));
   EXPECT_EQ(executable.searchPath, "$ORIGIN");
-  EXPECT_TRUE(read(withField<std::uint16_t>(library(), offsetof(Elf64_Ehdr, e_type), ET_EXEC)).isExecutable);
+  EXPECT_TRUE(executable.isProgram());
+  const tool::ElfFile unlinked =
+      read(withField<std::uint16_t>(library(), offsetof(Elf64_Ehdr, e_type), ET_EXEC));
+  EXPECT_TRUE(unlinked.isExecutable);
+  EXPECT_TRUE(unlinked.isProgram()) << "though it has no loader";
+  EXPECT_FALSE(read(library()).isProgram());
 }
 
 TEST_F(ElfFile, TheOlderKindOfRunPathIsReadToo) {
@@ -106,8 +111,9 @@ TEST_F(ElfFile, SegmentsMustLieInTheFileAndApart) {
   const std::string whole = library();
   Elf64_Ehdr header{};
   std::memcpy(&header, whole.data(), sizeof(header));
-  EXPECT_THAT(read(whole.substr(0, whole.find("NVMEDiscoverDrives"))).damage,
-              HasSubstr("is cut off: a part"));
+  const std::size_t place = whole.find("NVMEDiscoverDrives");
+  EXPECT_EQ(read(whole.substr(0, place)).damage,
+            "is cut off: a part to be loaded lies beyond its " + std::to_string(place) + " bytes");
   EXPECT_THAT(
       read(withField<std::uint64_t>(whole, header.e_phoff + offsetof(Elf64_Phdr, p_memsz), 1U << 30U)).damage,
       HasSubstr("segments lie across each other"));

@@ -110,6 +110,13 @@ TEST(BoundedRun, OutputAndStatusAreThoseOfTheProgram) {
   EXPECT_EQ(killed.status, SIGKILL);
 }
 
+TEST(BoundedRun, OfALongOutputTheFirstMebibyteIsKept) {
+  const tool::BoundedRun run = tool::runBounded(
+      {"/bin/sh", "-c", "head -c 1048576 /dev/zero; head -c 2000000 /dev/urandom; exit 3"}, {}, "/", 60s);
+  EXPECT_EQ(run.status, 3) << "it was not stopped";
+  EXPECT_TRUE(run.output == std::string(1U << 20U, '\0')) << run.output.size();
+}
+
 TEST(BoundedRun, AProgramThatTakesTooLongIsEndedWithItsChildren) {
   const ScratchFolder folder;
   for (const char* const command : {"sleep 60", "exec >&- 2>&-; sleep 60", "while :; do echo x; done"}) {

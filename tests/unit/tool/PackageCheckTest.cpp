@@ -6,10 +6,13 @@
 #include "PackageFolder.h"
 
 namespace fs = std::filesystem;
+using testing::AllOf;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -25,6 +28,21 @@ TEST_F(PackageCheck, AWholePackageHasNoFindings) {
 TEST_F(PackageCheck, DescriptorFindingsAreAmongThem) {
   fs::remove(folder() / "package.xml");
   EXPECT_THAT(problems(), ElementsAre("package.xml: descriptor is missing"));
+}
+
+TEST_F(PackageCheck, FindingsAboutAWholeFileHaveNoLine) {
+  const auto lines = [](const fs::path& package) {
+    std::vector<long> found;
+    for (const tool::Finding& finding : tool::checkPackage(package)) found.push_back(finding.line);
+    return found;
+  };
+  fs::remove(folder() / "package.xml");
+  write("payload/firmware.bin", "");
+  EXPECT_THAT(lines(folder()), AllOf(Not(IsEmpty()), Each(0)));
+  fs::remove(folder() / "payload" / "firmware.bin");
+  fs::create_directory(folder() / "payload" / "firmware");
+  EXPECT_THAT(lines(folder()), AllOf(Not(IsEmpty()), Each(0)));
+  EXPECT_THAT(lines(folder() / "missing"), ElementsAre(0));
 }
 
 TEST_F(PackageCheck, ThePayloadFolderHoldsExactlyOneRegularFile) {
@@ -85,6 +103,16 @@ TEST_F(PackageCheck, ALibraryThatTheExecutableCannotLoadIsFound) {
   unsetenv("LD_LIBRARY_PATH");
   EXPECT_THAT(found, Contains("nvmepcissd: a library that the program needs is refused: " +
                               (folder() / "lib/libm.so.6").string() + ": file too short"));
+}
+
+TEST_F(PackageCheck, ALibraryThatTheExecutableDoesNotFindIsNamed) {
+  std::string program = readFile(folder() / "nvmepcissd");
+  const std::string needed = "libxml2.so.2";
+  program.replace(program.find(needed), needed.size(), "libxml0.so.2");
+  write("nvmepcissd", program);
+  setMode("nvmepcissd", 0755);
+  EXPECT_THAT(problems(),
+              Contains("nvmepcissd: the program needs libxml0.so.2, which the loader does not find"));
 }
 
 TEST_F(PackageCheck, AnExecutableThatIsALinkIsFound) {

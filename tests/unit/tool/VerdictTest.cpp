@@ -119,7 +119,8 @@ const Bad kBad[] = {
     {verdict(R"({"state": 5})"), "drive 1: state is no text"},
     {verdict(R"({"pci": "f101"})"), "drive 1: pci is no object"},
     {verdict(R"({"pci": {"vendor": 1}})"), "drive 1: vendor is no text"},
-    {verdict(R"({"code": 99999999999})"), "drive 1: code is no number"},
+    {verdict(R"({"code": 2147483648})"), "drive 1: code is no number"},
+    {verdict(R"({"code": -2147483649})"), "drive 1: code is no number"},
     {verdict(R"({"code": 1.5})"), "drive 1: code is no number"},
     {verdict(R"({"identifiedBy": "luck"})"), "drive 1: identifiedBy is \"luck\", which is none"},
     {R"({"version": 1, "drives": [], "outcome": "fine"})", "outcome is \"fine\", which is none"},
@@ -128,6 +129,14 @@ const Bad kBad[] = {
     {R"({"version": 1, "drives": [], "reasons": {}})", "reasons is no array"},
     {R"({"version": 1, "drives": [], "reasons": [1]})", "reasons holds something"},
 };
+
+TEST(Verdict, TakesEveryCodeOf32Bits) {
+  for (const std::int32_t code : {-2147483647 - 1, 2147483647}) {
+    const auto reading = tool::readVerdict(verdict(R"({"code": )" + std::to_string(code) + "}"));
+    ASSERT_TRUE(reading.verdict.has_value()) << reading.problem;
+    EXPECT_EQ(reading.verdict->drives.at(0).code, code);
+  }
+}
 
 TEST(Verdict, SaysWhatIsWrongWithIt) {
   for (const auto& [content, problem] : kBad) {

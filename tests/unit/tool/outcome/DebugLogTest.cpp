@@ -13,7 +13,7 @@ using tool::LoggedRun;
 using tool::parseDebugLog;
 
 std::string line(const std::string& message) {
-  return "[2026-01-31T12:00:00] :                                src/NVMeAdapter.cpp:  228: " + message +
+  return "[2026-09-30T18:47:59] :                                src/NVMeAdapter.cpp:  228: " + message +
          "\n";
 }
 

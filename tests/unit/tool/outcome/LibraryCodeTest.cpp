@@ -23,6 +23,7 @@ TEST(LibraryCode, HasAdviceForEveryResultOfOurOwnLibrary) {
 
 TEST(LibraryCode, SendsToTheMakersListForOthers) {
   EXPECT_EQ(describeCode(5), "5: see the list of results of the drive library");
+  EXPECT_EQ(describeCode(0), "0: see the list of results of the drive library");
   EXPECT_EQ(describeCode(-125), "-ECANCELED: see the list of results of the drive library");
   EXPECT_EQ(describeCode(-2147483647 - 1), "-2147483648: see the list of results of the drive library");
 }
