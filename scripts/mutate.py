@@ -224,8 +224,9 @@ class Laboratory:
         return self.succeeds(command, TEST_SECONDS, cwd=self.build_folder)
 
     def programs(self, since=0):
-        """The test programs that were linked after that time."""
-        return [path for path in sorted(glob.glob(self.build_folder + "/*_tests")) if os.path.getmtime(path) >= since]
+        """The test programs that were linked after that time, and those that run other programs."""
+        return [path for path in sorted(glob.glob(self.build_folder + "/*_tests"))
+                if os.path.getmtime(path) >= since or path.endswith("system_tests")]
 
     def noticed(self, changed, programs):
         """The first that fails of these programs and of the slower tests for the changed file, None if none does."""
