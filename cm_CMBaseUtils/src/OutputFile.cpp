@@ -35,8 +35,10 @@ File::~File() {
 }
 
 void File::open(const std::string& path) {
-  m_failed = isOpen();
-  if (m_failed) return;
+  if (isOpen()) {
+    m_failed = true;
+    return;
+  }
   m_descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
   if (isOpen()) m_buffer = std::make_unique_for_overwrite<char[]>(BUFSIZ);
 }
