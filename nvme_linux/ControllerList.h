@@ -14,10 +14,10 @@ namespace nvme_linux {
 
 /// The four ids that tell one drive model from another.
 struct PciIds {
-  std::uint16_t vendor;
-  std::uint16_t device;
-  std::uint16_t subVendor;
-  std::uint16_t subDevice;
+  std::uint16_t vendor{};
+  std::uint16_t device{};
+  std::uint16_t subVendor{};
+  std::uint16_t subDevice{};
 
   auto operator<=>(const PciIds&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };

@@ -30,7 +30,7 @@ struct DriveFacts {
   std::optional<Health> health;
 
   std::vector<DriveUse> uses;  ///< of the drive through any of its controllers
-  bool areUsesComplete;        ///< false without root: something else may use the drive
+  bool areUsesComplete{};      ///< false without root: something else may use the drive
 
   /// What it runs: from the drive, or else as the kernel remembers it, which may be older; empty when neither
   /// is known.

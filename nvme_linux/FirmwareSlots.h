@@ -17,9 +17,9 @@ struct FirmwareSlots {
 
   using Revision = std::array<char, 8>;
 
-  unsigned int running;   ///< AFI bits 2:0: slot of the running firmware; 0: not told
-  unsigned int next;      ///< AFI bits 6:4: slot that the next reset activates; 0: none, or not told
-  bool updateInProgress;  ///< AFI bit 3
+  unsigned int running{};   ///< AFI bits 2:0: slot of the running firmware; 0: not told
+  unsigned int next{};      ///< AFI bits 6:4: slot that the next reset activates; 0: none, or not told
+  bool updateInProgress{};  ///< AFI bit 3
   std::array<Revision, 7> revisions{};  ///< FRS1 to FRS7; zeros or blanks for an empty slot
 
   /// `slot` is 1 to 7.

@@ -12,7 +12,7 @@ struct Health {
 
   /// Bits 0 to 5: spare below its threshold; temperature; reliability degraded; media read-only; backup of
   /// the volatile memory failed; persistent memory region read-only. 0: healthy.
-  std::uint8_t criticalWarning;
+  std::uint8_t criticalWarning{};
 };
 
 inline Health parseHealth(std::span<const std::uint8_t, Health::kLength> data) {

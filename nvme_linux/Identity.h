@@ -17,12 +17,12 @@ struct Identity {
   std::array<char, 20> serial{};   ///< SN
   std::array<char, 40> model{};    ///< MN
   std::array<char, 8> revision{};  ///< FR: of the running firmware
-  bool takesFirmware;              ///< OACS bit 2: knows Firmware Commit and Image Download
-  unsigned int slots;              ///< FRMW bits 3:1: firmware slots, numbered from 1; up to 7
-  bool isFirstSlotReadOnly;        ///< FRMW bit 0
-  bool detectsOverlaps;            ///< FRMW bit 5: a commit tells of other updates (MUD)
-  std::size_t granularity;         ///< FWUG of downloads, in bytes; 0: not stated; 4: no restriction
-  std::size_t maximumTransfer;     ///< MDTS of one command, in bytes; 0: no limit
+  bool takesFirmware{};            ///< OACS bit 2: knows Firmware Commit and Image Download
+  unsigned int slots{};            ///< FRMW bits 3:1: firmware slots, numbered from 1; up to 7
+  bool isFirstSlotReadOnly{};      ///< FRMW bit 0
+  bool detectsOverlaps{};          ///< FRMW bit 5: a commit tells of other updates (MUD)
+  std::size_t granularity{};       ///< FWUG of downloads, in bytes; 0: not stated; 4: no restriction
+  std::size_t maximumTransfer{};   ///< MDTS of one command, in bytes; 0: no limit
   std::chrono::milliseconds activationTime{};  ///< MTFA, the longest to activate firmware; 0: not stated
 };
 

@@ -38,11 +38,11 @@ std::string zeroFilled(const char* id);
 /// Everything points into the document and is valid as long as the document is. `xmlGetLineNo` of a node
 /// gives its line.
 struct Entry {
-  const xmlNode* pciInfo;
-  Ids ids;
+  const xmlNode* pciInfo{};
+  Ids ids{};
   /// The Display that names the entry: the first one with a text after the PCIInfo in its Device, or the
   /// previous entry's. Null when there has been none yet.
-  const xmlNode* display;
+  const xmlNode* display{};
   /// False when `display` is inherited.
   bool hasOwnDisplay = false;
   /// How many Display elements stand after the PCIInfo, up to and including its own. Those before the own one

@@ -34,14 +34,14 @@ struct Drive {
   DriveRecord record;
   Revision revision;
   std::optional<Revision> newRevision;  // what a successful flash brings; nothing: it changes nothing
-  std::int32_t revisionResult;
-  std::int32_t updateResult;
-  std::chrono::milliseconds updateTime;
-  bool updateHangs;  // flashing waits to be released
-  Activation activation;
-  GoneAfter goneAfter;
-  std::uint8_t criticalWarning;  // as in a drive's health log; with any bit set it refuses every flash
-  bool isListed;                 // false: the list's entry is null
+  std::int32_t revisionResult{};
+  std::int32_t updateResult{};
+  std::chrono::milliseconds updateTime{};
+  bool updateHangs{};  // flashing waits to be released
+  Activation activation{};
+  GoneAfter goneAfter{};
+  std::uint8_t criticalWarning{};  // as in a drive's health log; with any bit set it refuses every flash
+  bool isListed{};                 // false: the list's entry is null
 };
 
 /// The values that a successful discovery returns to its caller.
@@ -53,9 +53,9 @@ enum class ListShape {
 };
 
 struct DriveScenario {
-  std::int32_t discoveryResult;
-  bool discoveryHangs;  // discovery waits to be released
-  ListShape list;
+  std::int32_t discoveryResult{};
+  bool discoveryHangs{};  // discovery waits to be released
+  ListShape list{};
   std::vector<Drive> drives;  // no two with the same address
 };
 

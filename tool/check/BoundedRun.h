@@ -18,7 +18,7 @@ struct BoundedRun {
     kNotStarted,  ///< `status` is the errno
   };
   End end = End::kNotStarted;
-  int status;
+  int status{};
   std::string output{};  ///< standard output and standard error as they came, the first MiB
 };
 

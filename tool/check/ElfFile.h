@@ -14,9 +14,9 @@ namespace tool {
 
 /// What a library and the process that loads it must have in common.
 struct ElfArchitecture {
-  unsigned char wordClass;  ///< ELFCLASS32 or ELFCLASS64
-  unsigned char byteOrder;  ///< ELFDATA2LSB or ELFDATA2MSB
-  std::uint16_t machine;    ///< EM_...
+  unsigned char wordClass{};  ///< ELFCLASS32 or ELFCLASS64
+  unsigned char byteOrder{};  ///< ELFDATA2LSB or ELFDATA2MSB
+  std::uint16_t machine{};    ///< EM_...
 
   bool operator==(const ElfArchitecture&) const = default;
 

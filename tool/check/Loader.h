@@ -31,7 +31,7 @@ struct LoaderAnswer {
     kUnavailable,  ///< this machine's loader has no listing mode: nothing was preloaded
   };
   End end = End::kUnavailable;
-  int signal;
+  int signal{};
   std::string reason{};  ///< as "./libhelper.so: invalid ELF header"
   /// By the name that it was asked for: a preloaded file by the name given, another one, the loader included,
   /// by the name in the file that needs it. The path is empty when it was not found.

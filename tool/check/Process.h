@@ -44,7 +44,7 @@ struct Process {
   ElfFile executable{};
   /// The executable is one for this machine that the loader can be asked about. Otherwise `needed` holds only
   /// the rollback library and the process is any one of this machine.
-  bool isFolders;
+  bool isFolders{};
   std::vector<std::string> needed{};  ///< the libraries that are loaded at the start, by name
   /// What the loader says of each of `needed`, searched for as the executable has it searched for.
   LoaderAnswer search{};

@@ -20,8 +20,8 @@ inline constexpr char kStagedReason[] = "it has taken firmware that runs after a
 /// The firmware slots of a drive. Revisions have no padding.
 struct DriveSlots {
   std::vector<std::string> revisions{};  ///< of slot 1 and those after it; empty for an empty slot
-  unsigned int running;                  ///< slot of the running firmware; 0: the drive does not tell
-  unsigned int next;                     ///< slot that the next reset activates; 0: none, or not told
+  unsigned int running{};                ///< slot of the running firmware; 0: the drive does not tell
+  unsigned int next{};                   ///< slot that the next reset activates; 0: none, or not told
   bool isUpdateInProgress = false;       ///< the drive says that it is being updated
   bool isRunningSlotStaged = false;  ///< `next` is the running slot, and it holds other firmware than runs
 

@@ -26,7 +26,7 @@ struct LastRun {
   std::string name{};
   std::string kind{};     ///< "inventory" or "update"
   std::string outcome{};  ///< "done", "failed", "undecided", "refused" or "running"
-  int status;             ///< that `result` ends with
+  int status{};           ///< that `result` ends with
   std::optional<std::int64_t> began{};
   std::optional<std::int64_t> ended{};
   std::map<std::string, std::size_t> drives{};  ///< how many there are of each state

@@ -31,7 +31,7 @@ struct Counterpart {
     kAmbiguous,  ///< it may be one of several, or absent
   };
   Kind kind = Kind::kAmbiguous;
-  std::size_t index;                         ///< in the other list; for kFound only
+  std::size_t index{};                       ///< in the other list; for kFound only
   IdentifiedBy how = IdentifiedBy::kSerial;  ///< likewise: kSerial or kOrder
 };
 

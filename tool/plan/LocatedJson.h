@@ -23,7 +23,7 @@ struct LocatedValue {
   enum class Kind { kObject, kArray, kText, kCount, kOther };
 
   Kind kind = Kind::kOther;
-  long line;                           ///< where it begins; of a text or number, where it ends
+  long line{};                         ///< where it begins; of a text or number, where it ends
   std::string text{};                  ///< of a text
   std::uint64_t count = 0;             ///< of a count: a whole number, not negative
   std::vector<std::string> keys{};     ///< of an object, each only once

@@ -35,7 +35,7 @@ struct PlanInput {
 
   /// The package's drive library obeys drives.allow (Package::hasOwnLibrary): single drives can be left out.
   /// Any other one flashes every drive that it finds.
-  bool obeysList;
+  bool obeysList{};
   std::span<const EarlierFlash> earlier{};  ///< counts for drives whose slots are not known
 };
 

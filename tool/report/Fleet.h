@@ -17,7 +17,7 @@ struct DriveState {
   std::string serial{};
   std::string pci{};
   std::string name{};
-  bool isIdentified;  ///< false for a failed record without a drive
+  bool isIdentified{};  ///< false for a failed record without a drive
 
   /// From the newest update or verdict that lists the drive, else from the newest inventory.
   Outcome outcome = Outcome::kListed;

@@ -14,8 +14,8 @@ namespace tool {
 
 /// How long to stay with a run that goes on. Nothing is ever ended because of it.
 struct Patience {
-  std::chrono::seconds all;       ///< in all
-  std::chrono::seconds perDrive;  ///< without another drive being begun
+  std::chrono::seconds all{};       ///< in all
+  std::chrono::seconds perDrive{};  ///< without another drive being begun
 };
 
 /// Waits for the end of a run, and completes what its processes have left undone: a flash whose tool has died

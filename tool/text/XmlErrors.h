@@ -7,8 +7,8 @@ namespace tool {
 
 /// Where and why an XML file is not well-formed.
 struct XmlError {
-  long line;
-  long column;          ///< in characters or bytes, as libxml2 counts it; 0 where it tells none
+  long line{};
+  long column{};        ///< in characters or bytes, as libxml2 counts it; 0 where it tells none
   std::string message;  ///< one line
 };
 
